@@ -1,0 +1,63 @@
+#include "strider/base/quat.h"
+
+namespace strider {
+namespace {
+
+// Within this distance of cos = +-1 the sine formula divides by a vanishing sine.
+constexpr float kSlerpDegenerate = 1e-4f;
+// Half pi to six decimals, as saved motions were computed with it.
+constexpr double kQuarterTurn = 1.570795;
+
+Quat Perpendicular(const Quat& a) { return {-a.y, a.x, -a.w, a.z}; }
+
+Quat Mix(const Quat& a, float wa, const Quat& b, float wb) {
+  return {wa * a.x + wb * b.x, wa * a.y + wb * b.y, wa * a.z + wb * b.z, wa * a.w + wb * b.w};
+}
+
+}  // namespace
+
+Point3 LnDif(const Quat& a, const Quat& b) {
+  const Quat turn = Conjugate(a) * b;
+  const double x = turn.x, y = turn.y, z = turn.z;
+  const double sine = std::sqrt(x * x + y * y + z * z);
+  if (sine == 0) return {};
+  // Near a zero turn angle / sine tends to 1; atan2 keeps that to the last bit.
+  const double scale = Atan2D(sine, turn.w) / sine;
+  return {static_cast<float>(x * scale), static_cast<float>(y * scale),
+          static_cast<float>(z * scale)};
+}
+
+Quat Exp(const Point3& halfAngle) {
+  const double x = halfAngle.x, y = halfAngle.y, z = halfAngle.z;
+  const double angle = std::sqrt(x * x + y * y + z * z);
+  if (angle == 0) return {};
+  const SinCosD sc = SinCosOf(angle);
+  const double scale = sc.sin / angle;
+  return {static_cast<float>(x * scale), static_cast<float>(y * scale),
+          static_cast<float>(z * scale), static_cast<float>(sc.cos)};
+}
+
+Quat Slerp(const Quat& a, const Quat& b, float u) {
+  const float cosAngle = Dot(a, b);
+  if (1 + cosAngle <= kSlerpDegenerate) {  // opposite: every great circle is shortest, take one
+    const float wa = static_cast<float>(SinCosOf((1.0 - u) * kQuarterTurn).sin);
+    const float wb = static_cast<float>(SinCosOf(u * kQuarterTurn).sin);
+    return Mix(a, wa, Perpendicular(a), wb);
+  }
+  if (1 - cosAngle <= kSlerpDegenerate) return Mix(a, 1 - u, b, u);
+
+  // sin((1 - u) w) / sin(w) = cos(u w) - cos(w) sin(u w) / sin(w): one sine and cosine serve both
+  // weights. In double the difference keeps more digits than a float holds.
+  const double c = cosAngle;
+  const double sine = std::sqrt((1 - c) * (1 + c));
+  const SinCosD part = SinCosOf(static_cast<double>(u) * AcosD(c));
+  const double wb = part.sin / sine;
+  const double wa = part.cos - c * wb;
+  return Mix(a, static_cast<float>(wa), b, static_cast<float>(wb));
+}
+
+Quat Squad(const Quat& from, const Quat& out, const Quat& in, const Quat& to, float u) {
+  return Slerp(Slerp(from, to, u), Slerp(out, in, u), 2 * (1 - u) * u);
+}
+
+}  // namespace strider

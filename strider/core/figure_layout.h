@@ -1,0 +1,37 @@
+// Turns structure parameters into a figure: the size and place of every link, and the stance in
+// which it stands when nothing else is asked.
+#pragma once
+
+#include "strider/core/motion_core.h"
+
+namespace strider {
+
+/// Height over the nominal figure's: height / (15 neckLinks + 400), in double, rounded once.
+float FigureScale(float height, int neckLinks);
+
+/// Lays the whole figure out anew: default proportions, stance, body laws, track forms. Keys stay
+/// only if the structure's link counts do; a figure with keys goes through SetHeight instead.
+void LayOutFigure(MotionCore& core, const Structure& structure);
+
+/// Puts the stance at a ground point (the core's space) with a heading in radians about the up
+/// axis, positive to the left; the soles stand at the point's height.
+void PlaceFigure(MotionCore& core, const Point3& groundPosition, float heading);
+
+/// Sets the current pose of every part to its stance.
+void TakeStance(MotionCore& core);
+
+/// The figure's height now. A figure laid out for a height answers just that; where dimensions
+/// were edited since, it follows the sum of spine, neck, head, leg and foot.
+float CoreFigureHeight(const MotionCore& core);
+
+/// Scales all dimensions of the figure to stand `height` high. The stance keeps its ground point.
+/// kRefused, nothing changed, for a height that is not positive and finite.
+[[nodiscard]] int SetHeight(MotionCore& core, float height);
+
+/// Height of the body over its soles in the stance.
+float StanceHeight(const MotionCore& core);
+
+/// Length the footsteps are drawn with: 1.33 times the foot's toe side plus its heel side.
+float FootstepLength(const MotionCore& core);
+
+}  // namespace strider

@@ -1,0 +1,90 @@
+#include "strider/host/messages.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
+namespace strider {
+namespace {
+
+struct CatalogueRow {
+  MessageId id;
+  const char* text;
+};
+
+// In rising order of the numbers, which the search relies on.
+constexpr CatalogueRow kCatalogue[] = {
+    {MessageId::kBatchCannotBePlaced,
+     "These footsteps cannot be placed. There is no footstep to go on from, or the steps are too "
+     "short in time for the figure to leave the ground."},
+    {MessageId::kNegativeTimeWithFootsteps,
+     "A figure with footsteps has no motion before time 0. Move to time 0 or later."},
+    {MessageId::kNotInFigureMode, "This is not possible in figure mode. Leave figure mode first."},
+    {MessageId::kNoFootsteps, "A key needs footsteps to belong to, and there are none yet."},
+    {MessageId::kBeforeFirstFootstep,
+     "The current time is before the first footstep. Keys can be set only while there are "
+     "footsteps."},
+    {MessageId::kAfterLastFootstep,
+     "The current time is after the last footstep. Keys can be set only while there are "
+     "footsteps."},
+    {MessageId::kFootstepsNotComputed,
+     "The footsteps have no motion yet. Make keys for the footsteps first."},
+    {MessageId::kNotInMotionMode, "This is not possible in motion mode. Leave motion mode first."},
+    {MessageId::kAnimationLocked, "The animation of this figure is locked."},
+    {MessageId::kLimbFollowsObjectOnLayer,
+     "No key was set for %1: it follows an IK object, which rules it on a layer too."},
+    {MessageId::kStructureNeedsFigureMode,
+     "The figure's structure can change only in figure mode or while the figure is created."},
+    {MessageId::kLayerNotActive, "This layer is not active. Activate it before setting keys."},
+    {MessageId::kOutsideLimits, "%1 must be between %2 and %3, but was given as %4."},
+    {MessageId::kUnknownBodyPart, "The figure has no body part %1 with a link %2."},
+    {MessageId::kNotFinite, "The value given for %1 is not a finite number."},
+};
+
+constexpr bool NumbersRise() {
+  for (std::size_t i = 1; i < std::size(kCatalogue); ++i) {
+    if (!(kCatalogue[i - 1].id < kCatalogue[i].id)) return false;
+  }
+  return true;
+}
+static_assert(NumbersRise(), "a message stands out of order or twice in the catalogue");
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+}  // namespace
+
+const char* MessageTemplate(MessageId id) {
+  const auto* const row =
+      std::lower_bound(std::begin(kCatalogue), std::end(kCatalogue), id,
+                       [](const CatalogueRow& a, MessageId b) { return a.id < b; });
+  return row != std::end(kCatalogue) && row->id == id ? row->text : nullptr;
+}
+
+std::string FormatMessage(MessageId id, std::initializer_list<std::string> args) {
+  const char* const text = MessageTemplate(id);
+  if (!text) return "Message " + std::to_string(static_cast<int>(id)) + ".";
+
+  // One pass over the template alone, so that a % in a node's name stays one.
+  std::string result;
+  for (const char* c = text; *c != '\0';) {
+    if (*c != '%' || (c[1] != '%' && !IsDigit(c[1]))) {
+      result += *c++;
+    } else if (c[1] == '%') {
+      result += '%';
+      c += 2;
+    } else {
+      const char* const place = c++;
+      std::size_t number = 0;
+      for (; IsDigit(*c); ++c) number = number * 10 + static_cast<std::size_t>(*c - '0');
+      const bool given = number >= 1 && number <= args.size();
+      result += given ? args.begin()[number - 1] : std::string(place, c);
+    }
+  }
+  return result;
+}
+
+void Tell(const MessageSink& sink, MessageId id, std::initializer_list<std::string> args) {
+  if (sink) sink(id, FormatMessage(id, args));
+}
+
+}  // namespace strider
