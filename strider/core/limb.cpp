@@ -653,7 +653,8 @@ void SetKeyPivot(const LimbRecord& limb, LimbKey& key, const PivotChoice& pivot)
   key.pivotPosition = key.objectTarget + Rotate(key.spaceRotation, PivotPoint(limb, pivot));
 }
 
-void RefreshObjectSpaceKeys(MotionCore& core, int limbId, const EvalContext& context) {
+void RefreshObjectSpaceKeys(MotionCore& core, int limbId, const ObjectFrameAt& objectFrameAt,
+                            const EvalContext& context) {
   LimbRecord* limb = FindLimb(core, limbId);
   if (!limb || limb->table.Empty()) return;
   MotionCore scratch = core;
@@ -661,16 +662,40 @@ void RefreshObjectSpaceKeys(MotionCore& core, int limbId, const EvalContext& con
   for (int i = 0; i < limb->table.track.numKeys; ++i) {
     LimbKey& key = limb->table.keys[static_cast<std::size_t>(i)];
     if (!InObjectSpace(key)) continue;
-    CoreEvaluate(scratch, limb->table.TimeOf(i), context);
+    const TimeValue t = limb->table.TimeOf(i);
+    reader.objectFrame = objectFrameAt(t);
+    CoreEvaluate(scratch, t, context);
     CoreForwardKinematics(scratch);
     const LimbKey now = CurrentLimbKey(scratch, reader);
-    key.objectTarget = now.objectTarget;
-    key.spaceRotation = now.spaceRotation;
     for (int a = 0; a < kNumJointAngles; ++a) key.jointAngles[a] = now.jointAngles[a];
-    key.limbRotation = now.limbRotation;
-    key.endRotation = now.endRotation;
+    key.limbRotation = OnSideOf(now.limbRotation, key.limbRotation);
+    key.endRotation = OnSideOf(now.endRotation, key.endRotation);
     key.bodyTarget = now.bodyTarget;
+    key.anklePose = now.anklePose;
+    key.objectTarget = now.objectTarget;
     SetKeyPivot(*limb, key, PivotOf(key));
+  }
+  MarkDirty(limb->table.track, 0, limb->table.track.numKeys - 1);
+}
+
+void ChangeObjectSpace(MotionCore& core, int limbId, const ObjectFrameAt& before,
+                       const ObjectFrameAt& after) {
+  LimbRecord* limb = FindLimb(core, limbId);
+  if (!limb) return;
+  for (int i = 0; i < limb->table.track.numKeys; ++i) {
+    LimbKey& key = limb->table.keys[static_cast<std::size_t>(i)];
+    if (!InObjectSpace(key)) continue;
+    const TimeValue t = limb->table.TimeOf(i);
+    const Matrix3 change = before(t) * Inverse(after(t));
+    key.objectTarget = key.objectTarget * change;
+    key.pivotPosition = key.pivotPosition * change;
+    key.joinedPivotPosition = key.joinedPivotPosition * change;
+    const Quat turn = RotationOf(Orthogonalized(change));
+    key.spaceRotation = Normalized(turn * key.spaceRotation);
+    if (i > 0) {
+      const LimbKey& earlier = limb->table[i - 1];
+      key.spaceRotation = OnSideOf(key.spaceRotation, earlier.spaceRotation);
+    }
   }
   MarkDirty(limb->table.track, 0, limb->table.track.numKeys - 1);
 }

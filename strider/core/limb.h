@@ -2,6 +2,8 @@
 // the point about which a planted foot or hand turns, and the frames of its links and digits.
 #pragma once
 
+#include <functional>
+
 #include "strider/core/eval_context.h"
 #include "strider/core/limb_solver.h"
 
@@ -77,8 +79,18 @@ LimbKeyKind KeyKindOf(const LimbKey& key);
 /// object space.
 void SetKeyPivot(const LimbRecord& limb, LimbKey& key, const PivotChoice& pivot);
 
-/// Reads every object-space key's target and pivot anew after its IK object has moved: the whole
-/// figure is evaluated at each key on a copy, the core's pose stays.
-void RefreshObjectSpaceKeys(MotionCore& core, int limbId, const EvalContext& context);
+/// Where an IK object stands at a time, in the core's space.
+using ObjectFrameAt = std::function<Matrix3(TimeValue)>;
+
+/// Brings every object-space key of a limb up to date after its IK object has moved: the whole
+/// figure is evaluated at the key on a copy, and the pose that follows the object is written into
+/// the key. The core's own pose stays.
+void RefreshObjectSpaceKeys(MotionCore& core, int limbId, const ObjectFrameAt& objectFrameAt,
+                            const EvalContext& context);
+
+/// Makes a limb's object-space keys relative to another object, the limb's end and pivots staying
+/// where they are at each key.
+void ChangeObjectSpace(MotionCore& core, int limbId, const ObjectFrameAt& before,
+                       const ObjectFrameAt& after);
 
 }  // namespace strider

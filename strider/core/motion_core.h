@@ -181,6 +181,14 @@ struct SeparateTracks {
   bool neck = false, spine = false, tail = true, ponytail1 = false, ponytail2 = false;
 };
 
+/// How a layer moves the whole figure: from its origin, by an angle about the host's Z, to its
+/// target; places in the host's space.
+struct LayerOffset {
+  bool active = false;
+  Point3 origin, target;
+  float angle = 0;
+};
+
 struct MotionCore {
   std::string name;
   Structure structure;
@@ -203,6 +211,7 @@ struct MotionCore {
 
   MotionCore* previousLayer = nullptr;
   MotionCore* nextLayer = nullptr;
+  LayerOffset layerOffset;
   Matrix3 base;  // where the strider stands in the host when its root has no parent
 
   LimbRecord leg[2];

@@ -1,0 +1,106 @@
+// What programs around a figure see of it. Each version of the interface adds operations at the
+// end, so that a caller of an older one needs no change.
+#pragma once
+
+#include "strider/core/key_edit.h"
+#include "strider/host/control.h"
+#include "strider/host/scene.h"
+
+namespace strider {
+
+/// Modes of a figure as one bit set.
+enum ModeBits : unsigned {
+  kFigureMode = 1,
+  kFootstepMode = 2,
+  kMotionMode = 4,
+  kBufferMode = 8,
+  kBendLinksMode = 16,
+  kRubberBandMode = 32,
+  kScaleStrideMode = 64,
+  kInPlaceMode = 128,
+  kInPlaceXMode = 256,
+  kInPlaceYMode = 512,
+  kMixerMode = 1024,
+  kMoveAllMode = 2048,
+  kTwistLinksMode = 4096,
+  kTwistIndMode = 8192,
+  kSmoothTwistMode = 16384,
+};
+
+class IStriderMaster {
+ public:
+  virtual ~IStriderMaster() = default;
+
+  virtual const MotionCore& Core() const = 0;
+
+  /// Node of a link, kNoNode where the figure has none. Twist ids and extra chains included.
+  virtual NodeHandle GetNode(int id, int link) const = 0;
+  /// Id and link of a node of this figure; false for others and for nubs.
+  virtual bool GetIdLink(NodeHandle node, int& id, int& link) const = 0;
+  virtual int NumLinks(int id) const = 0;
+  /// Digits of a hand or foot; side 0 right, 1 left, anything else 0.
+  virtual int NumFingers(int side) const = 0;
+  virtual int NumToes(int side) const = 0;
+
+  virtual unsigned GetActiveModes() const = 0;
+  /// Switches modes on (off). Bits that may not be switched now are passed over; the answer is the
+  /// bits that were switched. `redraw` tells the scene at once.
+  virtual unsigned BeginModes(unsigned bits, bool redraw) = 0;
+  virtual unsigned EndModes(unsigned bits, bool redraw) = 0;
+  virtual bool CanSwitchMode(unsigned bit) const = 0;
+
+  virtual float GetHeight() const = 0;
+  /// Refused, with a message, for a height that is not positive and finite.
+  virtual bool SetHeight(float height) = 0;
+};
+
+/// The three controllers of the centre of mass.
+class IStriderMaster8 : public IStriderMaster {
+ public:
+  virtual Control* GetVerticalControl() = 0;
+  virtual Control* GetHorizontalControl() = 0;
+  virtual Control* GetTurnControl() = 0;
+};
+
+/// Keys. All are one undo step within a hold; a refused key changes nothing.
+class IStriderMaster9 : public IStriderMaster8 {
+ public:
+  virtual KeyRefusal PutLimbKey(int id, TimeValue t, const LimbKey& key) = 0;
+  virtual KeyRefusal PutChainKey(int id, TimeValue t, const ChainKey& key) = 0;
+  virtual KeyRefusal PutHeadKey(TimeValue t, const HeadKey& key) = 0;
+  virtual KeyRefusal PutPelvisKey(TimeValue t, const PelvisKey& key) = 0;
+  virtual KeyRefusal PutVerticalKey(TimeValue t, const VerticalKey& key) = 0;
+  virtual KeyRefusal PutHorizontalKey(TimeValue t, const HorizontalKey& key) = 0;
+  virtual KeyRefusal PutTurnKey(TimeValue t, const TurnKey& key) = 0;
+  virtual KeyRefusal PutPropKey(int id, TimeValue t, const PropKey& key) = 0;
+  virtual KeyRefusal DeleteKey(int id, TimeValue t) = 0;
+};
+
+/// Nodes that limbs and head follow. kNoNode ends it.
+class IStriderMaster10 : public IStriderMaster9 {
+ public:
+  /// `id` an arm or a leg. Its object-space keys are from then on relative to the node; where the
+  /// limb's end stands at its keys is kept.
+  virtual bool SetIkTarget(int id, NodeHandle node) = 0;
+  virtual NodeHandle GetIkTarget(int id) const = 0;
+  virtual bool SetHeadTarget(NodeHandle node) = 0;
+  virtual NodeHandle GetHeadTarget() const = 0;
+};
+
+/// How sections interpolate.
+class IStriderMaster11 : public IStriderMaster10 {
+ public:
+  virtual bool SetEulerActive(int id, int order) = 0;
+  virtual bool SetQuaternionActive(int id) = 0;
+  virtual int GetEulerOrder(int id) const = 0;
+  virtual bool SetSeparateTracks(int id, bool on) = 0;
+};
+
+/// The unmirrored transform of a link, for exporters: right-handed, the host's space, with all
+/// that moves the whole figure.
+class IStriderMaster12 : public IStriderMaster11 {
+ public:
+  virtual Matrix3 UnmirroredTransform(int id, int link, TimeValue t) = 0;
+};
+
+}  // namespace strider

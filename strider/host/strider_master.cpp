@@ -1,0 +1,500 @@
+#include "strider/host/strider_master.h"
+
+#include <cmath>
+#include <string>
+
+#include "strider/core/chain.h"
+#include "strider/core/evaluate.h"
+#include "strider/core/figure_layout.h"
+#include "strider/core/limb.h"
+#include "strider/host/link_controls.h"
+
+namespace strider {
+namespace {
+
+constexpr int kTargetLimbs[4] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
+
+int TargetIndex(int id) {
+  for (int i = 0; i < 4; ++i) {
+    if (kTargetLimbs[i] == id) return i;
+  }
+  return -1;
+}
+
+/// A number as a person writes it.
+std::string Plain(double value) {
+  if (value == std::floor(value) && std::fabs(value) < 1e15) {
+    return std::to_string(static_cast<long long>(value));
+  }
+  return std::to_string(value);
+}
+
+void TellIllegal(const Session& session, const StructureParameter& parameter, double given) {
+  Tell(session.messages, MessageId::kOutsideLimits,
+       {parameter.name, Plain(parameter.low), Plain(parameter.high), Plain(given)});
+}
+
+}  // namespace
+
+// --- Creation ----------------------------------------------------------------------------------
+
+std::unique_ptr<StriderMaster> StriderMaster::Create(Session& session, const Structure& structure,
+                                                     float angle, const Point3& position) {
+  if (const StructureParameter* illegal = FindIllegalParameter(structure)) {
+    TellIllegal(session, *illegal, illegal->get(structure));
+    return nullptr;
+  }
+  if (!IsFinite(position) || !IsFinite(angle)) {
+    Tell(session.messages, MessageId::kNotFinite, {IsFinite(angle) ? "position" : "angle"});
+    return nullptr;
+  }
+  std::unique_ptr<StriderMaster> master(new StriderMaster(session, structure));
+  MotionCore& core = *master->core_;
+  PlaceFigure(core, CoreFromHost(position), angle);
+  // The first pose: everything a request may read stands from here on.
+  CoreEvaluate(core, 0, master->context_);
+  CoreForwardKinematics(core);
+  *master->shadowCore_ = core;
+  master->CreateNodes();
+  return master;
+}
+
+StriderMaster::StriderMaster(Session& session, const Structure& structure)
+    : session_(session),
+      ownCore_(std::make_unique<MotionCore>()),
+      shadowCore_(std::make_unique<MotionCore>()),
+      core_(ownCore_.get()) {
+  core_->ticksPerFrame = StriderGetTicksPerFrame(session);
+  LayOutFigure(*core_, structure);
+}
+
+StriderMaster::~StriderMaster() {
+  session_.scene.UnregisterChangeCallback(changeCallback_);
+  const auto remove = [this](NodeHandle node) {
+    session_.scene.SetControl(node, nullptr);
+    session_.scene.RemoveNode(node);
+  };
+  for (const LinkNode& other : otherNodes_) remove(other.node);
+  for (auto& row : twistNodes_) {
+    for (NodeHandle node : row) remove(node);
+  }
+  for (auto& row : linkNodes_) {
+    for (NodeHandle node : row) remove(node);
+  }
+}
+
+void StriderMaster::CreateNodes() {
+  Scene& scene = session_.scene;
+  const NodeHandle root = scene.AddNode("Strider01");
+  core_->name = scene.Name(root);
+  body_ = std::make_unique<StriderBodyControl>(*this);
+  std::vector<NodeInfo> tree = BuildNodeTree(*core_);
+  // All nodes first: a parent may come after its child.
+  for (const NodeInfo& info : tree) {
+    const bool isRoot = info.parentId == kNoBodyId;
+    const NodeHandle node = isRoot ? root : scene.AddNode(info.name);
+    if (IsTwist(info.id)) {
+      twistNodes_[info.id - kTwistStartId][info.link] = node;
+    } else if (info.id < kMaxNodes) {
+      linkNodes_[info.id][info.link] = node;
+    } else {
+      otherNodes_.push_back({info.id, info.link, node});
+    }
+    if (isRoot) {
+      scene.SetControl(node, body_.get());
+    } else {
+      slaves_.push_back(std::make_unique<StriderSlaveControl>(*this, info.id, info.link));
+      scene.SetControl(node, slaves_.back().get());
+    }
+  }
+  for (const NodeInfo& info : tree) {
+    if (info.parentId == kNoBodyId) continue;
+    scene.SetParent(GetNode(info.id, info.link), GetNode(info.parentId, info.parentLink));
+  }
+  changeCallback_ = scene.RegisterChangeCallback([this](NodeHandle node, Interval) {
+    for (LimbTarget& target : limbTargets_) {
+      if (target.node == node) target.objectSpaceValid = Interval::Never(), cacheValid_ = false;
+    }
+    if (headTarget_ == node) cacheValid_ = false;
+  });
+}
+
+// --- The road from a request to a transform ----------------------------------------------------
+
+int StriderMaster::GetValue(int id, int link, TimeValue t, Matrix3* value, Interval* valid,
+                            GetMethod method) {
+  // Targets first: they move what is computed. A flow poses the figure without them.
+  if (hasTargets_ && !InFlow() && !core_->figureMode) {
+    RefreshTargets(t);
+  }
+  if (id == kHorizontal && value) UpdateRoot(*value);
+  if ((!cacheValid_ || t != cachedTime_) && !core_->figureMode) EvaluateAt(t);
+  if (!value) return 1;
+  if (valid) *valid = Interval::Instant(t);
+
+  CoreLinkTransform(*core_, id, link, *value);
+  if (TopLayer().inPlace) ApplyInPlace();
+  if (HasLayerAbove()) ApplyLayerOffsets();
+  if (method == GetMethod::kAbsolute && !core_->figureMode && !rootIsIdentity_) {
+    *value = *value * rootTransform_;
+  }
+  return 1;
+}
+
+MotionCore& StriderMaster::TopLayer() const {
+  MotionCore* top = core_;
+  while (top->nextLayer) top = top->nextLayer;
+  return *top;
+}
+
+void StriderMaster::EvaluateAt(TimeValue t) {
+  cachedTime_ = t;
+  cacheValid_ = true;
+  ++numEvaluations_;
+  context_.tiltFourLinkSwivel = session_.modes.tiltFourLinkSwivel;
+  context_.disableIk = session_.modes.disableIk;
+  bool posed = false;
+  if (InFlow() && flow_) {
+    posed = flow_->EvaluatePose(*core_, t, context_);
+  } else if (mixerMode && mix_) {
+    posed = mix_->EvaluatePose(*core_, t, context_);
+  }
+  if (!posed) CoreEvaluate(*core_, t, context_);
+  CoreForwardKinematics(*core_);
+}
+
+Matrix3 StriderMaster::ObjectFrame(NodeHandle node, TimeValue t) const {
+  const Matrix3 world = session_.scene.NodeTransform(node, t);
+  return CoreFromHostTransform(Orthogonalized(world * worldToRoot_));
+}
+
+/// Brings IK objects and the head's target to `t`. A target may hang from this very figure: asking
+/// it comes back here, so the guard lets that inner request take the pose as it stands, and the
+/// outer one computes again with the target's place.
+void StriderMaster::RefreshTargets(TimeValue t) {
+  if (evaluating_) return;
+  evaluating_ = true;
+  bool moved = false;
+  const bool newTime = t != cachedTime_ || !cacheValid_;
+  for (int i = 0; i < 4; ++i) {
+    LimbTarget& target = limbTargets_[i];
+    LimbRecord* limb = FindLimb(*core_, kTargetLimbs[i]);
+    if (target.node == kNoNode || !limb) continue;
+    if (session_.modes.refreshObjectSpace && !target.objectSpaceValid.Contains(t)) {
+      RefreshObjectSpaceKeys(
+          *core_, kTargetLimbs[i], [&](TimeValue at) { return ObjectFrame(target.node, at); },
+          context_);
+      target.objectSpaceValid = Interval::Forever();
+      moved = true;
+    }
+    if (!newTime && !moved) continue;
+    const Matrix3 frame = ObjectFrame(target.node, t);
+    moved = moved || !(frame == limb->objectFrame);
+    limb->objectFrame = frame;
+    limb->hasObject = true;
+  }
+  if (headTarget_ != kNoNode && (newTime || moved)) moved = UpdateHeadTarget(t) || moved;
+  if (moved) cacheValid_ = false;
+  evaluating_ = false;
+}
+
+bool StriderMaster::UpdateHeadTarget(TimeValue t) {
+  const Matrix3 world = Orthogonalized(session_.scene.NodeTransform(headTarget_, t));
+  const Point3 target = CoreFromHost(world.Origin() * worldToRoot_);
+  HeadRecord& head = core_->head;
+  const bool moved = !head.hasTarget || !(head.targetPosition == target);
+  head.hasTarget = IsFinite(target);
+  head.targetPosition = head.hasTarget ? target : Point3{};
+  return moved;
+}
+
+void StriderMaster::UpdateRoot(const Matrix3& parent) {
+  const NodeHandle root = linkNodes_[kHorizontal][0];
+  const NodeHandle above = session_.scene.Parent(root);
+  const bool hasParent = above != kSceneRoot && above != kNoNode;
+  if (hasParent || !IsIdentity(parent)) {
+    const Matrix3 whole = rootOffset * parent;
+    rootTransform_ = IsFinite(whole) ? Orthogonalized(whole) : Matrix3{};
+    core_->base = rootTransform_;
+  } else {
+    rootTransform_ = TopLayer().base;
+  }
+  worldToRoot_ = Inverse(rootTransform_);
+  rootIsIdentity_ = IsIdentity(rootTransform_);
+}
+
+/// The figure stays over the world's origin: its ground position is taken off what is handed out.
+void StriderMaster::ApplyInPlace() {
+  const MotionCore& top = TopLayer();
+  const Point3 ground = HostFromCore(core_->body.bodyPosition + core_->body.balanceOffset);
+  Point3 back;
+  if (top.inPlaceKind != kInPlaceY) back.x = -ground.x;
+  if (top.inPlaceKind != kInPlaceX) back.y = -ground.y;
+  rootTransform_ = Translation(back);
+  rootIsIdentity_ = false;
+}
+
+void StriderMaster::ApplyLayerOffsets() {
+  Matrix3 whole;
+  bool any = false;
+  for (const MotionCore* layer = &TopLayer(); layer; layer = layer->previousLayer) {
+    const LayerOffset& offset = layer->layerOffset;
+    if (!offset.active) continue;
+    any = true;
+    whole = whole * Translation(offset.origin) * FrameOf(AboutZ(offset.angle), {}) *
+            Translation(offset.target);
+  }
+  if (!any) return;
+  rootTransform_ = whole;
+  rootIsIdentity_ = IsIdentity(whole);
+}
+
+Matrix3 StriderMaster::UnmirroredTransform(int id, int link, TimeValue t) {
+  Matrix3 mirrored;
+  GetValue(id, link, t, &mirrored, nullptr, GetMethod::kAbsolute);
+  const Matrix3 own = UnmirroredLinkTransform(*core_, id, link);
+  return core_->figureMode || rootIsIdentity_ ? own : own * rootTransform_;
+}
+
+// --- Changes -----------------------------------------------------------------------------------
+
+void StriderMaster::Changed() {
+  cacheValid_ = false;
+  session_.scene.NotifyDependents(linkNodes_[kHorizontal][0], Interval::Forever());
+}
+
+void StriderMaster::HoldState() {
+  if (session_.hold.Holding()) session_.hold.Put(std::make_unique<StriderMasterRest>(*this));
+}
+
+template <class Edit>
+KeyRefusal StriderMaster::EditKeys(Edit edit) {
+  HoldState();
+  const KeyRefusal refusal = edit(*core_);
+  if (refusal == KeyRefusal::kNotFinite) {
+    Tell(session_.messages, MessageId::kNotFinite, {"key"});
+  }
+  if (refusal == KeyRefusal::kNone) Changed();
+  return refusal;
+}
+
+KeyRefusal StriderMaster::PutLimbKey(int id, TimeValue t, const LimbKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, id, t, key); });
+}
+KeyRefusal StriderMaster::PutChainKey(int id, TimeValue t, const ChainKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, id, t, key); });
+}
+KeyRefusal StriderMaster::PutHeadKey(TimeValue t, const HeadKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
+}
+KeyRefusal StriderMaster::PutPelvisKey(TimeValue t, const PelvisKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
+}
+KeyRefusal StriderMaster::PutVerticalKey(TimeValue t, const VerticalKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
+}
+KeyRefusal StriderMaster::PutHorizontalKey(TimeValue t, const HorizontalKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
+}
+KeyRefusal StriderMaster::PutTurnKey(TimeValue t, const TurnKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
+}
+KeyRefusal StriderMaster::PutPropKey(int id, TimeValue t, const PropKey& key) {
+  return EditKeys([&](MotionCore& core) { return PutKey(core, id, t, key); });
+}
+KeyRefusal StriderMaster::DeleteKey(int id, TimeValue t) {
+  return EditKeys([&](MotionCore& core) { return DeleteKeyAt(core, id, t); });
+}
+
+bool StriderMaster::SetIkTarget(int id, NodeHandle node) {
+  const int index = TargetIndex(id);
+  LimbRecord* limb = FindLimb(*core_, id);
+  if (index < 0 || !limb || (node != kNoNode && !session_.scene.Exists(node))) return false;
+  LimbTarget& target = limbTargets_[index];
+  HoldState();
+  evaluating_ = true;  // a node of this figure answers with the pose as it stands
+  const auto frameOf = [this](NodeHandle object) {
+    return [this, object](TimeValue t) {
+      return object == kNoNode ? Matrix3{} : ObjectFrame(object, t);
+    };
+  };
+  ChangeObjectSpace(*core_, id, frameOf(target.node), frameOf(node));
+  evaluating_ = false;
+  target.node = node;
+  target.objectSpaceValid = Interval::Forever();
+  limb->hasObject = node != kNoNode;
+  if (!limb->hasObject) limb->objectFrame = {};
+  hasTargets_ = headTarget_ != kNoNode;
+  for (const LimbTarget& own : limbTargets_) hasTargets_ = hasTargets_ || own.node != kNoNode;
+  Changed();
+  return true;
+}
+
+NodeHandle StriderMaster::GetIkTarget(int id) const {
+  const int index = TargetIndex(id);
+  return index < 0 ? kNoNode : limbTargets_[index].node;
+}
+
+bool StriderMaster::SetHeadTarget(NodeHandle node) {
+  if (node != kNoNode && !session_.scene.Exists(node)) return false;
+  headTarget_ = node;
+  if (node == kNoNode) {
+    core_->head.hasTarget = false;
+    core_->head.targetPosition = {};
+  }
+  hasTargets_ = node != kNoNode;
+  for (const LimbTarget& own : limbTargets_) hasTargets_ = hasTargets_ || own.node != kNoNode;
+  Changed();
+  return true;
+}
+
+bool StriderMaster::SetEulerActive(int id, int order) {
+  HoldState();
+  const bool done = strider::SetEulerActive(*core_, id, order);
+  if (done) Changed();
+  return done;
+}
+bool StriderMaster::SetQuaternionActive(int id) {
+  HoldState();
+  const bool done = strider::SetQuaternionActive(*core_, id);
+  if (done) Changed();
+  return done;
+}
+int StriderMaster::GetEulerOrder(int id) const { return strider::GetEulerOrder(*core_, id); }
+bool StriderMaster::SetSeparateTracks(int id, bool on) {
+  HoldState();
+  const bool done = strider::SetSeparateTracks(*core_, id, on) == kDone;
+  if (done) Changed();
+  return done;
+}
+
+float StriderMaster::GetHeight() const { return CoreFigureHeight(*core_); }
+
+bool StriderMaster::SetHeight(float height) {
+  HoldState();
+  if (strider::SetHeight(*core_, height) == kRefused) {
+    TellIllegal(session_, *FindStructureParameter("height"), height);
+    return false;
+  }
+  CoreForwardKinematics(*core_);
+  Changed();
+  return true;
+}
+
+// --- Nodes -------------------------------------------------------------------------------------
+
+NodeHandle StriderMaster::GetNode(int id, int link) const {
+  if (link < 0 || link >= kMaxLinks) return kNoNode;
+  if (id >= 0 && id < kMaxNodes) return linkNodes_[id][link];
+  if (IsTwist(id)) {
+    return link < kMaxTwistLinks ? twistNodes_[id - kTwistStartId][link] : kNoNode;
+  }
+  for (const LinkNode& other : otherNodes_) {
+    if (other.id == id && other.link == link) return other.node;
+  }
+  return kNoNode;
+}
+
+bool StriderMaster::GetIdLink(NodeHandle node, int& id, int& link) const {
+  if (node == kNoNode) return false;
+  const auto found = [&](int foundId, int foundLink) {
+    id = foundId;
+    link = foundLink;
+    return true;
+  };
+  for (int i = 0; i < kMaxNodes; ++i) {
+    for (int k = 0; k < kMaxLinks; ++k) {
+      if (linkNodes_[i][k] == node) return found(i, k);
+    }
+  }
+  for (int i = 0; i < kMaxTwistNodes; ++i) {
+    for (int k = 0; k < kMaxTwistLinks; ++k) {
+      if (twistNodes_[i][k] == node) return found(kTwistStartId + i, k);
+    }
+  }
+  for (const LinkNode& other : otherNodes_) {
+    if (other.node == node && IsXtra(other.id)) return found(other.id, other.link);
+  }
+  return false;
+}
+
+int StriderMaster::NumLinks(int id) const { return strider::NumLinks(*core_, id); }
+int StriderMaster::NumFingers(int side) const {
+  return side == kRight || side == kLeft ? strider::NumFingers(core_->structure) : 0;
+}
+int StriderMaster::NumToes(int side) const {
+  return side == kRight || side == kLeft ? strider::NumToes(core_->structure) : 0;
+}
+
+Control* StriderMaster::GetVerticalControl() { return &body_->Vertical(); }
+Control* StriderMaster::GetHorizontalControl() { return &body_->Horizontal(); }
+Control* StriderMaster::GetTurnControl() { return &body_->Turn(); }
+
+// --- Undo --------------------------------------------------------------------------------------
+
+StriderMasterRest::StriderMasterRest(StriderMaster& master)
+    : master_(master), before_(*master.core_) {}
+
+void StriderMasterRest::Restore(bool isUndo) {
+  if (isUndo) after_ = *master_.core_;
+  *master_.core_ = before_;
+  master_.Changed();
+}
+
+void StriderMasterRest::Redo() {
+  *master_.core_ = after_;
+  master_.Changed();
+}
+
+// --- Exported ----------------------------------------------------------------------------------
+
+TimeValue StriderGetTicksPerFrame(const Session& session) { return session.scene.TicksPerFrame(); }
+TimeValue StriderGetTicksPerFrame() { return StriderGetTicksPerFrame(DefaultSession()); }
+
+IStriderMaster12* CreateNewStrider(Session& session, const Structure& structure, float angle,
+                                   const Point3& position) {
+  std::unique_ptr<StriderMaster> master =
+      StriderMaster::Create(session, structure, angle, position);
+  return master ? session.Adopt(std::move(master)) : nullptr;
+}
+
+IStriderMaster* CreateNewStrider(float height, float angle, const Point3& position, bool arms,
+                                 bool trianglePelvis, int neckLinks, int spineLinks, int legLinks,
+                                 int tailLinks, int ponytail1Links, int ponytail2Links, int fingers,
+                                 int fingerLinks, int toes, int toeLinks, float ankleAttach,
+                                 bool prop1Exists, bool prop2Exists, bool prop3Exists,
+                                 int forearmTwistLinks, int upperarmTwistLinks, int thighTwistLinks,
+                                 int calfTwistLinks, int horseTwistLinks) {
+  Structure s;
+  s.height = height;
+  s.arms = arms;
+  s.trianglePelvis = trianglePelvis;
+  s.neckLinks = neckLinks;
+  s.spineLinks = spineLinks;
+  s.legLinks = legLinks;
+  s.tailLinks = tailLinks;
+  s.ponytail1Links = ponytail1Links;
+  s.ponytail2Links = ponytail2Links;
+  // Digits of arms that do not exist are not asked about; their legal default stands.
+  if (arms) {
+    s.fingers = fingers;
+    s.fingerLinks = fingerLinks;
+  } else {
+    s.fingers = 0;
+  }
+  s.toes = toes;
+  s.toeLinks = toeLinks;
+  s.ankleAttach = ankleAttach;
+  s.prop1Exists = prop1Exists;
+  s.prop2Exists = prop2Exists;
+  s.prop3Exists = prop3Exists;
+  const int twists[kNumTwistParts] = {forearmTwistLinks, upperarmTwistLinks, thighTwistLinks,
+                                      calfTwistLinks, horseTwistLinks};
+  for (int part = 0; part < kNumTwistParts; ++part) {
+    s.twistLinks[part] = twists[part];
+    s.twists = s.twists || twists[part] > 0;
+  }
+  return CreateNewStrider(DefaultSession(), s, angle, position);
+}
+
+}  // namespace strider

@@ -1,0 +1,175 @@
+// The one object of a figure that the scene sees as a controller. It owns the core, knows the
+// nodes, and sees to it that the figure is computed once for each time that anyone asks for.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "strider/core/eval_context.h"
+#include "strider/core/node_tree.h"
+#include "strider/host/master_interface.h"
+#include "strider/host/session.h"
+
+namespace strider {
+
+class StriderSlaveControl;
+class StriderBodyControl;
+
+class StriderMaster final : public IStriderMaster12 {
+ public:
+  /// A figure of a legal structure, standing on `position` (the host's space) with its heading
+  /// `angle` about the host's Z (radians, positive to the left). Its nodes join the session's
+  /// scene. Null, with a message, for an illegal structure or place.
+  static std::unique_ptr<StriderMaster> Create(Session& session, const Structure& structure,
+                                               float angle, const Point3& position);
+  ~StriderMaster() override;
+  StriderMaster(const StriderMaster&) = delete;
+  StriderMaster& operator=(const StriderMaster&) = delete;
+
+  /// The transform of a link at `t`: see Control. Allocates nothing.
+  int GetValue(int id, int link, TimeValue t, Matrix3* value, Interval* valid, GetMethod method);
+
+  MotionCore& EditCore() { return *core_; }
+  /// Says that a key, a footstep, a dimension or a mode changed: what was computed is out of date,
+  /// and the scene hears of it for the whole time line.
+  void Changed();
+  /// Keeps the whole figure for undo, if the session holds.
+  void HoldState();
+
+  /// A flow or a mix that plays in place of the keys while its mode is on; null for none.
+  void SetFlow(PoseSource* flow) { flow_ = flow; }
+  void SetMix(PoseSource* mix) { mix_ = mix; }
+  void SetLayers(PoseSource* layers) { context_.layers = layers; }
+  bool footstepMode = false, motionFlowMode = false, mixerMode = false;
+  bool flowEdit = false;      // the flow's clips are being edited: keys show
+  bool bufferLocked = false;  // this figure never shows the copy buffer
+  Matrix3 rootOffset;         // from the root node's parent to the figure's root
+
+  // IStriderMaster
+  const MotionCore& Core() const override { return *core_; }
+  NodeHandle GetNode(int id, int link) const override;
+  bool GetIdLink(NodeHandle node, int& id, int& link) const override;
+  int NumLinks(int id) const override;
+  int NumFingers(int side) const override;
+  int NumToes(int side) const override;
+  unsigned GetActiveModes() const override;
+  unsigned BeginModes(unsigned bits, bool redraw) override;
+  unsigned EndModes(unsigned bits, bool redraw) override;
+  bool CanSwitchMode(unsigned bit) const override;
+  float GetHeight() const override;
+  bool SetHeight(float height) override;
+  Control* GetVerticalControl() override;
+  Control* GetHorizontalControl() override;
+  Control* GetTurnControl() override;
+  KeyRefusal PutLimbKey(int id, TimeValue t, const LimbKey& key) override;
+  KeyRefusal PutChainKey(int id, TimeValue t, const ChainKey& key) override;
+  KeyRefusal PutHeadKey(TimeValue t, const HeadKey& key) override;
+  KeyRefusal PutPelvisKey(TimeValue t, const PelvisKey& key) override;
+  KeyRefusal PutVerticalKey(TimeValue t, const VerticalKey& key) override;
+  KeyRefusal PutHorizontalKey(TimeValue t, const HorizontalKey& key) override;
+  KeyRefusal PutTurnKey(TimeValue t, const TurnKey& key) override;
+  KeyRefusal PutPropKey(int id, TimeValue t, const PropKey& key) override;
+  KeyRefusal DeleteKey(int id, TimeValue t) override;
+  bool SetIkTarget(int id, NodeHandle node) override;
+  NodeHandle GetIkTarget(int id) const override;
+  bool SetHeadTarget(NodeHandle node) override;
+  NodeHandle GetHeadTarget() const override { return headTarget_; }
+  bool SetEulerActive(int id, int order) override;
+  bool SetQuaternionActive(int id) override;
+  int GetEulerOrder(int id) const override;
+  bool SetSeparateTracks(int id, bool on) override;
+  Matrix3 UnmirroredTransform(int id, int link, TimeValue t) override;
+
+  /// How often the pose has been computed, for those who watch the cache.
+  int NumEvaluations() const { return numEvaluations_; }
+
+ private:
+  StriderMaster(Session& session, const Structure& structure);
+  friend class StriderMasterRest;
+
+  struct LimbTarget {
+    NodeHandle node = kNoNode;
+    Interval objectSpaceValid = Interval::Never();
+  };
+  struct LinkNode {
+    int id, link;
+    NodeHandle node;
+  };
+
+  void CreateNodes();
+  bool InFlow() const { return motionFlowMode && !flowEdit; }
+  bool HasLayerAbove() const { return core_->nextLayer != nullptr; }
+  MotionCore& TopLayer() const;
+  void RefreshTargets(TimeValue t);
+  bool UpdateHeadTarget(TimeValue t);
+  void UpdateRoot(const Matrix3& parent);
+  void EvaluateAt(TimeValue t);
+  Matrix3 ObjectFrame(NodeHandle node, TimeValue t) const;
+  void ApplyInPlace();
+  void ApplyLayerOffsets();
+  void SetMode(unsigned bit, bool on);
+  bool ModeIsOn(unsigned bit) const;
+  unsigned SwitchModes(unsigned bits, bool on, bool redraw);
+  template <class Edit>
+  KeyRefusal EditKeys(Edit edit);
+
+  Session& session_;
+  std::unique_ptr<MotionCore> ownCore_;
+  std::unique_ptr<MotionCore> shadowCore_;  // the structure as it was created
+  MotionCore* core_ = nullptr;              // the core at work: ownCore_ or a layer of its stack
+  EvalContext context_;
+  PoseSource* flow_ = nullptr;
+  PoseSource* mix_ = nullptr;
+
+  TimeValue cachedTime_ = 0;
+  bool cacheValid_ = false;
+  bool evaluating_ = false;  // a target's transform is being asked: do not ask again
+  bool hasTargets_ = false;  // any limb or the head follows a node
+  int numEvaluations_ = 0;
+  Matrix3 rootTransform_;  // the figure's base in the world
+  Matrix3 worldToRoot_;
+  bool rootIsIdentity_ = true;
+
+  LimbTarget limbTargets_[4];  // left arm, right arm, left leg, right leg
+  NodeHandle headTarget_ = kNoNode;
+  CallbackId changeCallback_{};
+
+  NodeHandle linkNodes_[kMaxNodes][kMaxLinks] = {};
+  NodeHandle twistNodes_[kMaxTwistNodes][kMaxTwistLinks] = {};
+  std::vector<LinkNode> otherNodes_;  // extra chains and nubs
+  std::vector<std::unique_ptr<StriderSlaveControl>> slaves_;
+  std::unique_ptr<StriderBodyControl> body_;
+};
+
+/// The whole core of a figure, kept for undo.
+class StriderMasterRest final : public RestoreObj {
+ public:
+  explicit StriderMasterRest(StriderMaster& master);
+  void Restore(bool isUndo) override;
+  void Redo() override;
+  std::size_t Size() const override { return sizeof(MotionCore); }
+
+ private:
+  StriderMaster& master_;
+  MotionCore before_, after_;
+};
+
+/// Ticks of a frame of the session's scene.
+TimeValue StriderGetTicksPerFrame(const Session& session);
+TimeValue StriderGetTicksPerFrame();
+
+/// A figure in a session, owned by it; null, with a message, if refused.
+IStriderMaster12* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
+                                   const Point3& position = {});
+
+/// The exported form, in the default session. Without arms the arms' digits count as 0; any twist
+/// link switches twists on.
+IStriderMaster* CreateNewStrider(float height, float angle, const Point3& position, bool arms,
+                                 bool trianglePelvis, int neckLinks, int spineLinks, int legLinks,
+                                 int tailLinks, int ponytail1Links, int ponytail2Links, int fingers,
+                                 int fingerLinks, int toes, int toeLinks, float ankleAttach,
+                                 bool prop1Exists, bool prop2Exists, bool prop3Exists,
+                                 int forearmTwistLinks, int upperarmTwistLinks, int thighTwistLinks,
+                                 int calfTwistLinks, int horseTwistLinks);
+
+}  // namespace strider
