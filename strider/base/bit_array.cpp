@@ -14,7 +14,7 @@ void BitArray::Resize(int size) {
   if (size < 0) size = 0;
   for (int i = size; i < size_ && i % 64 != 0; ++i) Set(i, false);
   size_ = size;
-  words_.resize((static_cast<std::size_t>(size) + 63) / 64, 0);
+  words_.resize(WordsFor(size), 0);
 }
 
 void BitArray::Insert(int index) {

@@ -24,6 +24,8 @@ class BitArray {
   int Count() const;
   bool Any() const { return Count() > 0; }
 
+  /// Room for `size` bits, so that growing up to it allocates nothing.
+  void Reserve(int size) { words_.reserve(WordsFor(size)); }
   /// Keeps what stands, new bits are clear.
   void Resize(int size);
   /// Makes room at `index` (0 to Size()); bits from there move up by one, the new one is clear.
@@ -37,6 +39,7 @@ class BitArray {
   bool InRange(int i) const { return i >= 0 && i < size_; }
   static std::size_t Word(int i) { return static_cast<std::size_t>(i) / 64; }
   static int Bit(int i) { return i % 64; }
+  static std::size_t WordsFor(int size) { return (static_cast<std::size_t>(size) + 63) / 64; }
 
   int size_ = 0;
   std::vector<std::uint64_t> words_;  // bits past size_ are always clear

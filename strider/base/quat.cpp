@@ -37,27 +37,45 @@ Quat Exp(const Point3& halfAngle) {
           static_cast<float>(z * scale), static_cast<float>(sc.cos)};
 }
 
-Quat Slerp(const Quat& a, const Quat& b, float u) {
+SlerpArc ArcOf(const Quat& a, const Quat& b) {
   const float cosAngle = Dot(a, b);
-  if (1 + cosAngle <= kSlerpDegenerate) {  // opposite: every great circle is shortest, take one
+  SlerpArc arc;
+  if (1 + cosAngle <= kSlerpDegenerate) {
+    arc.kind = SlerpArc::kOpposite;
+  } else if (!(1 - cosAngle <= kSlerpDegenerate)) {
+    const double c = cosAngle;
+    arc.kind = SlerpArc::kArc;
+    arc.cosine = c;
+    arc.angle = AcosD(c);
+    arc.inverseSine = 1 / std::sqrt((1 - c) * (1 + c));
+  }
+  return arc;
+}
+
+Quat Slerp(const Quat& a, const Quat& b, const SlerpArc& arc, float u) {
+  if (arc.kind == SlerpArc::kClose) return Mix(a, 1 - u, b, u);
+  if (arc.kind == SlerpArc::kOpposite) {  // every great circle is shortest, take a fixed one
     const float wa = static_cast<float>(SinCosOf((1.0 - u) * kQuarterTurn).sin);
     const float wb = static_cast<float>(SinCosOf(u * kQuarterTurn).sin);
     return Mix(a, wa, Perpendicular(a), wb);
   }
-  if (1 - cosAngle <= kSlerpDegenerate) return Mix(a, 1 - u, b, u);
-
   // sin((1 - u) w) / sin(w) = cos(u w) - cos(w) sin(u w) / sin(w): one sine and cosine serve both
   // weights. In double the difference keeps more digits than a float holds.
-  const double c = cosAngle;
-  const double sine = std::sqrt((1 - c) * (1 + c));
-  const SinCosD part = SinCosOf(static_cast<double>(u) * AcosD(c));
-  const double wb = part.sin / sine;
-  const double wa = part.cos - c * wb;
+  const SinCosD part = SinCosOf(static_cast<double>(u) * arc.angle);
+  const double wb = part.sin * arc.inverseSine;
+  const double wa = part.cos - arc.cosine * wb;
   return Mix(a, static_cast<float>(wa), b, static_cast<float>(wb));
 }
 
+Quat Slerp(const Quat& a, const Quat& b, float u) { return Slerp(a, b, ArcOf(a, b), u); }
+
 Quat Squad(const Quat& from, const Quat& out, const Quat& in, const Quat& to, float u) {
-  return Slerp(Slerp(from, to, u), Slerp(out, in, u), 2 * (1 - u) * u);
+  return Squad(from, out, in, to, ArcOf(from, to), ArcOf(out, in), u);
+}
+
+Quat Squad(const Quat& from, const Quat& out, const Quat& in, const Quat& to,
+           const SlerpArc& keyArc, const SlerpArc& handleArc, float u) {
+  return Slerp(Slerp(from, to, keyArc, u), Slerp(out, in, handleArc, u), 2 * (1 - u) * u);
 }
 
 }  // namespace strider

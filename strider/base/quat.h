@@ -91,7 +91,20 @@ Quat Exp(const Point3& halfAngle);
 /// fall short of unit length by up to 3e-5.
 Quat Slerp(const Quat& a, const Quat& b, float u);
 
+/// What Slerp needs to know of its two ends, kept where the same ends are asked again and again.
+struct SlerpArc {
+  enum Kind : int { kClose, kOpposite, kArc };
+  double angle = 0, cosine = 1, inverseSine = 0;  // between the ends; for kArc only
+  Kind kind = kClose;
+};
+SlerpArc ArcOf(const Quat& a, const Quat& b);
+/// The same bits as Slerp(a, b, u), given arc = ArcOf(a, b).
+Quat Slerp(const Quat& a, const Quat& b, const SlerpArc& arc, float u);
+
 /// Shoemake's squad over a span with the control points that the keys' handles give.
 Quat Squad(const Quat& from, const Quat& out, const Quat& in, const Quat& to, float u);
+/// The same with the arcs from -> to and out -> in at hand.
+Quat Squad(const Quat& from, const Quat& out, const Quat& in, const Quat& to,
+           const SlerpArc& keyArc, const SlerpArc& handleArc, float u);
 
 }  // namespace strider

@@ -82,7 +82,8 @@ inline double AtanSeries(double z) {
 
 }  // namespace trig_detail
 
-/// Sine and cosine of an angle in radians; NaN for an infinite or NaN angle.
+/// Sine and cosine of an angle in radians; NaN for an infinite or NaN angle. Past a million radians
+/// whole turns come off as a double holds them, which costs 4e-17 of the angle.
 inline SinCosD SinCosOf(double angle) {
   using namespace trig_detail;
   if (!(angle < kDirectRange && angle > -kDirectRange)) {
@@ -121,12 +122,13 @@ inline double AcosD(double x) {
   return kPiD / 2 - (x + x * AsinSeries(x * x));
 }
 
-/// Angle in (-pi, pi] of the point (x, y); 0 at the origin.
+/// Angle in (-pi, pi] of the point (x, y); 0 at the origin, NaN where either is NaN.
 inline double Atan2D(double y, double x) {
   using namespace trig_detail;
+  if (x != x || y != y) return x + y;
   const double ax = std::fabs(x), ay = std::fabs(y);
   const double high = ax > ay ? ax : ay, low = ax > ay ? ay : ax;
-  if (!(high > 0)) return high == 0 ? 0.0 : high;  // the origin, or NaN handed on
+  if (high == 0) return 0;
   double angle;
   if (!std::isfinite(high)) {
     angle = low == high ? kPiD / 4 : 0;

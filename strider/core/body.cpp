@@ -32,7 +32,7 @@ int FirstNotLanded(const std::vector<FlightPeriod>& flights, TimeValue t) {
 }
 
 /// Where the body is on the ground at `t`, before balance: x and the third axis of its keys.
-Point3 KeyedGroundPosition(const BodyRecord& body, TimeValue t) {
+Point3 KeyedGroundPosition(BodyRecord& body, TimeValue t) {
   const TrackReader<HorizontalKey> reader(body.horizontal, t);
   if (!body.horizontal.track.curveMode) {
     return reader.Tcb([](const HorizontalKey& key) { return key.position; });
@@ -83,7 +83,7 @@ void EvaluateBalance(MotionCore& core, TimeValue t) {
   body.balanceOffset = {};
   const KeyTable<HorizontalKey>& keys = body.horizontal;
   if (keys.Empty()) return;
-  const int left = FindKey(keys.track, t);
+  const int left = FindKeyNear(keys.track, t, body.horizontal.near);
   const int right = std::min(left + 1, keys.track.numKeys - 1);
   body.balance = keys[left].balanceFactor;
   const TimeValue from = keys.TimeOf(left), to = keys.TimeOf(right);
@@ -113,7 +113,7 @@ void EvaluateHorizontalAndTurn(MotionCore& core, TimeValue t) {
 
 int BodySupportState(const MotionCore& core, TimeValue t) {
   const KeyTable<HorizontalKey>& keys = core.body.horizontal;
-  if (InFreePeriod(core, t)) return -1;
+  if (core.body.freePeriod) return -1;
   const int k = FindKey(keys.track, t);
   if (k < 0) return -1;
   const std::int64_t age = std::int64_t{t} - keys.TimeOf(k);
@@ -130,9 +130,13 @@ Point3 BodyAngles(const MotionCore& core) { return QuatToEuler(core.body.bodyRot
 
 // --- The height --------------------------------------------------------------------------------
 
+void EvaluateFreePeriod(MotionCore& core, TimeValue t) {
+  core.body.freePeriod = InFreePeriod(core, t);
+}
+
 void EvaluateVertical(MotionCore& core, TimeValue t) {
   BodyRecord& body = core.body;
-  const KeyTable<VerticalKey>& keys = body.vertical;
+  KeyTable<VerticalKey>& keys = body.vertical;
   if (keys.Empty()) {
     body.keyedHeight = body.ballisticHeight = body.figurePosition.y;
     return;
@@ -143,11 +147,10 @@ void EvaluateVertical(MotionCore& core, TimeValue t) {
   body.ballisticTension = left.ballisticTension;  // a step: it is a key's own, not a path's
   const float f = CosineEase(reader.U());
   body.dynamicsBlend = left.dynamicsBlend + f * (right.dynamicsBlend - left.dynamicsBlend);
-  const bool freePeriod = InFreePeriod(core, t);
   for (int side = 0; side < 2; ++side) {
     body.lastLegStates[side] = body.legStates[side];
     body.legStates[side] = kMove;
-    if (freePeriod || core.leg[side].table.track.numKeys < 2) continue;
+    if (body.freePeriod || core.leg[side].table.track.numKeys < 2) continue;
     body.footReach[side] =
         left.footReach[side] + f * (right.footReach[side] - left.footReach[side]);
     body.legStates[side] = core.leg[side].keyState;
@@ -325,7 +328,7 @@ float CombinedHeight(const MotionCore& core, TimeValue t) {
   const BodyRecord& body = core.body;
   const bool footsteps = core.footsteps.numFootsteps > 0;
   float height = body.keyedHeight;
-  if (footsteps && !InFreePeriod(core, t) && !body.vertical.Empty()) {
+  if (footsteps && !body.freePeriod && !body.vertical.Empty()) {
     const FlightHeight flight = BallisticHeight(core, t, body.ballisticHeight);
     const double keyed = height;
     const double computed =

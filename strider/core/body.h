@@ -6,6 +6,9 @@
 
 namespace strider {
 
+/// Whether `t` lies in free-form: asked once for each evaluation, kept in the body's record.
+void EvaluateFreePeriod(MotionCore& core, TimeValue t);
+
 /// Heights and support of the body at `t` from the vertical keys.
 void EvaluateVertical(MotionCore& core, TimeValue t);
 
@@ -26,8 +29,8 @@ FlightHeight BallisticHeight(const MotionCore& core, TimeValue t, float keyed);
 /// The height that evaluation shows: keyed, or blended with the flights by dynamicsBlend.
 float CombinedHeight(const MotionCore& core, TimeValue t);
 
-/// Vertical, heading-relative support of the body from horizontal keys: -1 in free-form, else 0
-/// airborne, 1 right, 2 left, 3 both.
+/// Support of the body by its horizontal keys at the time last evaluated, `t`: -1 in free-form,
+/// else 0 airborne, 1 right, 2 left, 3 both.
 int BodySupportState(const MotionCore& core, TimeValue t);
 
 /// Heading, lean and roll of the body as angles about the core's axes (radians).

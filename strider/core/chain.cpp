@@ -19,7 +19,7 @@ Quat LinkTurn(const TrackReader<Key>& reader, int k, ChainOf chainOf) {
 
 /// Calls use(k, reader) for each link, with one reader where the links share their keys.
 template <class Key, class Use>
-void ForEachLink(const KeyTable<Key>& table, TimeValue t, int links, Use use) {
+void ForEachLink(KeyTable<Key>& table, TimeValue t, int links, Use use) {
   if (!table.track.separate) {
     const TrackReader<Key> reader(table, t);
     for (int k = 0; k < links; ++k) use(k, reader);

@@ -92,6 +92,7 @@ void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int
   t = WithinMotion(core, t);
   core.body.groundHeight = GroundHeight(core, t);
 
+  EvaluateFreePeriod(core, t);
   // Contacts first: the body's height asks for them.
   for (LimbRecord& leg : core.leg) leg.keyState = LegKeyState(core, leg, t);
   EvaluateVertical(core, t);

@@ -65,8 +65,14 @@ float SpanFraction(const KeyTrack& track, TimeValue t, const KeySpan& span, int 
   if (t <= from || to <= from) return 0;
   const float u =
       static_cast<float>(std::int64_t{t} - from) / static_cast<float>(std::int64_t{to} - from);
-  float easeOut = GetTcb(track, span.left, subTrack).easeTo;
-  float easeIn = GetTcb(track, span.right, subTrack).easeFrom;
+  float easeOut, easeIn;
+  if (track.separate) {
+    easeOut = GetTcb(track, span.left, subTrack).easeTo;
+    easeIn = GetTcb(track, span.right, subTrack).easeFrom;
+  } else {
+    easeOut = track.tcb[static_cast<std::size_t>(span.left)].easeTo;
+    easeIn = track.tcb[static_cast<std::size_t>(span.right)].easeFrom;
+  }
   const float sum = easeOut + easeIn;
   if (sum == 0) return std::min(u, 1.0f);
   const float scale = sum > 50 ? sum : 50.0f;
@@ -110,7 +116,10 @@ QuatHandles HandlesOf(const Quat& before, const Quat& here, const Quat& after, c
   const Point3 arriving = LnDif(before, here), departing = LnDif(here, after);
   const Point3 in = 0.5f * ((1 - k.inBefore) * arriving - k.inAfter * departing);
   const Point3 out = 0.5f * ((k.outAfter - 1) * departing + k.outBefore * arriving);
-  return {here * Exp(in), here * Exp(out)};
+  QuatHandles handles;
+  handles.in = here * Exp(in);
+  handles.out = here * Exp(out);
+  return handles;
 }
 
 int SolveCubic(double a, double b, double c, double d, double roots[3]) {

@@ -12,45 +12,40 @@ struct RotationField {
   int subTrack;
 };
 
-// Each key type lists its rotations to `use`; the rest of this file needs to know no more.
-template <class Use>
-void ForEachRotation(const LimbRecord& limb, LimbKey& key, Use use) {
+// Each key type numbers its rotations; the rest of this file needs to know no more.
+constexpr int kFirstDigitRotation = 3;
+int NumRotations(const LimbRecord& limb, const LimbKey&) {
+  return kFirstDigitRotation + limb.numDigits * (1 + limb.digitLinks);
+}
+RotationField RotationAt(const LimbRecord& limb, LimbKey& key, int i) {
   const int links = NumLimbLinks(limb);
-  use(RotationField{&key.limbRotation, &key.limbEuler, limb.isLeg ? 0 : 1});
-  use(RotationField{&key.endRotation, &key.endEuler, links - 1});
-  use(RotationField{&key.spaceRotation, nullptr, links - 1});
-  for (int d = 0; d < limb.numDigits; ++d) {
-    DigitKey& digit = key.digits[d];
-    use(RotationField{&digit.base, &digit.baseEuler, links + d});
-    for (int k = 0; k < limb.digitLinks; ++k) {
-      use(RotationField{&digit.link[k], &digit.linkEuler[k], links + d});
-    }
-  }
+  if (i == 0) return {&key.limbRotation, &key.limbEuler, limb.isLeg ? 0 : 1};
+  if (i == 1) return {&key.endRotation, &key.endEuler, links - 1};
+  if (i == 2) return {&key.spaceRotation, nullptr, links - 1};
+  const int d = (i - kFirstDigitRotation) / (1 + limb.digitLinks);
+  const int k = (i - kFirstDigitRotation) % (1 + limb.digitLinks);
+  DigitKey& digit = key.digits[d];
+  if (k == 0) return {&digit.base, &digit.baseEuler, links + d};
+  return {&digit.link[k - 1], &digit.linkEuler[k - 1], links + d};
 }
-template <class Use>
-void ForEachRotation(int numLinks, ChainKey& key, Use use) {
-  for (int k = 0; k < numLinks; ++k) use(RotationField{&key.rotation[k], &key.euler[k], k});
+int NumRotations(int numLinks, const ChainKey&) { return numLinks; }
+RotationField RotationAt(int, ChainKey& key, int i) { return {&key.rotation[i], &key.euler[i], i}; }
+int NumRotations(int numLinks, const HeadKey&) { return numLinks; }
+RotationField RotationAt(int, HeadKey& key, int i) { return RotationAt(0, key.chain, i); }
+int NumRotations(int, const PelvisKey&) { return 1; }
+RotationField RotationAt(int, PelvisKey& key, int) { return {&key.rotation, &key.euler, 0}; }
+int NumRotations(int, const TurnKey&) { return 1; }
+RotationField RotationAt(int, TurnKey& key, int) { return {&key.rotation, &key.euler, 0}; }
+int NumRotations(int, const PropKey&) { return kNumPropSpaces; }
+RotationField RotationAt(int, PropKey& key, int i) { return {&key.rotation[i], nullptr, 0}; }
+template <class Key>
+int NumRotations(int, const Key&) {
+  return 0;
 }
-template <class Use>
-void ForEachRotation(int numLinks, HeadKey& key, Use use) {
-  ForEachRotation(numLinks, key.chain, use);
+template <class Key>
+RotationField RotationAt(int, Key&, int) {
+  return {nullptr, nullptr, 0};
 }
-template <class Use>
-void ForEachRotation(int, PelvisKey& key, Use use) {
-  use(RotationField{&key.rotation, &key.euler, 0});
-}
-template <class Use>
-void ForEachRotation(int, TurnKey& key, Use use) {
-  use(RotationField{&key.rotation, &key.euler, 0});
-}
-template <class Use>
-void ForEachRotation(int, PropKey& key, Use use) {
-  for (Quat& rotation : key.rotation) use(RotationField{&rotation, nullptr, 0});
-}
-template <class Use>
-void ForEachRotation(int, VerticalKey&, Use) {}
-template <class Use>
-void ForEachRotation(int, HorizontalKey&, Use) {}
 
 bool AllFinite(const float* values, int count) {
   float sum = 0;
@@ -102,81 +97,155 @@ void HoldChoices(PropKey& key) {
 template <class Key>
 void HoldChoices(Key&) {}
 
-/// The rotation in the same place of another key: `use` walks both in step.
-template <class Shape, class Key>
-RotationField FieldAt(const Shape& shape, Key& key, int wanted) {
-  RotationField found{nullptr, nullptr, 0};
-  int at = 0;
-  ForEachRotation(shape, key, [&](const RotationField& field) {
-    if (at++ == wanted) found = field;
-  });
-  return found;
+/// The keys of a track that one of its rotations is keyed on, in time order.
+class OwnKeys {
+ public:
+  OwnKeys(const KeyTrack& track, int subTrack) : track_(track) {
+    const int sub = subTrack < track.numSubTracks ? subTrack : track.numSubTracks - 1;
+    if (track.separate) mask_ = std::uint32_t{1} << sub;
+  }
+  /// The first of them at or after `index`, and the last before it; -1 for none.
+  int From(int index) const {
+    if (track_.separate) return track_.maskIndex.FindFirst(index, mask_);
+    return index < track_.numKeys ? index : -1;
+  }
+  int Before(int index) const {
+    return track_.separate ? track_.maskIndex.FindLast(index - 1, mask_) : index - 1;
+  }
+
+ private:
+  const KeyTrack& track_;
+  std::uint32_t mask_ = kAllLinks;
+};
+
+/// Angles of a rotation that go on from those of the key before (null: from 0) without a jump.
+Point3 EulerAfter(const Point3* before, const Quat& rotation, int order) {
+  const Point3 reference = before ? Point3{before->x, before->y, -before->z} : Point3{};
+  return EulerKeyFromAngles(ContinuousQuatToEuler(rotation, reference, order));
 }
 
-/// Puts the rotations from key `index` on to the side of the key before them, as far as a change
-/// of side travels, and lets Euler triples go on from the key before without jumps. Answers the
-/// last key that changed.
+/// Angles further apart than this are another turn's; nearer ones differ by rounding alone, and a
+/// key's own stay.
+constexpr float kAngleJump = 1;
+
+/// Brings a rotation to the side of the one before, and its angles on from there. False if that
+/// changed nothing.
+bool GoOnFrom(const RotationField& before, RotationField& own, int order) {
+  const Quat aligned = OnSideOf(*own.rotation, *before.rotation);
+  bool changed = !(aligned == *own.rotation);
+  *own.rotation = aligned;
+  if (!own.euler) return changed;
+  const Point3 angles = EulerAfter(before.euler, aligned, order);
+  for (int i = 0; i < 3; ++i) {
+    if (std::fabs(angles[i] - (*own.euler)[i]) <= kAngleJump) continue;
+    *own.euler = angles;
+    return true;
+  }
+  return changed;
+}
+
+/// Lets each rotation from key `index` on go on from the key before it, as far as a change
+/// travels: a track has no two neighbours on different sides. Answers the last key that changed.
 template <class Shape, class Key>
 int AlignFrom(const Shape& shape, KeyTable<Key>& table, int index) {
-  const KeyTrack& track = table.track;
-  int at = 0, last = index;
-  ForEachRotation(
-      shape, table.keys[static_cast<std::size_t>(index)], [&](const RotationField& own) {
-        const int channel = at++;
-        std::uint32_t mask = kAllLinks;
-        if (track.separate) {
-          const int sub = own.subTrack < track.numSubTracks ? own.subTrack : track.numSubTracks - 1;
-          mask = std::uint32_t{1} << sub;
-        }
-        const auto nextOf = [&](int i) {
-          return track.separate          ? track.maskIndex.FindFirst(i + 1, mask)
-                 : i + 1 < track.numKeys ? i + 1
-                                         : -1;
-        };
-        int before = track.separate ? track.maskIndex.FindLast(index - 1, mask) : index - 1;
-        int here = index;
-        while (here >= 0) {
-          RotationField field = FieldAt(shape, table.keys[static_cast<std::size_t>(here)], channel);
-          Point3 reference;
-          bool flipped = false;
-          if (before >= 0) {
-            const RotationField earlier =
-                FieldAt(shape, table.keys[static_cast<std::size_t>(before)], channel);
-            const Quat aligned = OnSideOf(*field.rotation, *earlier.rotation);
-            flipped = !(aligned == *field.rotation);
-            *field.rotation = aligned;
-            if (earlier.euler) {
-              reference = {earlier.euler->x, earlier.euler->y, -earlier.euler->z};
-            }
-          }
-          if (field.euler && (here == index || flipped)) {
-            *field.euler = EulerKeyFromAngles(
-                ContinuousQuatToEuler(*field.rotation, reference, track.eulerOrder));
-          }
-          // The key put in is always followed by a look at the next; a change of side goes on.
-          if (here != index && !flipped) break;
-          if (here > last) last = here;
-          before = here;
-          here = nextOf(here);
-        }
-      });
+  int last = index;
+  const auto key = [&table](int i) -> Key& { return table.keys[static_cast<std::size_t>(i)]; };
+  for (int i = 0; i < NumRotations(shape, key(index)); ++i) {
+    const OwnKeys own(table.track, RotationAt(shape, key(index), i).subTrack);
+    int before = own.Before(index);
+    for (int here = own.From(index); here >= 0; here = own.From(here + 1)) {
+      RotationField field = RotationAt(shape, key(here), i);
+      const bool changed =
+          before >= 0 && GoOnFrom(RotationAt(shape, key(before), i), field, table.track.eulerOrder);
+      // A key put in is a new neighbour to the next whether it changed or not.
+      if (!changed && here != index) break;
+      if (changed && here > last) last = here;
+      before = here;
+    }
+  }
   return last;
+}
+
+/// Where a key stands, a key of some links takes the values of those links alone.
+bool Replaces(const KeyTrack& track, std::uint32_t mask, int subTrack) {
+  const int sub = subTrack < track.numSubTracks ? subTrack : track.numSubTracks - 1;
+  return !track.separate || (mask >> sub & 1) != 0;
+}
+LimbKey MergedScalars(const LimbRecord& limb, const LimbKey& old, const LimbKey& key,
+                      std::uint32_t mask) {
+  const auto of = [&](int sub) -> const LimbKey& {
+    return Replaces(limb.table.track, mask, sub) ? key : old;
+  };
+  const int links = NumLimbLinks(limb);
+  LimbKey merged = of(links - 1);  // the end link's keys hold the target, the state, the pivot
+  for (int i = 0; i < 2; ++i) merged.clavicle[i] = of(0).clavicle[i];
+  for (int i = 0; i < kNumJointAngles; ++i) {
+    merged.jointAngles[i] = of(i == kHinge ? (limb.isLeg ? 1 : 2) : 2).jointAngles[i];
+  }
+  for (int d = 0; d < limb.numDigits; ++d) merged.digits[d] = of(links + d).digits[d];
+  return merged;
+}
+template <class Key>
+Key MergedScalars(int, const Key&, const Key& key, std::uint32_t) {
+  return key;
+}
+HeadKey MergedScalars(int links, const HeadKey& old, const HeadKey& key, std::uint32_t mask) {
+  return (mask >> (links - 1) & 1) != 0 ? key : old;
+}
+template <class Shape, class Key>
+Key Merged(const Shape& shape, const KeyTrack& track, Key old, Key key, std::uint32_t mask) {
+  Key merged = MergedScalars(shape, old, key, mask);
+  for (int i = 0; i < NumRotations(shape, key); ++i) {
+    const RotationField to = RotationAt(shape, merged, i);
+    const RotationField from = RotationAt(shape, Replaces(track, mask, to.subTrack) ? key : old, i);
+    *to.rotation = *from.rotation;
+    if (to.euler) *to.euler = *from.euler;
+  }
+  return merged;
+}
+
+/// Angles of the rotations that a key put in for `mask` brought.
+template <class Shape, class Key>
+void SetEuler(const Shape& shape, KeyTable<Key>& table, int index, std::uint32_t mask) {
+  const auto at = [&](int key, int i) {
+    return RotationAt(shape, table.keys[static_cast<std::size_t>(key)], i);
+  };
+  for (int i = 0; i < NumRotations(shape, table[index]); ++i) {
+    const RotationField own = at(index, i);
+    if (!own.euler || !Replaces(table.track, mask, own.subTrack)) continue;
+    const int before = OwnKeys(table.track, own.subTrack).Before(index);
+    *own.euler = EulerAfter(before >= 0 ? at(before, i).euler : nullptr, *own.rotation,
+                            table.track.eulerOrder);
+  }
+}
+
+/// The key with its rotations at unit length and its choices in range; false if a value is not
+/// finite or a rotation has no direction.
+template <class Shape, class Key>
+bool MakeSound(const Shape& shape, Key& key) {
+  bool sound = ScalarsFinite(key);
+  for (int i = 0; i < NumRotations(shape, key); ++i) {
+    Quat& rotation = *RotationAt(shape, key, i).rotation;
+    sound = sound && IsFinite(rotation) && Dot(rotation, rotation) > 1e-20f;
+    rotation = Normalized(rotation);
+  }
+  HoldChoices(key);
+  return sound;
 }
 
 template <class Shape, class Key>
 KeyRefusal PutChecked(const Shape& shape, KeyTable<Key>& table, TimeValue t, const Key& key,
                       std::uint32_t mask) {
+  KeyTrack& track = table.track;
   Key sound = key;
-  bool finite = ScalarsFinite(sound);
-  ForEachRotation(shape, sound, [&finite](const RotationField& field) {
-    finite = finite && IsFinite(*field.rotation) && Dot(*field.rotation, *field.rotation) > 1e-20f;
-    *field.rotation = Normalized(*field.rotation);
-  });
-  if (!finite) return KeyRefusal::kNotFinite;
-  HoldChoices(sound);
+  if (!MakeSound(shape, sound)) return KeyRefusal::kNotFinite;
+  if ((mask & EveryLink(track)) == 0) return KeyRefusal::kNoTrack;
+  const int standing = track.separate ? KeyAt(track, t) : -1;
+  if (standing >= 0) sound = Merged(shape, track, table[standing], sound, mask);
   if (PutKeyRecord(table, t, sound, mask) == kRefused) return KeyRefusal::kOutOfMemory;
-  const int index = KeyAt(table.track, t);
-  MarkDirty(table.track, index, AlignFrom(shape, table, index));
+  const int index = KeyAt(track, t);
+  SetEuler(shape, table, index, mask);
+  MarkDirty(track, index, AlignFrom(shape, table, index));
   return KeyRefusal::kNone;
 }
 
@@ -260,6 +329,14 @@ KeyRefusal MoveKey(MotionCore& core, int id, int index, TimeValue t) {
   return SetKeyTime(*track, index, t) == kDone ? KeyRefusal::kNone : KeyRefusal::kNoSuchKey;
 }
 
+void AlignKeys(MotionCore& core, int id) {
+  (void)WithTable(core, id, [](const auto& shape, auto& table) {
+    KeyTrack& track = table.track;
+    for (int i = 0; i < track.numKeys; ++i) MarkDirty(track, i, AlignFrom(shape, table, i));
+    return KeyRefusal::kNone;
+  });
+}
+
 namespace {
 
 bool HasEuler(int id) {
@@ -283,21 +360,7 @@ bool SetEulerActive(MotionCore& core, int id, int order) {
   return WithTable(core, id, [&](const auto& shape, auto& table) {
            table.track.eulerOrder = order;
            table.track.eulerActive = 1;
-           // Each key's angles go on from those of the key before.
-           for (std::size_t i = 0; i < table.keys.size(); ++i) {
-             int channel = 0;
-             ForEachRotation(shape, table.keys[i], [&](const RotationField& field) {
-               const int at = channel++;
-               if (!field.euler) return;
-               Point3 reference;
-               if (i > 0) {
-                 const Point3& last = *FieldAt(shape, table.keys[i - 1], at).euler;
-                 reference = {last.x, last.y, -last.z};
-               }
-               *field.euler =
-                   EulerKeyFromAngles(ContinuousQuatToEuler(*field.rotation, reference, order));
-             });
-           }
+           for (int i = 0; i < table.track.numKeys; ++i) SetEuler(shape, table, i, kAllLinks);
            return KeyRefusal::kNone;
          }) == KeyRefusal::kNone;
 }

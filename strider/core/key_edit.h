@@ -10,8 +10,9 @@ namespace strider {
 enum class KeyRefusal { kNone, kNoTrack, kNotFinite, kOutOfMemory, kNoSuchKey, kProtected };
 
 /// Puts a key of the section that `id` is keyed on at `t` (ticks), in place of one that stands
-/// there. On a separate track it is a key of the sub-tracks in `mask`. Rotations are brought to
-/// unit length and to the side of their neighbours, Euler angles follow them.
+/// there. On a separate track it is a key of the sub-tracks in `mask`, at least one, and other
+/// links that have a key there keep theirs. Rotations are brought to unit length and to the side of
+/// their neighbours, Euler angles go on from the key before.
 [[nodiscard]] KeyRefusal PutKey(MotionCore& core, int id, TimeValue t, const LimbKey& key,
                                 std::uint32_t mask = kAllLinks);
 [[nodiscard]] KeyRefusal PutKey(MotionCore& core, int id, TimeValue t, const ChainKey& key,
@@ -32,6 +33,10 @@ enum class KeyRefusal { kNone, kNoTrack, kNotFinite, kOutOfMemory, kNoSuchKey, k
 
 /// Moves the key at index of the track of `id` to `t`.
 [[nodiscard]] KeyRefusal MoveKey(MotionCore& core, int id, int index, TimeValue t);
+
+/// Brings all rotations of the track of `id` to the side of the key before them, as keys that come
+/// from elsewhere or lose what stood between them have to be.
+void AlignKeys(MotionCore& core, int id);
 
 /// Interpolates a section's rotations in Euler angles of an order (0 to 5), or as quaternions.
 /// Limbs, chains, head and neck, and turn have Euler angles; others are refused.

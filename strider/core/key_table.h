@@ -16,6 +16,7 @@ template <class Key>
 struct KeyTable {
   KeyTrack track;
   std::vector<Key> keys;  // parallel to track.times
+  int near = 0;           // where evaluation last found its key; any value will do
 
   bool Empty() const { return track.numKeys == 0; }
   const Key& operator[](int index) const { return keys[static_cast<std::size_t>(index)]; }
@@ -67,77 +68,64 @@ void ClearKeys(KeyTable<Key>& table) {
   while (table.track.numKeys > 0) DeleteKeyRecord(table, table.track.numKeys - 1);
 }
 
+/// Takes out all keys but those that `kept` lists in ascending order, in one pass.
+template <class Key>
+void KeepKeys(KeyTable<Key>& table, const std::vector<int>& kept) {
+  auto to = table.keys.begin();
+  for (const int index : kept) {
+    const auto from = table.keys.begin() + index;
+    if (from != to) *to = std::move(*from);
+    ++to;
+  }
+  table.keys.erase(to, table.keys.end());
+  KeepKeyTimes(table.track, kept);
+}
+
 /// Gives the links keys of their own, or takes that back. On: every key is a key of every link,
 /// with a copy of its shape. Off: the links' shapes go, and so do keys that not every link has.
+/// A separate track that gets another number of links keeps the keys that its links have.
 template <class Key>
 [[nodiscard]] int SetSeparate(KeyTable<Key>& table, int on, int numSubTracks) {
-  KeyTrack& track = table.track;
+  const KeyTrack& track = table.track;
   if ((track.separate != 0) == (on != 0) && (!on || track.numSubTracks == numSubTracks)) {
     return kDone;
   }
   if (on && (numSubTracks < 1 || numSubTracks > 32)) return kRefused;
-  KeyTable<Key> changed;
+  if (!on) numSubTracks = 0;
   try {
-    changed = table;
-    const auto keys = static_cast<std::size_t>(track.numKeys);
-    const auto room = static_cast<std::size_t>(track.capacity);
-    KeyTrack& next = changed.track;
-    const std::uint32_t everyLink =
-        numSubTracks >= 32 ? kAllLinks : (std::uint32_t{1} << numSubTracks) - 1;
-    if (!on) {
-      const std::uint32_t all =
-          track.numSubTracks >= 32 ? kAllLinks : (std::uint32_t{1} << track.numSubTracks) - 1;
-      for (int i = next.numKeys - 1; i >= 0; --i) {
-        const std::uint32_t mask = next.times[static_cast<std::size_t>(i)].linkMask;
-        if ((mask & all) != all) DeleteKeyRecord(changed, i);
-      }
+    KeyTable<Key> changed = table;
+    std::vector<int> kept;
+    for (int i = 0; i < track.numKeys; ++i) {
+      std::uint32_t& mask = changed.track.times[static_cast<std::size_t>(i)].linkMask;
+      mask = ResizedLinkMask(track, mask, numSubTracks);
+      if (mask != 0) kept.push_back(i);
     }
-    next.separate = on ? 1 : 0;
-    next.numSubTracks = on ? numSubTracks : 0;
-    next.linkTcb.clear();
-    next.linkTimes.clear();
-    next.maskIndex.Clear();
-    if (on) {
-      next.linkTcb.reserve(room * static_cast<std::size_t>(numSubTracks));
-      next.linkTimes.reserve(room * static_cast<std::size_t>(numSubTracks));
-      next.maskIndex.Reserve(track.capacity);
-      for (std::size_t i = 0; i < keys; ++i) {
-        next.times[i].linkMask = everyLink;
-        next.maskIndex.Insert(static_cast<int>(i), everyLink);
-        for (int sub = 0; sub < numSubTracks; ++sub) {
-          next.linkTcb.push_back(next.tcb[i]);
-          next.linkTimes.push_back(next.times[i].time);
-        }
-      }
-    } else {
-      for (KeyTimeRecord& record : next.times) record.linkMask = kAllLinks;
-    }
-    next.shapes.assign(
-        static_cast<std::size_t>(next.numKeys) * static_cast<std::size_t>(ShapesPerKey(next)),
-        KeyShape{});
-    next.shapes.reserve(room * static_cast<std::size_t>(ShapesPerKey(next)));
-    next.handles.reserve(room * static_cast<std::size_t>(next.numQuats));
-    next.times.reserve(room);
-    next.tcb.reserve(room);
-    changed.keys.reserve(room);
+    if (static_cast<int>(kept.size()) < track.numKeys) KeepKeys(changed, kept);
+    ResizeLinks(changed.track, numSubTracks);
+    std::swap(table, changed);
   } catch (const std::bad_alloc&) {
     return kRefused;
   }
-  std::swap(table, changed);
   MarkDirty(table.track, 0, table.track.numKeys - 1);
   return kDone;
 }
 
-/// Says how many quaternion channels a key of this table has; the handles follow.
+/// Says how many quaternion channels a key of this table has; the handles follow. kRefused,
+/// nothing changed, if memory ran out.
 template <class Key>
-void SetNumQuats(KeyTable<Key>& table, int numQuats) {
+int SetNumQuats(KeyTable<Key>& table, int numQuats) {
   KeyTrack& track = table.track;
+  try {
+    std::vector<QuatHandles> handles;
+    handles.reserve(static_cast<std::size_t>(track.capacity) * static_cast<std::size_t>(numQuats));
+    handles.resize(static_cast<std::size_t>(track.numKeys) * static_cast<std::size_t>(numQuats));
+    track.handles.swap(handles);
+  } catch (const std::bad_alloc&) {
+    return kRefused;
+  }
   track.numQuats = numQuats;
-  track.handles.assign(static_cast<std::size_t>(track.numKeys) * static_cast<std::size_t>(numQuats),
-                       QuatHandles{});
-  track.handles.reserve(static_cast<std::size_t>(track.capacity) *
-                        static_cast<std::size_t>(numQuats));
   MarkDirty(track, 0, track.numKeys - 1);
+  return kDone;
 }
 
 /// Rebuilds the shapes and quaternion handles of the keys that edits touched. `channels` tells
@@ -182,6 +170,20 @@ void RefreshDerived(KeyTable<Key>& table, const Channels& channels) {
       track.handles[static_cast<std::size_t>(i * track.numQuats + channel)] =
           HandlesOf(channels.At(table[before], channel), channels.At(table[i], channel),
                     channels.At(table[after], channel), shape);
+    }
+    // The arcs of each span, once the handles at both of its ends stand.
+    const auto handlesOf = [&](int i) -> QuatHandles& {
+      return track.handles[static_cast<std::size_t>(i * track.numQuats + channel)];
+    };
+    for (int i = range.first; i <= range.last; ++i) {
+      if (!neighbours(i, sub, before, after)) continue;
+      const auto refreshArcs = [&](int from, int to) {
+        QuatHandles& left = handlesOf(from);
+        left.keyArc = ArcOf(channels.At(table[from], channel), channels.At(table[to], channel));
+        left.handleArc = ArcOf(left.out, handlesOf(to).in);
+      };
+      if (i == range.first && before < i) refreshArcs(before, i);
+      refreshArcs(i, after);
     }
   }
   track.dirtyFirst = 0;

@@ -36,6 +36,16 @@ void EraseRows(Table& table, int index, int width) {
   table.erase(first, first + width);
 }
 
+template <class Table>
+void KeepRows(Table& table, const std::vector<int>& kept, int width) {
+  auto to = table.begin();
+  for (const int index : kept) {
+    const auto from = table.begin() + index * width;
+    to = from == to ? to + width : std::copy(from, from + width, to);
+  }
+  table.erase(to, table.end());
+}
+
 void RenumberFrom(KeyTrack& track, int index) {
   for (int i = index; i < track.numKeys; ++i) track.times[At(i)].index = static_cast<float>(i);
 }
@@ -43,6 +53,19 @@ void RenumberFrom(KeyTrack& track, int index) {
 int LinkRows(const KeyTrack& track) { return track.separate ? track.numSubTracks : 0; }
 int CurveRows(const KeyTrack& track) { return track.curveMode ? track.numCurves : 0; }
 int TrackCurveRows(const KeyTrack& track) { return track.curveMode && track.trackCurves ? 1 : 0; }
+
+/// A number past the last sub-track is the last one's, where the track says so.
+int HeldSubTrack(const KeyTrack& track, int subTrack) {
+  return track.clampSubTrack ? std::min(subTrack, track.numSubTracks - 1) : subTrack;
+}
+
+bool IsFinite(const KeyTangent& tangent) {
+  float sum = 0;
+  for (int channel = 0; channel < 3; ++channel) {
+    for (int i = 0; i < 2; ++i) sum += (tangent.in[channel][i] + tangent.out[channel][i]) * 0;
+  }
+  return sum == 0;
+}
 
 KeyTangent WholeTrackTangent() {
   KeyTangent tangent;
@@ -66,6 +89,14 @@ int FindKey(const KeyTrack& track, TimeValue t) {
   return std::max(0, LastAtOrBefore(track, t));
 }
 
+int FindKeyNear(const KeyTrack& track, TimeValue t, int& near) {
+  const int last = track.numKeys - 1;
+  for (int i = near; i <= near + 1 && i >= 0 && i < last; ++i) {
+    if (track.times[At(i)].time <= t && t < track.times[At(i + 1)].time) return near = i;
+  }
+  return near = FindKey(track, t);
+}
+
 int FindKey(const KeyTrack& track, TimeValue t, std::uint32_t mask) {
   if (track.numKeys == 0) return -1;
   if (!UsesMask(track, mask)) return FindKey(track, t);
@@ -83,17 +114,18 @@ int KeyAt(const KeyTrack& track, TimeValue t, std::uint32_t mask) {
 
 int InsertionIndex(const KeyTrack& track, TimeValue t) { return LastAtOrBefore(track, t) + 1; }
 
+KeySpan SpanFrom(const KeyTrack& track, int left) {
+  const int last = track.numKeys - 1;
+  if (left < 0) return {};
+  const int right = std::min(left + 1, last);
+  return {std::max(left - 1, 0), left, right, std::min(right + 1, last)};
+}
+
 KeySpan GetSpan(const KeyTrack& track, TimeValue t, std::uint32_t mask) {
   KeySpan span;
   if (track.numKeys == 0) return span;
+  if (!UsesMask(track, mask)) return SpanFrom(track, FindKey(track, t));
   span.left = FindKey(track, t, mask);
-  if (!UsesMask(track, mask)) {
-    const int last = track.numKeys - 1;
-    span.prev = std::max(span.left - 1, 0);
-    span.right = std::min(span.left + 1, last);
-    span.next = std::min(span.right + 1, last);
-    return span;
-  }
   const auto before = [&](int index) {
     const int found = track.maskIndex.FindLast(index - 1, mask);
     return found >= 0 ? found : index;
@@ -109,11 +141,15 @@ KeySpan GetSpan(const KeyTrack& track, TimeValue t, std::uint32_t mask) {
 }
 
 int ReserveKeys(KeyTrack& track, int count) {
-  if (count <= track.capacity) return kDone;
-  // Whole steps, but never less than half as much again: n insertions then move n keys, not n^2.
-  const int wanted = std::max(count, track.capacity + track.capacity / 2);
-  const int capacity = (wanted + kKeyTableStep - 1) / kKeyTableStep * kKeyTableStep;
+  if (count > kMaxKeys) return kRefused;
+  int capacity = track.capacity;
+  if (count > capacity) {
+    // Whole steps, but never less than half as much again: n insertions then move n keys, not n^2.
+    const int wanted = std::max(count, capacity + capacity / 2);
+    capacity = (wanted + kKeyTableStep - 1) / kKeyTableStep * kKeyTableStep;
+  }
   try {
+    // Asked for each time, since a copied track says what its model had room for.
     track.times.reserve(At(capacity));
     track.tcb.reserve(At(capacity));
     track.tangents.reserve(At(capacity) * At(CurveRows(track)));
@@ -122,11 +158,8 @@ int ReserveKeys(KeyTrack& track, int count) {
     track.linkTimes.reserve(At(capacity) * At(LinkRows(track)));
     track.shapes.reserve(At(capacity) * At(ShapesPerKey(track)));
     track.handles.reserve(At(capacity) * At(track.numQuats));
+    track.selected.Reserve(capacity);
     if (track.separate) track.maskIndex.Reserve(capacity);
-    // A bit array grows by words; one resize there and back leaves it the room.
-    const int bits = track.selected.Size();
-    track.selected.Resize(capacity);
-    track.selected.Resize(bits);
   } catch (const std::bad_alloc&) {
     return kRefused;
   } catch (const std::length_error&) {
@@ -149,13 +182,14 @@ void InsertKeyTime(KeyTrack& track, int index, TimeValue t) {
   ++track.numKeys;
 
   track.times[At(index)].time = t;
+  track.times[At(index)].linkMask = EveryLink(track);
   track.tcb[At(index)] = DefaultTcb();
   if (TrackCurveRows(track)) track.trackTangents[At(index)] = WholeTrackTangent();
   for (int sub = 0; sub < LinkRows(track); ++sub) {
     track.linkTcb[At(index * track.numSubTracks + sub)] = DefaultTcb();
     track.linkTimes[At(index * track.numSubTracks + sub)] = t;
   }
-  if (track.separate) track.maskIndex.Insert(index, kAllLinks);
+  if (track.separate) track.maskIndex.Insert(index, EveryLink(track));
   RenumberFrom(track, index);
   if (track.dirtyFirst <= track.dirtyLast && index <= track.dirtyLast) ++track.dirtyLast;
   MarkDirty(track, index, index);
@@ -179,6 +213,25 @@ void DeleteKeyTime(KeyTrack& track, int index) {
   MarkDirty(track, index - 1, index);
 }
 
+void KeepKeyTimes(KeyTrack& track, const std::vector<int>& kept) {
+  KeepRows(track.times, kept, 1);
+  KeepRows(track.tcb, kept, 1);
+  KeepRows(track.tangents, kept, CurveRows(track));
+  KeepRows(track.trackTangents, kept, TrackCurveRows(track));
+  KeepRows(track.linkTcb, kept, LinkRows(track));
+  KeepRows(track.linkTimes, kept, LinkRows(track));
+  KeepRows(track.shapes, kept, ShapesPerKey(track));
+  KeepRows(track.handles, kept, track.numQuats);
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    track.selected.Set(static_cast<int>(i), track.selected.Get(kept[i]));
+  }
+  track.numKeys = static_cast<int>(kept.size());
+  track.selected.Resize(track.numKeys);
+  if (track.separate) track.maskIndex.Keep(kept);
+  RenumberFrom(track, 0);
+  MarkDirty(track, 0, track.numKeys - 1);
+}
+
 int SetKeyTime(KeyTrack& track, int index, TimeValue t) {
   if (!HasKey(track, index)) return kRefused;
   if (index > 0 && track.times[At(index - 1)].time >= t) return kRefused;
@@ -195,15 +248,53 @@ int SetKeyTime(KeyTrack& track, int index, TimeValue t) {
 
 void SetLinkMask(KeyTrack& track, int index, std::uint32_t mask) {
   if (!HasKey(track, index)) return;
+  mask &= EveryLink(track);
   track.times[At(index)].linkMask = mask;
   if (track.separate) track.maskIndex.Set(index, mask);
-  // Neighbours of every sub-track may change, near and far: the whole track is refreshed.
-  MarkDirty(track, 0, track.numKeys - 1);
+  // The dirty range reaches to the nearest keys of each sub-track, however far they are.
+  MarkDirty(track, index, index);
+}
+
+std::uint32_t ResizedLinkMask(const KeyTrack& track, std::uint32_t mask, int numSubTracks) {
+  const std::uint32_t every = EveryLink(track);
+  if (numSubTracks == 0) return (mask & every) == every ? kAllLinks : 0;
+  const std::uint32_t all = EveryLink(numSubTracks);
+  if (!track.separate) return all;
+  const int common = std::min(numSubTracks, track.numSubTracks) - 1;
+  const std::uint32_t own = EveryLink(common), rest = every & ~own;
+  return (mask & own) | ((mask & rest) == rest ? all & ~own : 0);
+}
+
+void ResizeLinks(KeyTrack& track, int numSubTracks) {
+  std::vector<KeyTcb> shapes;
+  std::vector<TimeValue> linkTimes;
+  MaskIndex masks;
+  const auto room = At(std::max(track.capacity, track.numKeys));
+  shapes.reserve(room * At(numSubTracks));
+  linkTimes.reserve(room * At(numSubTracks));
+  if (numSubTracks > 0) masks.Reserve(static_cast<int>(room));
+  for (int i = 0; i < track.numKeys; ++i) {
+    for (int sub = 0; sub < numSubTracks; ++sub) {
+      const int old = i * track.numSubTracks + std::min(sub, track.numSubTracks - 1);
+      shapes.push_back(track.separate ? track.linkTcb[At(old)] : track.tcb[At(i)]);
+      linkTimes.push_back(track.separate ? track.linkTimes[At(old)] : track.times[At(i)].time);
+    }
+    if (numSubTracks > 0) masks.Insert(i, track.times[At(i)].linkMask);
+  }
+  track.separate = numSubTracks > 0 ? 1 : 0;
+  track.numSubTracks = numSubTracks;
+  track.linkTcb.swap(shapes);
+  track.linkTimes.swap(linkTimes);
+  track.maskIndex = std::move(masks);
+  track.shapes.clear();
+  track.shapes.reserve(room * At(ShapesPerKey(track)));
+  track.shapes.resize(At(track.numKeys) * At(ShapesPerKey(track)));
 }
 
 KeyTcb GetTcb(const KeyTrack& track, int index, int subTrack) {
   if (!HasKey(track, index)) return kMissingTcb;
   if (!track.separate) return track.tcb[At(index)];
+  subTrack = HeldSubTrack(track, subTrack);
   if (subTrack < 0 || subTrack >= track.numSubTracks) return kMissingTcb;
   if (!(track.times[At(index)].linkMask >> subTrack & 1)) return kMissingTcb;
   return track.linkTcb[At(index * track.numSubTracks + subTrack)];
@@ -217,6 +308,7 @@ int SetTcb(KeyTrack& track, int index, int subTrack, const KeyTcb& tcb) {
   const KeyTcb held{within(tcb.easeFrom), within(tcb.easeTo), within(tcb.tension), within(tcb.bias),
                     within(tcb.continuity)};
   if (track.separate) {
+    subTrack = HeldSubTrack(track, subTrack);
     if (subTrack < 0 || subTrack >= track.numSubTracks) return kRefused;
     track.linkTcb[At(index * track.numSubTracks + subTrack)] = held;
   } else {
@@ -233,6 +325,7 @@ KeyTangent GetTangent(const KeyTrack& track, int index, int curve) {
 
 int SetTangent(KeyTrack& track, int index, int curve, const KeyTangent& tangent) {
   if (!HasKey(track, index) || curve < 0 || curve >= CurveRows(track)) return kRefused;
+  if (!IsFinite(tangent)) return kRefused;
   track.tangents[At(index * track.numCurves + curve)] = tangent;
   return kDone;
 }
@@ -243,7 +336,7 @@ KeyTangent GetTrackTangent(const KeyTrack& track, int index) {
 }
 
 int SetTrackTangent(KeyTrack& track, int index, const KeyTangent& tangent) {
-  if (!HasKey(track, index) || !TrackCurveRows(track)) return kRefused;
+  if (!HasKey(track, index) || !TrackCurveRows(track) || !IsFinite(tangent)) return kRefused;
   track.trackTangents[At(index)] = tangent;
   return kDone;
 }
@@ -307,8 +400,9 @@ bool CheckTrack(const KeyTrack& track) {
               (!track.separate || track.maskIndex.Size() == track.numKeys);
   for (int i = 0; good && i < track.numKeys; ++i) {
     const KeyTimeRecord& record = track.times[At(i)];
-    good = record.index == static_cast<float>(i) &&
-           (i == 0 || track.times[At(i - 1)].time < record.time);
+    good = record.index == static_cast<float>(i) && (record.linkMask & ~EveryLink(track)) == 0 &&
+           (i == 0 || track.times[At(i - 1)].time < record.time) &&
+           (!track.separate || track.maskIndex.Get(i) == record.linkMask);
   }
   return good;
 }

@@ -19,6 +19,8 @@ enum EditStatus : int { kRefused = 0, kDone = 1 };
 
 inline constexpr std::uint32_t kAllLinks = 0xffffffffu;
 inline constexpr int kKeyTableStep = 64;
+/// Keys that one track may have. A key holds its own place as a float, which counts no further.
+inline constexpr int kMaxKeys = 1 << 24;
 
 struct KeyTimeRecord {
   TimeValue time = 0;
@@ -59,9 +61,11 @@ struct KeyShape {
   float inBefore = 0.5f, inAfter = 0.5f;
 };
 
-/// Control points of a quaternion channel on both sides of a key.
+/// Control points of a quaternion channel on both sides of a key, and the arcs of the span that
+/// starts at the key: to the next key's rotation, and between the handles of the two.
 struct QuatHandles {
   Quat in, out;
+  SlerpArc keyArc, handleArc;
 };
 
 struct KeyTrack {
@@ -93,6 +97,14 @@ struct KeyTrack {
   int dirtyFirst = 0, dirtyLast = -1;  // keys whose shapes and handles are out of date
 };
 
+/// The mask of every link of a track: of its sub-tracks where it is separate.
+inline std::uint32_t EveryLink(int numSubTracks) {
+  return numSubTracks >= 32 ? kAllLinks : (std::uint32_t{1} << numSubTracks) - 1;
+}
+inline std::uint32_t EveryLink(const KeyTrack& track) {
+  return track.separate ? EveryLink(track.numSubTracks) : kAllLinks;
+}
+
 /// Sub-tracks that the shape table has room for: 1 for a track that is not separate.
 inline int ShapesPerKey(const KeyTrack& track) {
   return track.separate && track.numSubTracks > 0 ? track.numSubTracks : 1;
@@ -101,6 +113,9 @@ inline int ShapesPerKey(const KeyTrack& track) {
 /// Index of the key that rules at `t`: the last one at or before it. Before the first key 0,
 /// after the last numKeys - 1; -1 if the track is empty. A binary search; never allocates.
 int FindKey(const KeyTrack& track, TimeValue t);
+/// The same, looked for first at `near` (the answer of a search before) and the key after it:
+/// playing forward finds its keys without a search. `near` becomes the answer.
+int FindKeyNear(const KeyTrack& track, TimeValue t, int& near);
 /// The same among the keys with any bit of `mask`; before the first of them that first one; 0 if
 /// there is none. Tracks that are not separate ignore the mask.
 int FindKey(const KeyTrack& track, TimeValue t, std::uint32_t mask);
@@ -114,16 +129,30 @@ struct KeySpan {
   int prev = -1, left = -1, right = -1, next = -1;
 };
 KeySpan GetSpan(const KeyTrack& track, TimeValue t, std::uint32_t mask = kAllLinks);
+/// The four keys around `left`, over all keys of the track.
+KeySpan SpanFrom(const KeyTrack& track, int left);
 
-/// Room for `count` keys in all tables. kRefused, nothing changed, if memory ran out.
+/// Room for `count` keys in all tables. kRefused, nothing changed, if memory ran out or `count` is
+/// above kMaxKeys.
 [[nodiscard]] int ReserveKeys(KeyTrack& track, int count);
 /// Makes a key with default shape at `index` and `t`, in all sub-tracks; the caller has reserved
 /// room and keeps the key records parallel.
 void InsertKeyTime(KeyTrack& track, int index, TimeValue t);
 void DeleteKeyTime(KeyTrack& track, int index);
+/// Keeps only the keys that `kept` lists in ascending order, in one pass over the tables.
+void KeepKeyTimes(KeyTrack& track, const std::vector<int>& kept);
 /// Moves a key in time. kRefused where it would meet or pass a neighbour.
 [[nodiscard]] int SetKeyTime(KeyTrack& track, int index, TimeValue t);
+/// Says which links have a key at `index`; bits that stand for no sub-track are left out.
 void SetLinkMask(KeyTrack& track, int index, std::uint32_t mask);
+
+/// What a key's mask becomes when its track goes over to `numSubTracks` (0: no longer separate); 0
+/// for a key that does not survive it. All links of a section that becomes separate have the key.
+/// Sub-tracks that join go with the last one before them, those that fall together need all keys.
+std::uint32_t ResizedLinkMask(const KeyTrack& track, std::uint32_t mask, int numSubTracks);
+/// Brings the link tables to `numSubTracks`, each new sub-track with the shape it had before. Works
+/// on a copy that the caller commits: the one function here that passes std::bad_alloc on.
+void ResizeLinks(KeyTrack& track, int numSubTracks);
 
 /// The shape of a key in a sub-track; the defaults of a missing key where there is none.
 KeyTcb GetTcb(const KeyTrack& track, int index, int subTrack);
@@ -132,6 +161,7 @@ KeyTcb GetTcb(const KeyTrack& track, int index, int subTrack);
 [[nodiscard]] int SetTcb(KeyTrack& track, int index, int subTrack, const KeyTcb& tcb);
 /// Tangents of a curve at a key; defaults for an index outside.
 KeyTangent GetTangent(const KeyTrack& track, int index, int curve);
+/// kRefused, as for shapes, for an index or curve outside or a handle that is not finite.
 [[nodiscard]] int SetTangent(KeyTrack& track, int index, int curve, const KeyTangent& tangent);
 KeyTangent GetTrackTangent(const KeyTrack& track, int index);
 [[nodiscard]] int SetTrackTangent(KeyTrack& track, int index, const KeyTangent& tangent);

@@ -37,12 +37,12 @@ struct LimbLayout {
 /// Readers of a limb's sections: one for all, or one for each where links have their own keys.
 class LimbReaders {
  public:
-  LimbReaders(const LimbRecord& limb, TimeValue t)
+  LimbReaders(LimbRecord& limb, TimeValue t)
       : table_(limb.table), t_(t), shared_(limb.table, t, LimbLayout(limb).end) {}
 
   /// Runs `use` with the reader of a sub-track.
   template <class Use>
-  auto With(int subTrack, Use use) const {
+  auto With(int subTrack, Use use) {
     if (!table_.track.separate) return use(shared_);
     return use(Reader(table_, t_, subTrack));
   }
@@ -50,7 +50,7 @@ class LimbReaders {
   const Reader& End() const { return shared_; }
 
  private:
-  const KeyTable<LimbKey>& table_;
+  KeyTable<LimbKey>& table_;
   TimeValue t_;
   Reader shared_;
 };
@@ -68,7 +68,9 @@ void KeepFinite(LimbRecord& limb) {
   }
 }
 
-void ReadForwardPose(LimbRecord& limb, const LimbReaders& readers) {
+/// `needEnd` asks for the forward rotation of hand or foot too, which a target that rules alone
+/// replaces.
+void ReadForwardPose(LimbRecord& limb, LimbReaders& readers, bool needEnd) {
   const LimbLayout layout(limb);
   LimbPose& pose = limb.pose;
   pose.jointAngles[kHinge] = readers.With(layout.hinge, [&](const Reader& r) {
@@ -87,9 +89,11 @@ void ReadForwardPose(LimbRecord& limb, const LimbReaders& readers) {
         0, layout.first, [](const LimbKey& key) -> const Quat& { return key.limbRotation; },
         [](const LimbKey& key) -> const Point3& { return key.limbEuler; });
   });
-  pose.endRotation = readers.End().RotationOrEuler(
-      1, layout.end, [](const LimbKey& key) -> const Quat& { return key.endRotation; },
-      [](const LimbKey& key) -> const Point3& { return key.endEuler; });
+  if (needEnd) {
+    pose.endRotation = readers.End().RotationOrEuler(
+        1, layout.end, [](const LimbKey& key) -> const Quat& { return key.endRotation; },
+        [](const LimbKey& key) -> const Point3& { return key.endEuler; });
+  }
   if (limb.isLeg) return;
   readers.With(0, [&](const Reader& r) {
     for (int i = 0; i < 2; ++i) {
@@ -98,7 +102,7 @@ void ReadForwardPose(LimbRecord& limb, const LimbReaders& readers) {
   });
 }
 
-void ReadDigits(LimbRecord& limb, const LimbReaders& readers) {
+void ReadDigits(LimbRecord& limb, LimbReaders& readers) {
   const int links = NumLimbLinks(limb);
   for (int d = 0; d < limb.numDigits; ++d) {
     DigitKey& pose = limb.digits[d].pose;
@@ -242,37 +246,40 @@ void SolveToLocalTarget(LimbRecord& limb, const EvalContext& context) {
                                 context.tiltFourLinkSwivel, pose.jointAngles);
 }
 
-void UpdateBase(const MotionCore& core, LimbRecord& limb) {
-  limb.base = LimbBase(core, limb);
-  if (limb.isLeg) limb.parent = core.pelvisFrame;
-}
-
 }  // namespace
-
-const Frame& LimbParent(const MotionCore& core, const LimbRecord& limb) {
-  return limb.isLeg ? core.pelvisFrame : core.spineEnd;
-}
 
 namespace {
 
-/// Clavicle of an arm: swing ahead about its own up axis, droop about the axis ahead.
-Frame ClavicleFrame(const MotionCore& core, const LimbRecord& arm) {
-  const float side = arm.side == kRight ? 1.0f : -1.0f;
-  const Quat turn = AboutZ(arm.pose.clavicle[0]) * AboutY(side * arm.pose.clavicle[1]);
-  return ChildFrame(core.spineEnd, arm.clavicleRotation * turn, arm.baseOffset);
+/// Turn of a clavicle: swing ahead about its own up axis, droop about the axis ahead.
+const Quat& ClavicleTurn(LimbRecord& arm) {
+  ClavicleMemo& memo = arm.clavicleMemo;
+  const float(&angles)[2] = arm.pose.clavicle;
+  if (memo.angles[0] != angles[0] || memo.angles[1] != angles[1]) {
+    const float side = arm.side == kRight ? 1.0f : -1.0f;
+    memo.turn = AboutZ(angles[0]) * AboutY(side * angles[1]);
+    memo.angles[0] = angles[0];
+    memo.angles[1] = angles[1];
+  }
+  return memo.turn;
+}
+
+/// The frames that a limb starts from: pelvis or clavicle, and the base of its first segment.
+void UpdateBase(const MotionCore& core, LimbRecord& limb) {
+  if (limb.isLeg) {
+    limb.parent = core.pelvisFrame;
+    limb.base = ChildFrame(limb.parent, limb.baseRotation, limb.baseOffset);
+    return;
+  }
+  limb.parent =
+      ChildFrame(core.spineEnd, limb.clavicleRotation * ClavicleTurn(limb), limb.baseOffset);
+  limb.base = ChildFrame(limb.parent, limb.baseRotation, {limb.dimensions[0].x, 0, 0});
 }
 
 }  // namespace
 
-Frame LimbBase(const MotionCore& core, const LimbRecord& limb) {
-  if (limb.isLeg) return ChildFrame(core.pelvisFrame, limb.baseRotation, limb.baseOffset);
-  const Frame clavicle = ClavicleFrame(core, limb);
-  return ChildFrame(clavicle, limb.baseRotation, {limb.dimensions[0].x, 0, 0});
-}
-
 LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t) {
+  if (core.freeForm || limb.table.Empty() || InFreeForm(core.footsteps, t)) return kMove;
   const int index = FindKey(limb.table.track, t);
-  if (index < 0 || core.freeForm || InFreeForm(core.footsteps, t)) return kMove;
   const TimeValue age = Later(t, -std::int64_t{limb.table.TimeOf(index)});
   switch (limb.table[index].keyState) {
     case kTouch: return age >= 0 && age < core.ticksPerFrame ? kTouch : kPlant;
@@ -443,18 +450,29 @@ void AdjustToesToPivot(LimbRecord& limb, const Quat& before, const Quat& after) 
   }
 }
 
-/// The target of a body-space key: solved, then brought back towards the forward pose by 1 - w.
-void FollowBodyTarget(LimbRecord& limb, const Reader& r, float w, const EvalContext& context) {
+/// The pose that the keys give without a target.
+struct ForwardPose {
+  float jointAngles[kNumJointAngles] = {};
+  Quat limbRotation, endWorld;
+};
+
+ForwardPose SaveForwardPose(LimbRecord& limb) {
+  ForwardPose saved;
+  const LimbPose& pose = limb.pose;
+  std::copy(pose.jointAngles, pose.jointAngles + kNumJointAngles, saved.jointAngles);
+  saved.limbRotation = pose.limbRotation;
+  saved.endWorld = Normalized(LastSegmentInWorld(limb, ShapeOfPose(limb)) * pose.endRotation);
+  return saved;
+}
+
+/// Between the forward pose (w = 0) and the solved one (w = 1).
+void BackTowardsForward(LimbRecord& limb, const ForwardPose& saved, float w) {
   LimbPose& pose = limb.pose;
-  const LimbPose forward = pose;
-  pose.localTarget = r.Tcb([](const LimbKey& key) { return key.bodyTarget; });
-  SolveToLocalTarget(limb, context);
   for (int i = 0; i < kNumJointAngles; ++i) {
-    pose.jointAngles[i] =
-        forward.jointAngles[i] + (pose.jointAngles[i] - forward.jointAngles[i]) * w;
+    pose.jointAngles[i] = saved.jointAngles[i] + (pose.jointAngles[i] - saved.jointAngles[i]) * w;
   }
   pose.limbRotation =
-      Normalized(Slerp(forward.limbRotation, OnSideOf(pose.limbRotation, forward.limbRotation), w));
+      Normalized(Slerp(saved.limbRotation, OnSideOf(pose.limbRotation, saved.limbRotation), w));
 }
 
 /// The target of an object-space key: the pivot stands where its anchor is, and a leg's foot turns
@@ -471,7 +489,8 @@ Quat FollowObjectTarget(LimbRecord& limb, const Reader& r, TimeValue t, Quat end
   pose.pivotPosition = pivot.anchor;
   PlacePivotedLimb(limb, pivot.anchor, pivot.choice, endWorld, context);
 
-  const bool atKey = KeyAt(limb.table.track, t) >= 0;
+  const bool atKey =
+      limb.table.track.separate ? KeyAt(limb.table.track, t) >= 0 : t == r.LeftTime();
   if (!limb.isLeg || !strict || limb.hasFourLinks || atKey) return endWorld;
   const float u = CosineEase(r.U());
   const AnkleAdjustment adjustment{
@@ -500,39 +519,38 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
     UpdateBase(core, limb);
     return;
   }
-  const LimbReaders readers(limb, t);
+  LimbReaders readers(limb, t);
   const Reader& end = readers.End();
-  ReadForwardPose(limb, readers);
-  ReadDigits(limb, readers);
   ReadIkState(limb, end, t, core.previousLayer || core.nextLayer);
+  const float w = layerWeight * pose.ikBlend;
+  const bool followsTarget =
+      (w >= kLeastBlend || HasObjectFrame(limb)) && !context.disableIk && pose.ikBlend > 0;
+  ReadForwardPose(limb, readers, !followsTarget || w < 1);
+  ReadDigits(limb, readers);
   KeepFinite(limb);
   UpdateBase(core, limb);
 
-  const SegmentLengths lengths = LengthsOf(limb);
-  const LimbShape forward = ForwardLimb(lengths, pose.jointAngles, pose.limbRotation);
-  pose.swivel = forward.swivel;
-  pose.localTarget = forward.end;
-  const float w = layerWeight * pose.ikBlend;
-  if ((w < kLeastBlend && !HasObjectFrame(limb)) || context.disableIk || pose.ikBlend <= 0) return;
-
-  const LimbPose forwardPose = pose;
-  const Quat forwardEnd = Normalized(LastSegmentInWorld(limb, forward) * pose.endRotation);
+  if (!followsTarget) {
+    const LimbShape& forward = ShapeOfPose(limb);
+    pose.swivel = forward.swivel;
+    pose.localTarget = forward.end;
+    return;
+  }
+  pose.swivel = UnitFrame(pose.limbRotation, {}).row[2];
+  ForwardPose saved;
+  if (w < 1) saved = SaveForwardPose(limb);
   Quat endWorld = SpaceRotationInWorld(core, limb, end);
   if (pose.ikSpace == kBodySpace) {
-    FollowBodyTarget(limb, end, w, context);
+    pose.localTarget = end.Tcb([](const LimbKey& key) { return key.bodyTarget; });
+    SolveToLocalTarget(limb, context);
   } else {
     endWorld = FollowObjectTarget(limb, end, t, endWorld, strict, context);
-    if (w < 1) {
-      for (int i = 0; i < kNumJointAngles; ++i) {
-        const float saved = forwardPose.jointAngles[i];
-        pose.jointAngles[i] = saved + (pose.jointAngles[i] - saved) * w;
-      }
-      pose.limbRotation = Normalized(Slerp(
-          forwardPose.limbRotation, OnSideOf(pose.limbRotation, forwardPose.limbRotation), w));
-    }
   }
-  if (w < 1) endWorld = Normalized(Slerp(forwardEnd, OnSideOf(endWorld, forwardEnd), w));
-  const LimbShape shape = ForwardLimb(lengths, pose.jointAngles, pose.limbRotation);
+  if (w < 1) {
+    BackTowardsForward(limb, saved, w);
+    endWorld = Normalized(Slerp(saved.endWorld, OnSideOf(endWorld, saved.endWorld), w));
+  }
+  const LimbShape& shape = ShapeOfPose(limb);
   pose.swivel = shape.swivel;
   pose.localTarget = shape.end;
   pose.endRotation = Normalized(Conjugate(LastSegmentInWorld(limb, shape)) * endWorld);
@@ -540,23 +558,16 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
 
 void ComputeLimbTransforms(MotionCore& core, LimbRecord& limb) {
   int link = 0;
-  if (limb.isLeg) {
-    limb.parent = core.pelvisFrame;
-    limb.base = ChildFrame(core.pelvisFrame, limb.baseRotation, limb.baseOffset);
-  } else {
-    limb.parent = ClavicleFrame(core, limb);
-    limb.base = ChildFrame(limb.parent, limb.baseRotation, {limb.dimensions[0].x, 0, 0});
-    limb.frame[link++] = UnitFrame(limb.parent.rotation, limb.parent.origin);
-  }
+  UpdateBase(core, limb);
+  if (!limb.isLeg) limb.frame[link++] = UnitFrame(limb.parent.rotation, limb.parent.origin);
   const LimbPose& pose = limb.pose;
-  const SegmentLengths lengths = LengthsOf(limb);
-  const LimbShape shape = ForwardLimb(lengths, pose.jointAngles, pose.limbRotation);
+  const LimbShape& shape = ShapeOfPose(limb);
   const Quat& base = limb.base.rotation;
   const Matrix3 baseFrame = UnitFrame(base, limb.base.origin);
   limb.frame[link++] = UnitFrame(base * pose.limbRotation, limb.base.origin);
   limb.frame[link++] = UnitFrame(base * shape.lowerRotation, shape.joint * baseFrame);
   const Quat last = base * shape.lastRotation;
-  if (lengths.hasThird) limb.frame[link++] = UnitFrame(last, shape.hock * baseFrame);
+  if (limb.hasFourLinks) limb.frame[link++] = UnitFrame(last, shape.hock * baseFrame);
   limb.pose.worldTarget = shape.end * baseFrame;
   const Quat end = last * pose.endRotation;
   limb.frame[link] = UnitFrame(end, limb.pose.worldTarget);

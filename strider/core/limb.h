@@ -9,11 +9,6 @@
 
 namespace strider {
 
-/// The frame that a limb hangs from: the pelvis for legs, the clavicle's parent for arms.
-const Frame& LimbParent(const MotionCore& core, const LimbRecord& limb);
-/// Where the limb's first segment starts, for the pose's clavicle angles.
-Frame LimbBase(const MotionCore& core, const LimbRecord& limb);
-
 /// The contact of a leg at `t` by its own keys: a touch lasts a frame and a lift an instant, after
 /// which they read as plant and move. kMove without keys and in free-form.
 LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t);

@@ -64,6 +64,20 @@ SegmentLengths LengthsOf(const LimbRecord& limb) {
           limb.hasFourLinks};
 }
 
+const LimbShape& ShapeOfPose(LimbRecord& limb) {
+  const LimbPose& pose = limb.pose;
+  ShapeMemo& memo = limb.shapeMemo;
+  const SegmentLengths lengths = LengthsOf(limb);
+  if (!(memo.lengths == lengths) || !(memo.limbRotation == pose.limbRotation) ||
+      !std::equal(pose.jointAngles, pose.jointAngles + kNumJointAngles, memo.jointAngles)) {
+    memo.lengths = lengths;
+    memo.limbRotation = pose.limbRotation;
+    std::copy(pose.jointAngles, pose.jointAngles + kNumJointAngles, memo.jointAngles);
+    memo.shape = ForwardLimb(lengths, pose.jointAngles, pose.limbRotation);
+  }
+  return memo.shape;
+}
+
 float ReachOf(const SegmentLengths& lengths) {
   return lengths.upper + lengths.lower + (lengths.hasThird ? lengths.third : 0);
 }

@@ -9,25 +9,11 @@
 
 namespace strider {
 
-/// Lengths of the upper, the lower and, for four-link legs, the third segment.
-struct SegmentLengths {
-  float upper = 0, lower = 0;
-  float third = 0;
-  bool hasThird = false;
-};
 SegmentLengths LengthsOf(const LimbRecord& limb);
+/// The shape of the limb as it is posed now; computed only where pose or lengths have changed.
+const LimbShape& ShapeOfPose(LimbRecord& limb);
 /// How far the end can be from the base.
 float ReachOf(const SegmentLengths& lengths);
-
-/// Places and rotations that a limb's angles give, all in the limb's base frame.
-struct LimbShape {
-  Point3 joint;  // elbow or knee
-  Point3 hock;   // end of the lower segment: the limb's end but for four-link legs
-  Point3 end;    // wrist or ankle
-  Point3 swivel;
-  Quat lowerRotation;  // frame of the lower segment
-  Quat lastRotation;   // frame of the last segment before the hand or foot
-};
 
 /// A two-segment limb: joint, end and swivel for a hinge angle and the first segment's rotation.
 LimbShape ForwardTwoLink(const SegmentLengths& lengths, float hingeAngle, const Quat& rotation);

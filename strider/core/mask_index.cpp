@@ -58,6 +58,14 @@ void MaskIndex::Set(int index, std::uint32_t mask) {
   }
 }
 
+void MaskIndex::Keep(const std::vector<int>& kept) {
+  if (levels_.empty()) return;
+  std::vector<std::uint32_t>& masks = levels_[0];
+  for (std::size_t i = 0; i < kept.size(); ++i) masks[i] = masks[static_cast<std::size_t>(kept[i])];
+  masks.resize(kept.size());
+  RebuildFrom(0);
+}
+
 int MaskIndex::FindLast(int from, std::uint32_t mask) const {
   int i = std::min(from, Size() - 1);
   std::size_t level = 0;

@@ -10,12 +10,15 @@ namespace strider {
 
 class MaskIndex {
  public:
+  std::uint32_t Get(int index) const { return levels_[0][static_cast<std::size_t>(index)]; }
   int Size() const { return levels_.empty() ? 0 : static_cast<int>(levels_[0].size()); }
   void Clear() { levels_.clear(); }
   void Reserve(int count);
   void Insert(int index, std::uint32_t mask);
   void Erase(int index);
   void Set(int index, std::uint32_t mask);
+  /// Keeps only the masks at the indices that `kept` lists in ascending order.
+  void Keep(const std::vector<int>& kept);
 
   /// The last index at or before `from` with any bit of `mask`; -1 for none.
   int FindLast(int from, std::uint32_t mask) const;

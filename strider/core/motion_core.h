@@ -44,6 +44,37 @@ struct DigitRecord {
   Matrix3 frame[kMaxDigitLinks];
 };
 
+/// Lengths of a limb's upper, lower and, for four-link legs, third segment.
+struct SegmentLengths {
+  float upper = 0, lower = 0;
+  float third = 0;
+  bool hasThird = false;
+  friend bool operator==(const SegmentLengths&, const SegmentLengths&) = default;
+};
+
+/// Places and rotations that a limb's angles give, all in the limb's base frame.
+struct LimbShape {
+  Point3 joint;        // elbow or knee
+  Point3 hock;         // end of the lower segment: the limb's end but for four-link legs
+  Point3 end;          // wrist or ankle
+  Point3 swivel;       // normal of the limb's plane
+  Quat lowerRotation;  // frame of the lower segment
+  Quat lastRotation;   // frame of the last segment before the hand or foot
+};
+
+/// The shape last computed with what it was computed from: evaluation leaves it for the frames.
+struct ShapeMemo {
+  SegmentLengths lengths;
+  float jointAngles[kNumJointAngles] = {};
+  Quat limbRotation;
+  LimbShape shape;
+};
+/// The turn of a clavicle last computed with its angles.
+struct ClavicleMemo {
+  float angles[2] = {};
+  Quat turn;
+};
+
 /// The current pose of a limb: what its keys give at a time, or what the solver made of it.
 struct LimbPose {
   float jointAngles[kNumJointAngles] = {};
@@ -90,6 +121,8 @@ struct LimbRecord {
   LegState keyState = kMove;  // contact by the limb's keys at the time last evaluated
 
   LimbPose pose;
+  ShapeMemo shapeMemo;
+  ClavicleMemo clavicleMemo;
   Frame base;        // limb base as last computed
   Frame parent;      // pelvis or clavicle as last computed
   Matrix3 frame[4];  // frames of the links, the core's space, unmirrored
@@ -154,6 +187,7 @@ struct BodyRecord {
   Point3 figurePosition;  // stance: the body without keys
   Quat figureRotation;
   int supportState = -1;
+  bool freePeriod = true;  // the time last evaluated lies in free-form
   int legStates[2] = {kMove, kMove};
   int lastLegStates[2] = {kMove, kMove};
   float footReach[2] = {};

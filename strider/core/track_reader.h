@@ -9,14 +9,23 @@ namespace strider {
 template <class Key>
 class TrackReader {
  public:
-  /// Over all keys (subTrack -1), or over the keys of one sub-track of a separate track.
+  /// Over all keys; on a separate track over those of one sub-track (without a number the first,
+  /// past the last the last). The table holds at least one key.
   TrackReader(const KeyTable<Key>& table, TimeValue t, int subTrack = -1) : table_(table) {
     if (table.track.separate) {
-      subTrack_ = subTrack < 0 ? 0 : subTrack;
-      if (subTrack_ >= table.track.numSubTracks) subTrack_ = table.track.numSubTracks - 1;
-      mask_ = std::uint32_t{1} << subTrack_;
+      FindInSubTrack(t, subTrack);
+    } else {
+      span_ = SolveTimeToKeyFraction(table.track, t);
     }
-    span_ = SolveTimeToKeyFraction(table.track, t, mask_, subTrack_);
+  }
+  /// The same, remembering in the table where its key was found.
+  TrackReader(KeyTable<Key>& table, TimeValue t, int subTrack = -1) : table_(table) {
+    if (table.track.separate) {
+      FindInSubTrack(t, subTrack);
+      return;
+    }
+    static_cast<KeySpan&>(span_) = SpanFrom(table.track, FindKeyNear(table.track, t, table.near));
+    span_.u = SpanFraction(table.track, t, span_, 0);
   }
 
   const TimedSpan& Span() const { return span_; }
@@ -53,8 +62,10 @@ class TrackReader {
   template <class Get>
   Quat Rotation(int channel, Get get) const {
     if (AtKey()) return NearUnit(get(Left()));
-    return NearUnit(Squad(get(Left()), Handles(span_.left, channel).out,
-                          Handles(span_.right, channel).in, get(Right()), span_.u));
+    const QuatHandles& left = Handles(span_.left, channel);
+    const QuatHandles& right = Handles(span_.right, channel);
+    return NearUnit(
+        Squad(get(Left()), left.out, right.in, get(Right()), left.keyArc, left.handleArc, span_.u));
   }
 
   /// A rotation that the keys hold both ways: Euler triples rule while the track is in Euler
@@ -72,6 +83,13 @@ class TrackReader {
   }
 
  private:
+  void FindInSubTrack(TimeValue t, int subTrack) {
+    subTrack_ = subTrack < 0 ? 0 : subTrack;
+    if (subTrack_ >= table_.track.numSubTracks) subTrack_ = table_.track.numSubTracks - 1;
+    mask_ = std::uint32_t{1} << subTrack_;
+    span_ = SolveTimeToKeyFraction(table_.track, t, mask_, subTrack_);
+  }
+
   const KeyShape& Shape(int index) const {
     const int per = ShapesPerKey(table_.track);
     return table_.track.shapes[static_cast<std::size_t>(index * per + subTrack_)];
