@@ -266,8 +266,8 @@ FlightHeight InFlight(const FlightView& v, TimeValue t, float keyed) {
   const auto arc = [&](float ticks) {
     return v.flight.takeoffSpeed * ticks + v.TakeoffHeight() - 0.5f * g * ticks * ticks;
   };
-  const float ticks = static_cast<float>(t - v.flight.takeoffTime);
-  const float whole = static_cast<float>(v.flight.landTime - v.flight.takeoffTime);
+  const float ticks = static_cast<float>(std::int64_t{t} - v.flight.takeoffTime);
+  const float whole = static_cast<float>(std::int64_t{v.flight.landTime} - v.flight.takeoffTime);
   float height = arc(ticks);
   // An arc that comes down more than a frame's fall beside its landing is led over to the keys.
   const float tolerance = 0.5f * g * kFrameTicksSquared;

@@ -37,47 +37,45 @@ void EvaluatePelvis(PelvisRecord& pelvis, TimeValue t) {
       });
 }
 
-float GroundHeight(const MotionCore& core, TimeValue t) {
-  if (core.footsteps.numFootsteps > 0) return FootstepHeight(core.footsteps, t);
-  float ground = 0;
-  for (const LimbRecord& leg : core.leg) {
-    const float sole = leg.pose.worldTarget.y - leg.extremityHeight;
-    ground = leg.side == kRight ? sole : std::min(ground, sole);
-  }
-  return ground;
+/// Without footsteps the ground lies under the lower foot.
+float GroundUnderFeet(const MotionCore& core) {
+  const auto sole = [](const LimbRecord& leg) {
+    return leg.pose.worldTarget.y - leg.extremityHeight;
+  };
+  return std::min(sole(core.leg[kRight]), sole(core.leg[kLeft]));
 }
 
 /// A prop's place in the space of the key before `t`: keys hold it in all spaces, so the path
 /// stays in one space up to the next key.
-void EvaluateProp(MotionCore& core, PropRecord& prop, TimeValue t) {
-  if (!prop.exists) return;
-  const auto inSpace = [&core](int space, const Quat& rotation, const Point3& position) {
-    const Matrix3 local = UnitFrame(rotation, position);
+void EvaluateProp(PropRecord& prop, TimeValue t) {
+  const PropKey& rest = prop.rest;
+  prop.pose = {rest.posSpace, rest.rotSpace, rest.rotation[rest.rotSpace],
+               rest.position[rest.posSpace], rest.scale};
+  if (prop.table.Empty()) return;
+  const TrackReader<PropKey> reader(prop.table, t);
+  PropPose now;
+  const int p = now.posSpace = reader.Left().posSpace;
+  const int r = now.rotSpace = reader.Left().rotSpace;
+  now.position = reader.Tcb([p](const PropKey& key) { return key.position[p]; });
+  now.rotation =
+      reader.Rotation(r, [r](const PropKey& key) -> const Quat& { return key.rotation[r]; });
+  now.scale = reader.Tcb([](const PropKey& key) { return key.scale; });
+  if (IsFinite(now.position) && IsFinite(now.scale)) prop.pose = now;
+}
+
+void ComputePropFrame(const MotionCore& core, PropRecord& prop) {
+  const auto inSpace = [&core](int space, const Matrix3& local) {
     switch (space) {
-      case kBodyProp: return local * UnitFrame(core.body.bodyRotation, core.body.bodyPosition);
+      case kBodyProp: return local * core.body.bodyMatrix;
       case kRightHandProp: return local * core.arm[kRight].frame[3];
       case kLeftHandProp: return local * core.arm[kLeft].frame[3];
       default: return local;
     }
   };
-  PropKey now = prop.rest;
-  if (!prop.table.Empty()) {
-    const TrackReader<PropKey> reader(prop.table, t);
-    now.posSpace = reader.Left().posSpace;
-    now.rotSpace = reader.Left().rotSpace;
-    const int p = now.posSpace, r = now.rotSpace;
-    now.position[p] = reader.Tcb([p](const PropKey& key) { return key.position[p]; });
-    now.rotation[r] =
-        reader.Rotation(r, [r](const PropKey& key) -> const Quat& { return key.rotation[r]; });
-    now.scale = reader.Tcb([](const PropKey& key) { return key.scale; });
-    if (!IsFinite(now.position[p])) now.position[p] = prop.rest.position[p];
-    if (!IsFinite(now.scale)) now.scale = {1, 1, 1};
-  }
-  prop.posSpace = now.posSpace;
-  prop.rotSpace = now.rotSpace;
-  prop.frame = inSpace(now.rotSpace, now.rotation[now.rotSpace], {});
-  prop.frame.row[3] = inSpace(now.posSpace, {}, now.position[now.posSpace]).row[3];
-  for (int i = 0; i < 3; ++i) prop.frame.row[i] *= now.scale[i];
+  const PropPose& pose = prop.pose;
+  prop.frame = inSpace(pose.rotSpace, UnitFrame(pose.rotation, {}));
+  prop.frame.row[3] = inSpace(pose.posSpace, Translation(pose.position)).row[3];
+  for (int i = 0; i < 3; ++i) prop.frame.row[i] *= pose.scale[i];
 }
 
 }  // namespace
@@ -90,7 +88,9 @@ void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int
   }
   RefreshTracks(core);
   t = WithinMotion(core, t);
-  core.body.groundHeight = GroundHeight(core, t);
+  if (core.footsteps.numFootsteps > 0) {
+    core.body.groundHeight = FootstepHeight(core.footsteps, t);
+  }
 
   EvaluateFreePeriod(core, t);
   // Contacts first: the body's height asks for them.
@@ -113,11 +113,9 @@ void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int
   if (core.structure.arms) {
     for (LimbRecord& arm : core.arm) EvaluateLimbFull(core, arm, t, context);
   }
-  bool props = false;
-  for (const PropRecord& prop : core.props) props = props || prop.exists;
-  if (!props) return;
-  for (LimbRecord& arm : core.arm) ComputeLimbTransforms(core, arm);
-  for (PropRecord& prop : core.props) EvaluateProp(core, prop, t);
+  for (PropRecord& prop : core.props) {
+    if (prop.exists) EvaluateProp(prop, t);
+  }
 }
 
 void ComputeTrunkFrames(MotionCore& core) {
@@ -131,12 +129,16 @@ void ComputeTrunkFrames(MotionCore& core) {
 void CoreForwardKinematics(MotionCore& core) {
   ComputeTrunkFrames(core);
   for (LimbRecord& leg : core.leg) ComputeLimbTransforms(core, leg);
+  if (core.footsteps.numFootsteps == 0) core.body.groundHeight = GroundUnderFeet(core);
   if (core.tail.numLinks > 0) ComputeChainFrames(core.tail, core.pelvisFrame);
   core.neckEnd = ComputeChainFrames(core.neck, core.spineEnd);
   if (core.structure.arms) {
     for (LimbRecord& arm : core.arm) ComputeLimbTransforms(core, arm);
   }
   ComputeHeadFrames(core);
+  for (PropRecord& prop : core.props) {
+    if (prop.exists) ComputePropFrame(core, prop);
+  }
   for (XtraChain& xtra : core.xtras) {
     const Matrix3 parent = LinkFrame(core, xtra.parentId, xtra.parentLink);
     ComputeChainFrames(xtra.chain, {RotationOf(parent), parent.Origin()});

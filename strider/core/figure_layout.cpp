@@ -390,8 +390,9 @@ void TakeStance(MotionCore& core) {
     TakeLimbRest(*limb);
   }
   for (PropRecord& prop : core.props) {
-    prop.posSpace = prop.rest.posSpace;
-    prop.rotSpace = prop.rest.rotSpace;
+    const PropKey& rest = prop.rest;
+    prop.pose = {rest.posSpace, rest.rotSpace, rest.rotation[rest.rotSpace],
+                 rest.position[rest.posSpace], rest.scale};
   }
 }
 
@@ -429,8 +430,7 @@ int SetHeight(MotionCore& core, float height) {
   core.structure.height = height;
   core.laidOutLengths = SumOfLengths(core);
   RefreshBodyLaws(core);
-  const Point3 place = core.body.figurePosition;
-  core.body.figurePosition = {place.x, ground + StanceHeight(core), place.z};
+  if (height != current) core.body.figurePosition.y = ground + StanceHeight(core);
   TakeStance(core);
   return kDone;
 }

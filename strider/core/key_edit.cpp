@@ -1,6 +1,9 @@
 #include "strider/core/key_edit.h"
 
+#include <algorithm>
 #include <cmath>
+
+#include "strider/core/limb.h"
 
 namespace strider {
 namespace {
@@ -275,9 +278,26 @@ KeyRefusal WithTable(MotionCore& core, int id, Use use) {
 
 }  // namespace
 
+namespace {
+
+/// A key put in changes where its own pivot comes from, and where the next one's does.
+void JoinPivotsAround(LimbRecord& limb, int index) {
+  std::vector<LimbKey>& keys = limb.table.keys;
+  const int last = limb.table.track.numKeys - 1;
+  for (int i = std::max(index, 1); i <= std::min(index + 1, last); ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    JoinPivots(limb, keys[at - 1], keys[at]);
+  }
+}
+
+}  // namespace
+
 KeyRefusal PutKey(MotionCore& core, int id, TimeValue t, const LimbKey& key, std::uint32_t mask) {
   LimbRecord* limb = FindLimb(core, id);
-  return limb ? PutChecked(*limb, limb->table, t, key, mask) : KeyRefusal::kNoTrack;
+  if (!limb) return KeyRefusal::kNoTrack;
+  const KeyRefusal refusal = PutChecked(*limb, limb->table, t, key, mask);
+  if (refusal == KeyRefusal::kNone) JoinPivotsAround(*limb, KeyAt(limb->table.track, t));
+  return refusal;
 }
 KeyRefusal PutKey(MotionCore& core, int id, TimeValue t, const ChainKey& key, std::uint32_t mask) {
   ChainRecord* chain = id == kNeck ? nullptr : FindChain(core, id);

@@ -131,7 +131,8 @@ int SetNumQuats(KeyTable<Key>& table, int numQuats) {
 /// Rebuilds the shapes and quaternion handles of the keys that edits touched. `channels` tells
 /// what a key's quaternion channels are:
 ///   const Quat& At(const Key&, int channel), int SubTrack(int channel),
-///   KeyTcb Rule(const Key&, int channel, KeyTcb): the shape in force for that channel.
+///   KeyTcb Rule(const Key&, int channel, KeyTcb): the shape in force for that channel,
+///   bool Comparable(const Key&, const Key&, int channel): whether two keys hold it in one space.
 /// Allocates nothing: insertion has made the room.
 template <class Key, class Channels>
 void RefreshDerived(KeyTable<Key>& table, const Channels& channels) {
@@ -167,6 +168,9 @@ void RefreshDerived(KeyTable<Key>& table, const Channels& channels) {
       const KeyTcb tcb = channels.Rule(table[i], channel, GetTcb(track, i, sub));
       const KeyShape shape =
           ShapeOf(tcb, table.TimeOf(before), table.TimeOf(i), table.TimeOf(after));
+      // A neighbour that holds the rotation in another space says nothing of this one's path.
+      if (!channels.Comparable(table[i], table[before], channel)) before = i;
+      if (!channels.Comparable(table[i], table[after], channel)) after = i;
       track.handles[static_cast<std::size_t>(i * track.numQuats + channel)] =
           HandlesOf(channels.At(table[before], channel), channels.At(table[i], channel),
                     channels.At(table[after], channel), shape);

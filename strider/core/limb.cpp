@@ -117,7 +117,8 @@ void ReadDigits(LimbRecord& limb, LimbReaders& readers) {
         pose.base = NearUnit(Slerp(left.base, right.base, u));
         pose.link[0] = NearUnit(Slerp(left.link[0], right.link[0], u));
         for (int k = 0; k < limb.digitLinks; ++k) {
-          pose.bend[k] = left.bend[k] + u * (right.bend[k] - left.bend[k]);
+          const float bend = left.bend[k] + u * (right.bend[k] - left.bend[k]);
+          pose.bend[k] = IsFinite(bend) ? bend : limb.rest.digits[d].bend[k];
         }
         return;
       }
@@ -148,10 +149,10 @@ void ReadIkState(LimbRecord& limb, const Reader& r, TimeValue t, bool layered) {
   pose.ikSpace = left.ikSpace;
   pose.ikJoinedPivot = left.ikJoinedPivot;
   if (left.ikSpace != right.ikSpace) {
-    const bool atKey = t == r.LeftTime();
+    const bool atKey = t <= r.LeftTime();  // before the first key the first rules
     pose.ikBlend = !atKey ? 0 : InObjectSpace(left) ? 1 : left.ikBlend;
   }
-  pose.ikBlend = std::clamp(pose.ikBlend, 0.0f, 1.0f);
+  pose.ikBlend = IsFinite(pose.ikBlend) ? std::clamp(pose.ikBlend, 0.0f, 1.0f) : 0;
 }
 
 // --- Step 2: the pivot in force ----------------------------------------------------------------
@@ -188,9 +189,7 @@ Point3 SpanPoint(const LimbRecord& limb, const Reader& r, Get get, Usable usable
 PivotInForce ReadPivot(const LimbRecord& limb, const Reader& r) {
   const LimbKey& left = r.Left();
   const LimbKey& right = r.Right();
-  if (r.Span().left == r.Span().right || right.ikJoinedPivot) {
-    return {PivotOf(left), left.pivotPosition};
-  }
+  if (r.AtKey() || right.ikJoinedPivot) return {PivotOf(left), left.pivotPosition};
   const auto position = [](const LimbKey& key) { return key.pivotPosition; };
   const PivotChoice choice = PivotOf(right);
   if (!(PivotOf(left) == choice)) {
@@ -289,15 +288,21 @@ LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t
   }
 }
 
-Point3 PivotPoint(const LimbRecord& limb, const PivotChoice& choice) {
+namespace {
+
+/// `poseOf` gives the pose of a digit: the limb's current one or a key's.
+template <class PoseOf>
+Point3 PivotPointIn(const LimbRecord& limb, const PivotChoice& choice, PoseOf poseOf) {
   if (choice.kind == kDigitPivot && limb.numDigits > 0) {
-    const DigitRecord& digit = limb.digits[std::clamp(choice.digit, 0, limb.numDigits - 1)];
+    const int d = std::clamp(choice.digit, 0, limb.numDigits - 1);
+    const DigitRecord& digit = limb.digits[d];
+    const DigitKey& pose = poseOf(d);
     const int link = std::clamp(choice.link, 0, digit.numLinks);
     Point3 joint = digit.baseOffset;
-    Quat rotation = digit.baseRotation * digit.pose.base;
+    Quat rotation = digit.baseRotation * pose.base;
     for (int k = 0; k < link; ++k) {
-      rotation = rotation * digit.pose.link[k];
-      if (limb.isLeg) rotation = rotation * AboutZ(-digit.pose.bend[k]);
+      if (!limb.isLeg || k == 0) rotation = rotation * pose.link[k];
+      if (limb.isLeg) rotation = rotation * AboutZ(-pose.bend[k]);
       joint += Rotate(rotation, {digit.dimensions[k].x, 0, 0});
     }
     return joint;
@@ -316,17 +321,39 @@ Point3 PivotPoint(const LimbRecord& limb, const PivotChoice& choice) {
   return {far ? limb.toeLength : 0, across * limb.extremityWidth / 2.5f, palm};
 }
 
-int NumPivots(const MotionCore& core, const LimbRecord& limb) {
+}  // namespace
+
+Point3 PivotPoint(const LimbRecord& limb, const PivotChoice& choice) {
+  return PivotPointIn(limb, choice,
+                      [&limb](int d) -> const DigitKey& { return limb.digits[d].pose; });
+}
+Point3 PivotPoint(const LimbRecord& limb, const LimbKey& key) {
+  return PivotPointIn(limb, PivotOf(key),
+                      [&key](int d) -> const DigitKey& { return key.digits[d]; });
+}
+
+void JoinPivots(const LimbRecord& limb, const LimbKey& before, LimbKey& key) {
+  key.joinedPivotPosition = key.pivotPosition;
+  if (!InObjectSpace(key) || !InObjectSpace(before)) return;
+  LimbKey asBefore = before;
+  asBefore.pivotKind = key.pivotKind;
+  asBefore.pivotIndex = key.pivotIndex;
+  asBefore.pivotDigit = key.pivotDigit;
+  asBefore.pivotLink = key.pivotLink;
+  key.joinedPivotPosition =
+      before.objectTarget + Rotate(before.spaceRotation, PivotPoint(limb, asBefore));
+}
+
+int NumPivots(const LimbRecord& limb) {
   int count = kNumNamedPivots;
-  (void)core;
   if (limb.digitsSeparate) return count;
   for (int d = 0; d < limb.numDigits; ++d) count += limb.digits[d].numLinks + 1;
   return count;
 }
 
-PivotChoice PivotOfNumber(const MotionCore& core, const LimbRecord& limb, int number) {
+PivotChoice PivotOfNumber(const LimbRecord& limb, int number) {
   if (number < kNumNamedPivots) return {kNamedPivot, std::max(number, 0), 0, 0};
-  number = std::min(number, NumPivots(core, limb) - 1) - kNumNamedPivots;
+  number = std::min(number, NumPivots(limb) - 1) - kNumNamedPivots;
   if (number < 0) return {kNamedPivot, kNumNamedPivots - 1, 0, 0};
   int digit = 0;
   while (number > limb.digits[digit].numLinks) number -= limb.digits[digit++].numLinks + 1;
@@ -489,8 +516,7 @@ Quat FollowObjectTarget(LimbRecord& limb, const Reader& r, TimeValue t, Quat end
   pose.pivotPosition = pivot.anchor;
   PlacePivotedLimb(limb, pivot.anchor, pivot.choice, endWorld, context);
 
-  const bool atKey =
-      limb.table.track.separate ? KeyAt(limb.table.track, t) >= 0 : t == r.LeftTime();
+  const bool atKey = t == r.LeftTime();
   if (!limb.isLeg || !strict || limb.hasFourLinks || atKey) return endWorld;
   const float u = CosineEase(r.U());
   const AnkleAdjustment adjustment{
@@ -661,7 +687,7 @@ void SetKeyPivot(const LimbRecord& limb, LimbKey& key, const PivotChoice& pivot)
   key.pivotIndex = pivot.index;
   key.pivotDigit = pivot.digit;
   key.pivotLink = pivot.link;
-  key.pivotPosition = key.objectTarget + Rotate(key.spaceRotation, PivotPoint(limb, pivot));
+  key.pivotPosition = key.objectTarget + Rotate(key.spaceRotation, PivotPoint(limb, key));
 }
 
 void RefreshObjectSpaceKeys(MotionCore& core, int limbId, const ObjectFrameAt& objectFrameAt,
@@ -700,12 +726,12 @@ void ChangeObjectSpace(MotionCore& core, int limbId, const ObjectFrameAt& before
     const Matrix3 change = before(t) * Inverse(after(t));
     key.objectTarget = key.objectTarget * change;
     key.pivotPosition = key.pivotPosition * change;
-    key.joinedPivotPosition = key.joinedPivotPosition * change;
     const Quat turn = RotationOf(Orthogonalized(change));
     key.spaceRotation = Normalized(turn * key.spaceRotation);
     if (i > 0) {
       const LimbKey& earlier = limb->table[i - 1];
       key.spaceRotation = OnSideOf(key.spaceRotation, earlier.spaceRotation);
+      JoinPivots(*limb, earlier, key);
     }
   }
   MarkDirty(limb->table.track, 0, limb->table.track.numKeys - 1);

@@ -35,10 +35,14 @@ struct PivotChoice {
   friend bool operator==(const PivotChoice&, const PivotChoice&) = default;
 };
 Point3 PivotPoint(const LimbRecord& limb, const PivotChoice& choice);
+/// A key's own pivot, with the digits as the key holds them.
+Point3 PivotPoint(const LimbRecord& limb, const LimbKey& key);
+/// Notes in a key where its pivot lies at the key before: an unjoined pivot travels from there.
+void JoinPivots(const LimbRecord& limb, const LimbKey& before, LimbKey& key);
 /// Seven, and every digit's joints with its end where digits have no sub-tracks of their own.
-int NumPivots(const MotionCore& core, const LimbRecord& limb);
+int NumPivots(const LimbRecord& limb);
 /// The choice behind a pivot's running number, 0 to NumPivots - 1.
-PivotChoice PivotOfNumber(const MotionCore& core, const LimbRecord& limb, int number);
+PivotChoice PivotOfNumber(const LimbRecord& limb, int number);
 
 /// Places the limb so that the pivot in force stands at `anchor` (object space), the foot or hand
 /// keeping its rotation `endWorld`.

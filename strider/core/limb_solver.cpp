@@ -82,13 +82,15 @@ float ReachOf(const SegmentLengths& lengths) {
   return lengths.upper + lengths.lower + (lengths.hasThird ? lengths.third : 0);
 }
 
-Point3 SquareSwivel(const Point3& swivel, const Point3& along) {
+Point3 SquareSwivel(const Point3& swivel, const Point3& along, bool* squared) {
+  if (squared) *squared = false;
   // Scaled to unit length first, so that no product of large or small coordinates is lost.
   const Point3 line = Normalized(along);
   const Point3 normal = Normalized(swivel, {0, 0, 1});
   const Point3 square = Cross(Cross(line, normal), line);
   // Within a thousandth of the target's own direction the rest is rounding, not a direction.
   if (Dot(square, square) < 1e-6f) return normal;
+  if (squared) *squared = true;
   return Normalized(square, normal);
 }
 
@@ -113,9 +115,12 @@ LimbSolution SolveTwoLink(const SegmentLengths& lengths, const Point3& target, c
   const double a = lengths.upper, b = lengths.lower;
   if (!(a > 0) || !(b > 0)) return {kPi, current};
   const Point3 goal = IsFinite(target) ? target : Point3{};
-  const Point3 s = SquareSwivel(swivel, goal);
+  bool hasPlane = false;
+  const Point3 s = SquareSwivel(swivel, goal, &hasPlane);
   const SwivelFrame frame = FrameOfSwivel(s);
-  double x = Project(goal, frame.first), y = Project(goal, frame.second);
+  // A target along the swivel has no direction in the plane but what rounding leaves.
+  double x = hasPlane ? Project(goal, frame.first) : 0;
+  double y = hasPlane ? Project(goal, frame.second) : 0;
   double d = std::sqrt(x * x + y * y);
 
   const double reach = a + b;

@@ -44,8 +44,9 @@ LimbShape ForwardLimb(const SegmentLengths& lengths, const float (&jointAngles)[
 Quat SolveLimb(const SegmentLengths& lengths, const Point3& target, const Point3& swivel,
                const Quat& current, bool tiltSwivel, float (&jointAngles)[kNumJointAngles]);
 
-/// `swivel` made perpendicular to `along` and of unit length; kept where that is impossible.
-Point3 SquareSwivel(const Point3& swivel, const Point3& along);
+/// `swivel` made perpendicular to `along` and of unit length; kept where that is impossible, which
+/// `squared` (may be null) tells.
+Point3 SquareSwivel(const Point3& swivel, const Point3& along, bool* squared = nullptr);
 
 /// Puts the limb's current pose to its stance.
 void TakeLimbRest(LimbRecord& limb);

@@ -76,6 +76,9 @@ struct LimbChannels {
     if (channel >= kDigits) sub = links + (channel - kDigits) / PerDigit();
     return sub < track.numSubTracks ? sub : track.numSubTracks - 1;
   }
+  static bool Comparable(const LimbKey& a, const LimbKey& b, int channel) {
+    return channel != 2 || a.ikSpace == b.ikSpace;
+  }
   // A leg comes to rest at a contact without overshoot, and leaves a lift along its way.
   KeyTcb Rule(const LimbKey& key, int channel, KeyTcb tcb) const {
     if (!limb.isLeg || channel >= kDigits) return tcb;
@@ -89,6 +92,7 @@ template <class Key>
 struct PlainChannels {
   static KeyTcb Rule(const Key&, int, const KeyTcb& tcb) { return tcb; }
   static int SubTrack(int channel) { return channel; }
+  static bool Comparable(const Key&, const Key&, int) { return true; }
 };
 struct ChainChannels : PlainChannels<ChainKey> {
   static const Quat& At(const ChainKey& key, int channel) { return key.rotation[channel]; }

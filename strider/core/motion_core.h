@@ -170,10 +170,18 @@ struct PelvisRecord {
   KeyTable<PelvisKey> table;
 };
 
+/// The current place of a prop, each part in the space that it names.
+struct PropPose {
+  int posSpace = kWorldProp, rotSpace = kWorldProp;
+  Quat rotation;
+  Point3 position;
+  Point3 scale{1, 1, 1};
+};
+
 struct PropRecord {
   bool exists = false;
   Point3 dimensions;
-  int posSpace = kWorldProp, rotSpace = kWorldProp;
+  PropPose pose;
   Matrix3 frame;
   PropKey rest;
   KeyTable<PropKey> table;

@@ -71,11 +71,7 @@ void StriderMaster::SetMode(unsigned bit, bool on) {
     case kInPlaceXMode:
     case kInPlaceYMode:
       core_->inPlace = on;
-      if (on) {
-        core_->inPlaceKind = InPlaceKindOf(bit);
-      } else {
-        UpdateRoot(Matrix3{});  // what in place took off comes back
-      }
+      if (on) core_->inPlaceKind = InPlaceKindOf(bit);
       return;
     default: break;
   }

@@ -1,5 +1,6 @@
 #include "strider/host/strider_master.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 
@@ -113,30 +114,41 @@ void StriderMaster::CreateNodes() {
   }
   changeCallback_ = scene.RegisterChangeCallback([this](NodeHandle node, Interval) {
     for (LimbTarget& target : limbTargets_) {
-      if (target.node == node) target.objectSpaceValid = Interval::Never(), cacheValid_ = false;
+      if (!StandsUnder(target.node, node)) continue;
+      target.objectSpaceValid = Interval::Never();
+      cacheValid_ = false;
     }
-    if (headTarget_ == node) cacheValid_ = false;
+    if (StandsUnder(headTarget_, node)) cacheValid_ = false;
   });
+}
+
+/// True for `ancestor` itself and all below it: they move with it.
+bool StriderMaster::StandsUnder(NodeHandle node, NodeHandle ancestor) const {
+  for (; node != kNoNode && node != kSceneRoot; node = session_.scene.Parent(node)) {
+    if (node == ancestor) return true;
+  }
+  return false;
 }
 
 // --- The road from a request to a transform ----------------------------------------------------
 
 int StriderMaster::GetValue(int id, int link, TimeValue t, Matrix3* value, Interval* valid,
                             GetMethod method) {
-  // Targets first: they move what is computed. A flow poses the figure without them.
-  if (hasTargets_ && !InFlow() && !core_->figureMode) {
-    RefreshTargets(t);
-  }
+  // The root first: targets are brought into its space.
   if (id == kHorizontal && value) UpdateRoot(*value);
+  // Targets move what is computed. A flow poses the figure without them.
+  if (hasTargets_ && !InFlow() && !core_->figureMode) RefreshTargets(t);
   if ((!cacheValid_ || t != cachedTime_) && !core_->figureMode) EvaluateAt(t);
   if (!value) return 1;
   if (valid) *valid = Interval::Instant(t);
 
   CoreLinkTransform(*core_, id, link, *value);
+  shownTransform_ = rootTransform_;
   if (TopLayer().inPlace) ApplyInPlace();
   if (HasLayerAbove()) ApplyLayerOffsets();
-  if (method == GetMethod::kAbsolute && !core_->figureMode && !rootIsIdentity_) {
-    *value = *value * rootTransform_;
+  shownIsIdentity_ = shownTransform_ == Matrix3{};
+  if (method == GetMethod::kAbsolute && !core_->figureMode && !shownIsIdentity_) {
+    *value = *value * shownTransform_;
   }
   return 1;
 }
@@ -209,6 +221,7 @@ bool StriderMaster::UpdateHeadTarget(TimeValue t) {
 }
 
 void StriderMaster::UpdateRoot(const Matrix3& parent) {
+  const Matrix3 before = rootTransform_;
   const NodeHandle root = linkNodes_[kHorizontal][0];
   const NodeHandle above = session_.scene.Parent(root);
   const bool hasParent = above != kSceneRoot && above != kNoNode;
@@ -219,8 +232,10 @@ void StriderMaster::UpdateRoot(const Matrix3& parent) {
   } else {
     rootTransform_ = TopLayer().base;
   }
+  // Targets stand elsewhere in the space of a root that has moved.
+  if (rootTransform_ == before) return;
   worldToRoot_ = Inverse(rootTransform_);
-  rootIsIdentity_ = IsIdentity(rootTransform_);
+  if (hasTargets_) cacheValid_ = false;
 }
 
 /// The figure stays over the world's origin: its ground position is taken off what is handed out.
@@ -230,8 +245,7 @@ void StriderMaster::ApplyInPlace() {
   Point3 back;
   if (top.inPlaceKind != kInPlaceY) back.x = -ground.x;
   if (top.inPlaceKind != kInPlaceX) back.y = -ground.y;
-  rootTransform_ = Translation(back);
-  rootIsIdentity_ = false;
+  shownTransform_ = Translation(back);
 }
 
 void StriderMaster::ApplyLayerOffsets() {
@@ -244,16 +258,15 @@ void StriderMaster::ApplyLayerOffsets() {
     whole = whole * Translation(offset.origin) * FrameOf(AboutZ(offset.angle), {}) *
             Translation(offset.target);
   }
-  if (!any) return;
-  rootTransform_ = whole;
-  rootIsIdentity_ = IsIdentity(whole);
+  if (any) shownTransform_ = whole;
 }
 
 Matrix3 StriderMaster::UnmirroredTransform(int id, int link, TimeValue t) {
+  if (!HasNode(*core_, id, link) && id != kVertical && id != kTurn) return {};
   Matrix3 mirrored;
   GetValue(id, link, t, &mirrored, nullptr, GetMethod::kAbsolute);
   const Matrix3 own = UnmirroredLinkTransform(*core_, id, link);
-  return core_->figureMode || rootIsIdentity_ ? own : own * rootTransform_;
+  return core_->figureMode || shownIsIdentity_ ? own : own * shownTransform_;
 }
 
 // --- Changes -----------------------------------------------------------------------------------
@@ -324,8 +337,7 @@ bool StriderMaster::SetIkTarget(int id, NodeHandle node) {
   target.objectSpaceValid = Interval::Forever();
   limb->hasObject = node != kNoNode;
   if (!limb->hasObject) limb->objectFrame = {};
-  hasTargets_ = headTarget_ != kNoNode;
-  for (const LimbTarget& own : limbTargets_) hasTargets_ = hasTargets_ || own.node != kNoNode;
+  CountTargets();
   Changed();
   return true;
 }
@@ -335,15 +347,20 @@ NodeHandle StriderMaster::GetIkTarget(int id) const {
   return index < 0 ? kNoNode : limbTargets_[index].node;
 }
 
+void StriderMaster::CountTargets() {
+  hasTargets_ = headTarget_ != kNoNode;
+  for (const LimbTarget& own : limbTargets_) hasTargets_ = hasTargets_ || own.node != kNoNode;
+}
+
 bool StriderMaster::SetHeadTarget(NodeHandle node) {
   if (node != kNoNode && !session_.scene.Exists(node)) return false;
+  HoldState();
   headTarget_ = node;
   if (node == kNoNode) {
     core_->head.hasTarget = false;
     core_->head.targetPosition = {};
   }
-  hasTargets_ = node != kNoNode;
-  for (const LimbTarget& own : limbTargets_) hasTargets_ = hasTargets_ || own.node != kNoNode;
+  CountTargets();
   Changed();
   return true;
 }
@@ -432,19 +449,30 @@ Control* StriderMaster::GetTurnControl() { return &body_->Turn(); }
 
 // --- Undo --------------------------------------------------------------------------------------
 
-StriderMasterRest::StriderMasterRest(StriderMaster& master)
-    : master_(master), before_(*master.core_) {}
+StriderMasterRest::StriderMasterRest(StriderMaster& master) : master_(master), before_(Read()) {}
+
+StriderMasterRest::State StriderMasterRest::Read() const {
+  State state;
+  state.core = *master_.core_;
+  std::copy(master_.limbTargets_, master_.limbTargets_ + 4, state.limbTargets);
+  state.headTarget = master_.headTarget_;
+  return state;
+}
+
+void StriderMasterRest::Write(const State& state) {
+  *master_.core_ = state.core;
+  std::copy(state.limbTargets, state.limbTargets + 4, master_.limbTargets_);
+  master_.headTarget_ = state.headTarget;
+  master_.CountTargets();
+  master_.Changed();
+}
 
 void StriderMasterRest::Restore(bool isUndo) {
-  if (isUndo) after_ = *master_.core_;
-  *master_.core_ = before_;
-  master_.Changed();
+  if (isUndo) after_ = Read();
+  Write(before_);
 }
 
-void StriderMasterRest::Redo() {
-  *master_.core_ = after_;
-  master_.Changed();
-}
+void StriderMasterRest::Redo() { Write(after_); }
 
 // --- Exported ----------------------------------------------------------------------------------
 

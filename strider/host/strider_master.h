@@ -102,6 +102,8 @@ class StriderMaster final : public IStriderMaster12 {
   MotionCore& TopLayer() const;
   void RefreshTargets(TimeValue t);
   bool UpdateHeadTarget(TimeValue t);
+  void CountTargets();
+  bool StandsUnder(NodeHandle node, NodeHandle ancestor) const;
   void UpdateRoot(const Matrix3& parent);
   void EvaluateAt(TimeValue t);
   Matrix3 ObjectFrame(NodeHandle node, TimeValue t) const;
@@ -128,7 +130,8 @@ class StriderMaster final : public IStriderMaster12 {
   int numEvaluations_ = 0;
   Matrix3 rootTransform_;  // the figure's base in the world
   Matrix3 worldToRoot_;
-  bool rootIsIdentity_ = true;
+  Matrix3 shownTransform_;  // the same, or what in place and layers put in its stead
+  bool shownIsIdentity_ = true;
 
   LimbTarget limbTargets_[4];  // left arm, right arm, left leg, right leg
   NodeHandle headTarget_ = kNoNode;
@@ -141,7 +144,7 @@ class StriderMaster final : public IStriderMaster12 {
   std::unique_ptr<StriderBodyControl> body_;
 };
 
-/// The whole core of a figure, kept for undo.
+/// The whole core of a figure and what its limbs and head follow, kept for undo.
 class StriderMasterRest final : public RestoreObj {
  public:
   explicit StriderMasterRest(StriderMaster& master);
@@ -151,7 +154,14 @@ class StriderMasterRest final : public RestoreObj {
 
  private:
   StriderMaster& master_;
-  MotionCore before_, after_;
+  struct State {
+    MotionCore core;
+    StriderMaster::LimbTarget limbTargets[4];
+    NodeHandle headTarget = kNoNode;
+  };
+  State Read() const;
+  void Write(const State& state);
+  State before_, after_;
 };
 
 /// Ticks of a frame of the session's scene.
