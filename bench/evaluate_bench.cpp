@@ -85,8 +85,7 @@ class Player {
 
  private:
   void Pose(TimeValue t) {
-    CoreEvaluate(*core_, t, context_);
-    CoreForwardKinematics(*core_);
+    CorePose(*core_, t, context_);
     Observe(core_.get());
   }
   std::unique_ptr<MotionCore> core_;

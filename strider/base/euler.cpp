@@ -13,6 +13,27 @@ Quat AboutAxis(int axis, float angle) {
   return axis == 0 ? AboutX(angle) : axis == 1 ? AboutY(angle) : AboutZ(angle);
 }
 
+/// Rows of the frame turned by `q` (zero or not finite reads as no turn), in double: angles near a
+/// quarter turn hang on the last bits.
+struct RotationD {
+  double cell[3][3];
+  explicit RotationD(const Quat& q) {
+    double x = q.x, y = q.y, z = q.z, w = q.w;
+    double squared = x * x + y * y + z * z + w * w;
+    if (!(squared > 0) || !std::isfinite(squared)) {
+      x = y = z = 0;
+      w = squared = 1;
+    }
+    const double s = 2 / squared;
+    const double rows[3][3] = {{1 - s * (y * y + z * z), s * (x * y + w * z), s * (x * z - w * y)},
+                               {s * (x * y - w * z), 1 - s * (x * x + z * z), s * (y * z + w * x)},
+                               {s * (x * z + w * y), s * (y * z - w * x), 1 - s * (x * x + y * y)}};
+    for (int r = 0; r < 3; ++r) {
+      for (int c = 0; c < 3; ++c) cell[r][c] = rows[r][c];
+    }
+  }
+};
+
 float NearestTurn(float angle, float reference) {
   const double turns = std::floor((static_cast<double>(reference) - angle) / (2 * kPiD) + 0.5);
   return static_cast<float>(angle + turns * (2 * kPiD));
@@ -36,19 +57,24 @@ Matrix3 EulerToMatrix(const Point3& angles, int order) {
 
 Point3 QuatToEuler(const Quat& q, int order) {
   const EulerOrder& o = OrderOf(order);
-  const Matrix3 m = FrameOf(q, {});
-  const auto cell = [&m](int axis, int component) { return m.row[axis][component]; };
+  const RotationD m(q);
   const int i = o.axis[0], j = o.axis[1], k = o.axis[2];
-  const float parity = (j == (i + 1) % 3) ? 1.0f : -1.0f;
+  const double parity = (j == (i + 1) % 3) ? 1 : -1;
 
-  const double sine = -parity * cell(i, k);
-  const double cosine = std::sqrt(static_cast<double>(cell(i, i)) * cell(i, i) +
-                                  static_cast<double>(cell(i, j)) * cell(i, j));
-  const float middle = static_cast<float>(Atan2D(sine, cosine));
+  const double cosine = std::sqrt(m.cell[i][i] * m.cell[i][i] + m.cell[i][j] * m.cell[i][j]);
+  const float middle = static_cast<float>(Atan2D(-parity * m.cell[i][k], cosine));
   // At a middle angle of a quarter turn the outer two axes fall together; the first takes it all.
   constexpr double kGimbal = 1e-6;
-  if (cosine < kGimbal) return {Atan2(-parity * cell(k, j), cell(j, j)), middle, 0};
-  return {Atan2(parity * cell(j, k), cell(k, k)), middle, Atan2(parity * cell(i, j), cell(i, i))};
+  if (cosine < kGimbal) {
+    return {static_cast<float>(Atan2D(-parity * m.cell[k][j], m.cell[j][j])), middle, 0};
+  }
+  const float first = static_cast<float>(Atan2D(parity * m.cell[j][k], m.cell[k][k]));
+  // The last is what the first leaves of the rotation: near a quarter turn the two are known far
+  // less well than their sum, and read apart they would add up to another rotation.
+  const SinCosD f = SinCosOf(first);
+  const double sine = f.sin * m.cell[k][i] - parity * f.cos * m.cell[j][i];
+  const double rest = f.cos * m.cell[j][j] - parity * f.sin * m.cell[k][j];
+  return {first, middle, static_cast<float>(Atan2D(sine, rest))};
 }
 
 Point3 ContinuousQuatToEuler(const Quat& q, const Point3& previous, int order) {

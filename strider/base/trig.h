@@ -86,6 +86,9 @@ inline double AtanSeries(double z) {
 /// whole turns come off as a double holds them, which costs 4e-17 of the angle.
 inline SinCosD SinCosOf(double angle) {
   using namespace trig_detail;
+  if (angle <= kPiD / 4 && angle >= -kPiD / 4) {  // what the reduction would leave as it is
+    return {SinPoly(angle, angle * angle), CosPoly(angle * angle)};
+  }
   if (!(angle < kDirectRange && angle > -kDirectRange)) {
     if (!std::isfinite(angle)) {
       const double nan = std::numeric_limits<double>::quiet_NaN();

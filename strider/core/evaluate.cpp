@@ -78,13 +78,12 @@ void ComputePropFrame(const MotionCore& core, PropRecord& prop) {
   for (int i = 0; i < 3; ++i) prop.frame.row[i] *= pose.scale[i];
 }
 
-}  // namespace
-
-void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int depth) {
-  if (WaitsForMotion(core)) return;
+/// As CoreEvaluate. True if trunk and limb bases stand where the new pose has them.
+bool EvaluateKeys(MotionCore& core, TimeValue t, const EvalContext& context, int depth) {
+  if (WaitsForMotion(core)) return false;
   if (InStack(core) && depth < kLayerDepth && context.layers != nullptr) {
     (void)context.layers->EvaluatePose(core, t, context);
-    return;
+    return false;
   }
   RefreshTracks(core);
   t = WithinMotion(core, t);
@@ -116,6 +115,40 @@ void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int
   for (PropRecord& prop : core.props) {
     if (prop.exists) EvaluateProp(prop, t);
   }
+  return true;
+}
+
+/// Frames of everything that hangs from the trunk and from limb bases that stand.
+void ComputeFramesOnTrunk(MotionCore& core) {
+  for (LimbRecord& leg : core.leg) ComputeLimbTransforms(leg);
+  if (core.footsteps.numFootsteps == 0) core.body.groundHeight = GroundUnderFeet(core);
+  if (core.tail.numLinks > 0) ComputeChainFrames(core.tail, core.pelvisFrame);
+  core.neckEnd = ComputeChainFrames(core.neck, core.spineEnd);
+  if (core.structure.arms) {
+    for (LimbRecord& arm : core.arm) ComputeLimbTransforms(arm);
+  }
+  ComputeHeadFrames(core);
+  for (PropRecord& prop : core.props) {
+    if (prop.exists) ComputePropFrame(core, prop);
+  }
+  for (XtraChain& xtra : core.xtras) {
+    const Matrix3 parent = LinkFrame(core, xtra.parentId, xtra.parentLink);
+    ComputeChainFrames(xtra.chain, {RotationOf(parent), parent.Origin()});
+  }
+}
+
+}  // namespace
+
+void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int depth) {
+  (void)EvaluateKeys(core, t, context, depth);
+}
+
+void CorePose(MotionCore& core, TimeValue t, const EvalContext& context) {
+  if (EvaluateKeys(core, t, context, 1)) {
+    ComputeFramesOnTrunk(core);
+  } else {
+    CoreForwardKinematics(core);
+  }
 }
 
 void ComputeTrunkFrames(MotionCore& core) {
@@ -128,21 +161,11 @@ void ComputeTrunkFrames(MotionCore& core) {
 
 void CoreForwardKinematics(MotionCore& core) {
   ComputeTrunkFrames(core);
-  for (LimbRecord& leg : core.leg) ComputeLimbTransforms(core, leg);
-  if (core.footsteps.numFootsteps == 0) core.body.groundHeight = GroundUnderFeet(core);
-  if (core.tail.numLinks > 0) ComputeChainFrames(core.tail, core.pelvisFrame);
-  core.neckEnd = ComputeChainFrames(core.neck, core.spineEnd);
+  for (LimbRecord& leg : core.leg) PlaceLimbBase(core, leg);
   if (core.structure.arms) {
-    for (LimbRecord& arm : core.arm) ComputeLimbTransforms(core, arm);
+    for (LimbRecord& arm : core.arm) PlaceLimbBase(core, arm);
   }
-  ComputeHeadFrames(core);
-  for (PropRecord& prop : core.props) {
-    if (prop.exists) ComputePropFrame(core, prop);
-  }
-  for (XtraChain& xtra : core.xtras) {
-    const Matrix3 parent = LinkFrame(core, xtra.parentId, xtra.parentLink);
-    ComputeChainFrames(xtra.chain, {RotationOf(parent), parent.Origin()});
-  }
+  ComputeFramesOnTrunk(core);
 }
 
 // --- Frames handed out -------------------------------------------------------------------------

@@ -15,6 +15,10 @@ void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int
 
 /// Frames of all links from the pose.
 void CoreForwardKinematics(MotionCore& core);
+
+/// Both in turn, for less than the two apart: what evaluation has placed already is not placed
+/// again.
+void CorePose(MotionCore& core, TimeValue t, const EvalContext& context);
 /// Frames of pelvis and spine alone, which limbs hang from.
 void ComputeTrunkFrames(MotionCore& core);
 

@@ -262,8 +262,9 @@ const Quat& ClavicleTurn(LimbRecord& arm) {
   return memo.turn;
 }
 
-/// The frames that a limb starts from: pelvis or clavicle, and the base of its first segment.
-void UpdateBase(const MotionCore& core, LimbRecord& limb) {
+}  // namespace
+
+void PlaceLimbBase(const MotionCore& core, LimbRecord& limb) {
   if (limb.isLeg) {
     limb.parent = core.pelvisFrame;
     limb.base = ChildFrame(limb.parent, limb.baseRotation, limb.baseOffset);
@@ -274,7 +275,7 @@ void UpdateBase(const MotionCore& core, LimbRecord& limb) {
   limb.base = ChildFrame(limb.parent, limb.baseRotation, {limb.dimensions[0].x, 0, 0});
 }
 
-}  // namespace
+
 
 LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t) {
   if (core.freeForm || limb.table.Empty() || InFreeForm(core.footsteps, t)) return kMove;
@@ -542,7 +543,7 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
   limb.keyState = limb.isLeg ? LegKeyState(core, limb, t) : kMove;
   if (limb.table.Empty()) {
     TakeLimbRest(limb);
-    UpdateBase(core, limb);
+    PlaceLimbBase(core, limb);
     return;
   }
   LimbReaders readers(limb, t);
@@ -554,7 +555,7 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
   ReadForwardPose(limb, readers, !followsTarget || w < 1);
   ReadDigits(limb, readers);
   KeepFinite(limb);
-  UpdateBase(core, limb);
+  PlaceLimbBase(core, limb);
 
   if (!followsTarget) {
     const LimbShape& forward = ShapeOfPose(limb);
@@ -582,9 +583,8 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
   pose.endRotation = Normalized(Conjugate(LastSegmentInWorld(limb, shape)) * endWorld);
 }
 
-void ComputeLimbTransforms(MotionCore& core, LimbRecord& limb) {
+void ComputeLimbTransforms(LimbRecord& limb) {
   int link = 0;
-  UpdateBase(core, limb);
   if (!limb.isLeg) limb.frame[link++] = UnitFrame(limb.parent.rotation, limb.parent.origin);
   const LimbPose& pose = limb.pose;
   const LimbShape& shape = ShapeOfPose(limb);

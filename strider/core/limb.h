@@ -20,8 +20,10 @@ LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t
 void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const EvalContext& context,
                       float layerWeight = 1, bool strict = true);
 
-/// Frames of the limb's links and digits from its pose, on the frames that it hangs from.
-void ComputeLimbTransforms(MotionCore& core, LimbRecord& limb);
+/// Where the limb starts from, by pelvis or spine and its clavicle's angles.
+void PlaceLimbBase(const MotionCore& core, LimbRecord& limb);
+/// Frames of the limb's links and digits from its pose, on the base as it was last placed.
+void ComputeLimbTransforms(LimbRecord& limb);
 
 /// A pivot in the frame of the foot or hand. Seven named ones: 0 the ankle or wrist, then the
 /// heel row and the toe row (a hand: its base and its far end), each in the order -Z or -Y,

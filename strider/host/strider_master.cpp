@@ -171,8 +171,11 @@ void StriderMaster::EvaluateAt(TimeValue t) {
   } else if (mixerMode && mix_) {
     posed = mix_->EvaluatePose(*core_, t, context_);
   }
-  if (!posed) CoreEvaluate(*core_, t, context_);
-  CoreForwardKinematics(*core_);
+  if (posed) {
+    CoreForwardKinematics(*core_);
+  } else {
+    CorePose(*core_, t, context_);
+  }
 }
 
 Matrix3 StriderMaster::ObjectFrame(NodeHandle node, TimeValue t) const {
