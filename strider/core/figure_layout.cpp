@@ -358,9 +358,9 @@ void LayOutFigure(MotionCore& core, const Structure& structure) {
   core.head.sizes[3] = scale * kHeadDimensions.z;
   core.head.rest = {};
   core.body.defaultBalance = s.dynamicsType == 0 && !core.freeForm ? 1.0f : 0.0f;
-  core.laidOutLengths = SumOfLengths(core);
   LayProps(core, scale);
   RefreshBodyLaws(core);
+  core.laidOutLengths = SumOfLengths(core);
   ConfigureTracks(core);
   PlaceFigure(core, {}, 0);
 }
@@ -428,8 +428,8 @@ int SetHeight(MotionCore& core, float height) {
     core.body.fixedBalanceOffset *= factor;
   }
   core.structure.height = height;
-  core.laidOutLengths = SumOfLengths(core);
   RefreshBodyLaws(core);
+  core.laidOutLengths = SumOfLengths(core);  // of the totals that the line above sums anew
   if (height != current) core.body.figurePosition.y = ground + StanceHeight(core);
   TakeStance(core);
   return kDone;

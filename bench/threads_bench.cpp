@@ -1,0 +1,100 @@
+// Do figures evaluate side by side? A thousand figures on two threads against one, after two
+// threads of plain arithmetic have shown what the machine gives.
+
+#include <cstdio>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "bench/keyed_figure.h"
+#include "bench/timing.h"
+
+namespace strider::bench {
+namespace {
+
+constexpr int kFigures = 1000;
+constexpr int kRounds = 15;
+constexpr int kFramesPerRound = 20;
+constexpr double kMachineGivesTwo = 1.95;
+constexpr int kTriesForAQuietMachine = 10;
+
+/// Arithmetic that touches no memory: what two threads can gain at the most.
+double Arithmetic(int count) {
+  double a = 1, b = 0.5;
+  for (int i = 0; i < count; ++i) {
+    a = a * 0.999999 + b;
+    b = b * 0.5 + a * 1e-9;
+  }
+  return a + b;
+}
+
+/// Runs `half(0)` and `half(1)` on two threads.
+template <class Half>
+void OnTwoThreads(const Half& half) {
+  std::thread other([&half] { half(1); });
+  half(0);
+  other.join();
+}
+
+double ArithmeticGain() {
+  constexpr int kSteps = 20'000'000;
+  volatile double sink = 0;
+  const Comparison c = Compare(
+      5, [&] { sink = Arithmetic(2 * kSteps); },
+      [&] {
+        double results[2];
+        OnTwoThreads([&](int i) { results[i] = Arithmetic(kSteps); });
+        sink = results[0] + results[1];
+      });
+  return c.ratio.median;
+}
+
+class Crowd {
+ public:
+  Crowd() {
+    for (int i = 0; i < kFigures; ++i) {
+      figures_.push_back(std::make_unique<MotionCore>());
+      KeyFigure(*figures_.back(), 10, static_cast<std::uint32_t>(i));
+    }
+  }
+  void PoseRange(std::size_t first, std::size_t last) {
+    const EvalContext context;
+    for (int frame = 0; frame < kFramesPerRound; ++frame) {
+      const TimeValue t = frame * 3 * kDynamicsFrame + 40;
+      for (std::size_t i = first; i < last; ++i) CorePose(*figures_[i], t, context);
+    }
+  }
+
+ private:
+  std::vector<std::unique_ptr<MotionCore>> figures_;
+};
+
+}  // namespace
+}  // namespace strider::bench
+
+int main() {
+  using namespace strider::bench;
+  double arithmetic = 0;
+  for (int i = 0; i < kTriesForAQuietMachine && arithmetic < kMachineGivesTwo; ++i) {
+    arithmetic = ArithmeticGain();
+  }
+  std::printf("plain arithmetic, two threads against one  %.2f times\n", arithmetic);
+  if (arithmetic < kMachineGivesTwo) {
+    std::printf("the machine is busy: what follows says little\n");
+  }
+  Crowd crowd;
+  const std::size_t all = kFigures, half = all / 2;
+  const Comparison c = Compare(
+      kRounds, [&] { crowd.PoseRange(0, all); },
+      [&] {
+        OnTwoThreads([&](int i) {
+          crowd.PoseRange(i == 0 ? 0 : half, i == 0 ? half : all);
+        });
+      });
+  std::printf("1,000 figures, two threads against one     %.2f times (%.2f to %.2f)\n",
+              c.ratio.median, c.ratio.low, c.ratio.high);
+  std::printf("one thread, a pose                         %.2f us\n",
+              c.first.median / kFigures / kFramesPerRound / 1000);
+  std::printf("memory of a figure without keys            %.1f KiB\n",
+              static_cast<double>(sizeof(strider::MotionCore)) / 1024);
+}
