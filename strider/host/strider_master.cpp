@@ -113,6 +113,11 @@ void StriderMaster::CreateNodes() {
     scene.SetParent(GetNode(info.id, info.link), GetNode(info.parentId, info.parentLink));
   }
   changeCallback_ = scene.RegisterChangeCallback([this](NodeHandle node, Interval) {
+    // The figure's own notices: a target that hangs from it moves along, its keys stay as they are.
+    if (node == linkNodes_[kHorizontal][0]) {
+      cacheValid_ = false;
+      return;
+    }
     for (LimbTarget& target : limbTargets_) {
       if (!StandsUnder(target.node, node)) continue;
       target.objectSpaceValid = Interval::Never();
