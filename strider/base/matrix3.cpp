@@ -59,7 +59,7 @@ Quat RotationOf(const Matrix3& m) {
     const float s = root > 0 ? 0.5f / root : 0;
     q = {(r[0].z + r[2].x) * s, (r[1].z + r[2].y) * s, 0.5f * root, (r[0].y - r[1].x) * s};
   }
-  return Normalized(q);
+  return NearUnit(q);
 }
 
 }  // namespace strider

@@ -276,11 +276,8 @@ KeyRefusal WithTable(MotionCore& core, int id, Use use) {
   return use(chain->numLinks, chain->table);
 }
 
-}  // namespace
-
-namespace {
-
-/// A key put in changes where its own pivot comes from, and where the next one's does.
+/// A key put in or taken out at `index` changes where its own pivot comes from, and where the next
+/// one's does.
 void JoinPivotsAround(LimbRecord& limb, int index) {
   std::vector<LimbKey>& keys = limb.table.keys;
   const int last = limb.table.track.numKeys - 1;
@@ -325,15 +322,13 @@ KeyRefusal PutKey(MotionCore& core, int id, TimeValue t, const PropKey& key) {
 }
 
 KeyRefusal DeleteKeyAt(MotionCore& core, int id, TimeValue t, std::uint32_t mask) {
-  return WithTable(core, id, [&](const auto& shape, auto& table) {
+  const KeyRefusal refusal = WithTable(core, id, [&](const auto& shape, auto& table) {
     KeyTrack& track = table.track;
     const int index = KeyAt(track, t, mask);
     if (index < 0) return KeyRefusal::kNoSuchKey;
     if (track.times[static_cast<std::size_t>(index)].flag != 0) return KeyRefusal::kProtected;
     const std::uint32_t left = track.times[static_cast<std::size_t>(index)].linkMask & ~mask;
-    const std::uint32_t all =
-        track.numSubTracks >= 32 ? kAllLinks : (std::uint32_t{1} << track.numSubTracks) - 1;
-    if (track.separate && (left & all) != 0) {
+    if (track.separate && left != 0) {
       SetLinkMask(track, index, left);
     } else {
       DeleteKeyRecord(table, index);
@@ -341,6 +336,11 @@ KeyRefusal DeleteKeyAt(MotionCore& core, int id, TimeValue t, std::uint32_t mask
     if (index < track.numKeys) MarkDirty(track, index, AlignFrom(shape, table, index));
     return KeyRefusal::kNone;
   });
+  LimbRecord* limb = FindLimb(core, id);
+  if (limb && refusal == KeyRefusal::kNone) {
+    JoinPivotsAround(*limb, InsertionIndex(limb->table.track, t));
+  }
+  return refusal;
 }
 
 KeyRefusal MoveKey(MotionCore& core, int id, int index, TimeValue t) {

@@ -221,7 +221,7 @@ Quat SpaceRotationInWorld(const MotionCore& core, const LimbRecord& limb, const 
   } else if (HasObjectFrame(limb)) {
     space = RotationOf(Orthogonalized(limb.objectFrame));
   }
-  return Normalized(space * inSpace);
+  return NearUnit(space * inSpace);
 }
 
 Quat LastSegmentInWorld(const LimbRecord& limb, const LimbShape& shape) {
@@ -274,8 +274,6 @@ void PlaceLimbBase(const MotionCore& core, LimbRecord& limb) {
       ChildFrame(core.spineEnd, limb.clavicleRotation * ClavicleTurn(limb), limb.baseOffset);
   limb.base = ChildFrame(limb.parent, limb.baseRotation, {limb.dimensions[0].x, 0, 0});
 }
-
-
 
 LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t) {
   if (core.freeForm || limb.table.Empty() || InFreeForm(core.footsteps, t)) return kMove;
@@ -400,7 +398,7 @@ bool RotateFootToDistance(LimbRecord& limb, double distance, const Point3& pivot
 
   const Point3 oldSpoke = Normalized(ankle - pivot);
   const Quat turn = AngleAxis(Acos(Dot(oldSpoke, spoke)), Cross(oldSpoke, spoke));
-  endInBase = Normalized(turn * endInBase);
+  endInBase = NearUnit(turn * endInBase);
   limb.pose.localTarget = moved;
   limb.pose.worldTarget = OutOfBase(limb, moved);
   SolveToLocalTarget(limb, context);
@@ -489,7 +487,7 @@ ForwardPose SaveForwardPose(LimbRecord& limb) {
   const LimbPose& pose = limb.pose;
   std::copy(pose.jointAngles, pose.jointAngles + kNumJointAngles, saved.jointAngles);
   saved.limbRotation = pose.limbRotation;
-  saved.endWorld = Normalized(LastSegmentInWorld(limb, ShapeOfPose(limb)) * pose.endRotation);
+  saved.endWorld = NearUnit(LastSegmentInWorld(limb, ShapeOfPose(limb)) * pose.endRotation);
   return saved;
 }
 
@@ -580,7 +578,7 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
   const LimbShape& shape = ShapeOfPose(limb);
   pose.swivel = shape.swivel;
   pose.localTarget = shape.end;
-  pose.endRotation = Normalized(Conjugate(LastSegmentInWorld(limb, shape)) * endWorld);
+  pose.endRotation = NearUnit(Conjugate(LastSegmentInWorld(limb, shape)) * endWorld);
 }
 
 void ComputeLimbTransforms(LimbRecord& limb) {

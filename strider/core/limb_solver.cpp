@@ -83,15 +83,20 @@ float ReachOf(const SegmentLengths& lengths) {
 }
 
 Point3 SquareSwivel(const Point3& swivel, const Point3& along, bool* squared) {
-  if (squared) *squared = false;
-  // Scaled to unit length first, so that no product of large or small coordinates is lost.
-  const Point3 line = Normalized(along);
-  const Point3 normal = Normalized(swivel, {0, 0, 1});
-  const Point3 square = Cross(Cross(line, normal), line);
+  // In double no product of finite coordinates is lost, however large or small they are.
+  const double px = along.x, py = along.y, pz = along.z;
+  const double sx = swivel.x, sy = swivel.y, sz = swivel.z;
+  const double lineSquared = px * px + py * py + pz * pz;
+  const double share = lineSquared > 0 ? (sx * px + sy * py + sz * pz) / lineSquared : 0;
+  const double x = sx - share * px, y = sy - share * py, z = sz - share * pz;
+  const double left = x * x + y * y + z * z, whole = sx * sx + sy * sy + sz * sz;
   // Within a thousandth of the target's own direction the rest is rounding, not a direction.
-  if (Dot(square, square) < 1e-6f) return normal;
-  if (squared) *squared = true;
-  return Normalized(square, normal);
+  const bool good = lineSquared > 0 && left >= 1e-6 * whole && left > 0;
+  if (squared) *squared = good;
+  if (!good) return Normalized(swivel, {0, 0, 1});
+  const double scale = 1 / std::sqrt(left);
+  return {static_cast<float>(x * scale), static_cast<float>(y * scale),
+          static_cast<float>(z * scale)};
 }
 
 LimbShape ForwardTwoLink(const SegmentLengths& lengths, float hingeAngle, const Quat& rotation) {

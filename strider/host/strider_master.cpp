@@ -148,14 +148,21 @@ int StriderMaster::GetValue(int id, int link, TimeValue t, Matrix3* value, Inter
   if (valid) *valid = Interval::Instant(t);
 
   CoreLinkTransform(*core_, id, link, *value);
-  shownTransform_ = rootTransform_;
-  if (TopLayer().inPlace) ApplyInPlace();
-  if (HasLayerAbove()) ApplyLayerOffsets();
-  shownIsIdentity_ = shownTransform_ == Matrix3{};
-  if (method == GetMethod::kAbsolute && !core_->figureMode && !shownIsIdentity_) {
-    *value = *value * shownTransform_;
-  }
+  const Matrix3* shown = ShownTransform();
+  if (shown && method == GetMethod::kAbsolute) *value = *value * *shown;
   return 1;
+}
+
+/// What moves the whole figure once its links are placed: its root, or what in place and layers
+/// put in the root's stead; null where nothing does.
+const Matrix3* StriderMaster::ShownTransform() {
+  if (core_->figureMode) return nullptr;
+  const bool inPlace = TopLayer().inPlace;
+  if (!inPlace && !HasLayerAbove()) return rootIsIdentity_ ? nullptr : &rootTransform_;
+  shownTransform_ = rootTransform_;
+  if (inPlace) ApplyInPlace();
+  ApplyLayerOffsets();
+  return &shownTransform_;
 }
 
 MotionCore& StriderMaster::TopLayer() const {
@@ -243,6 +250,7 @@ void StriderMaster::UpdateRoot(const Matrix3& parent) {
   // Targets stand elsewhere in the space of a root that has moved.
   if (rootTransform_ == before) return;
   worldToRoot_ = Inverse(rootTransform_);
+  rootIsIdentity_ = IsIdentity(rootTransform_);
   if (hasTargets_) cacheValid_ = false;
 }
 
@@ -274,7 +282,8 @@ Matrix3 StriderMaster::UnmirroredTransform(int id, int link, TimeValue t) {
   Matrix3 mirrored;
   GetValue(id, link, t, &mirrored, nullptr, GetMethod::kAbsolute);
   const Matrix3 own = UnmirroredLinkTransform(*core_, id, link);
-  return core_->figureMode || shownIsIdentity_ ? own : own * shownTransform_;
+  const Matrix3* shown = ShownTransform();
+  return shown ? own * *shown : own;
 }
 
 // --- Changes -----------------------------------------------------------------------------------

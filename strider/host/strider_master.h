@@ -107,6 +107,7 @@ class StriderMaster final : public IStriderMaster12 {
   void UpdateRoot(const Matrix3& parent);
   void EvaluateAt(TimeValue t);
   Matrix3 ObjectFrame(NodeHandle node, TimeValue t) const;
+  const Matrix3* ShownTransform();
   void ApplyInPlace();
   void ApplyLayerOffsets();
   void SetMode(unsigned bit, bool on);
@@ -130,8 +131,8 @@ class StriderMaster final : public IStriderMaster12 {
   int numEvaluations_ = 0;
   Matrix3 rootTransform_;  // the figure's base in the world
   Matrix3 worldToRoot_;
+  bool rootIsIdentity_ = true;
   Matrix3 shownTransform_;  // the same, or what in place and layers put in its stead
-  bool shownIsIdentity_ = true;
 
   LimbTarget limbTargets_[4];  // left arm, right arm, left leg, right leg
   NodeHandle headTarget_ = kNoNode;
