@@ -21,7 +21,12 @@ class Dice {
     state_ = state_ * 1664525u + 1013904223u;
     return static_cast<float>(state_ >> 8) / 8388608.0f - 1.0f;
   }
-  Quat Turn(float size) { return AngleAxis(size * (*this)(), {(*this)(), (*this)(), (*this)()}); }
+  /// One number after the other: in which order a call takes its arguments is the compiler's own.
+  Quat Turn(float size) {
+    const float angle = size * (*this)();
+    const float x = (*this)(), y = (*this)(), z = (*this)();  // declarators run in order
+    return AngleAxis(angle, {x, y, z});
+  }
 
  private:
   std::uint32_t state_;

@@ -48,9 +48,7 @@ float GroundUnderFeet(const MotionCore& core) {
 /// A prop's place in the space of the key before `t`: keys hold it in all spaces, so the path
 /// stays in one space up to the next key.
 void EvaluateProp(PropRecord& prop, TimeValue t) {
-  const PropKey& rest = prop.rest;
-  prop.pose = {rest.posSpace, rest.rotSpace, rest.rotation[rest.rotSpace],
-               rest.position[rest.posSpace], rest.scale};
+  prop.pose = RestPose(prop);
   if (prop.table.Empty()) return;
   const TrackReader<PropKey> reader(prop.table, t);
   PropPose now;
@@ -72,10 +70,15 @@ void ComputePropFrame(const MotionCore& core, PropRecord& prop) {
       default: return local;
     }
   };
-  const PropPose& pose = prop.pose;
-  prop.frame = inSpace(pose.rotSpace, UnitFrame(pose.rotation, {}));
-  prop.frame.row[3] = inSpace(pose.posSpace, Translation(pose.position)).row[3];
-  for (int i = 0; i < 3; ++i) prop.frame.row[i] *= pose.scale[i];
+  const auto frameOf = [&inSpace](const PropPose& pose) {
+    Matrix3 frame = inSpace(pose.rotSpace, UnitFrame(pose.rotation, {}));
+    frame.row[3] = inSpace(pose.posSpace, Translation(pose.position)).row[3];
+    for (int i = 0; i < 3; ++i) frame.row[i] *= pose.scale[i];
+    return frame;
+  };
+  prop.frame = frameOf(prop.pose);
+  // A finite place can still leave the range of floats on its way through the hand.
+  if (!IsFinite(prop.frame)) prop.frame = frameOf(RestPose(prop));
 }
 
 /// As CoreEvaluate. True if trunk and limb bases stand where the new pose has them.
@@ -285,20 +288,6 @@ bool IsMirroredLink(const MotionCore& core, int id, int link) {
 
 namespace {
 
-bool LinkExists(const MotionCore& core, int id, int link) {
-  if (link < 0) return false;
-  switch (id) {
-    case kLeftFingers:
-    case kRightFingers:
-    case kLeftToes:
-    case kRightToes: {
-      const LimbRecord* limb = FindLimb(core, id);
-      return limb && link < limb->numDigits * limb->digitLinks;
-    }
-    default: return link < NumLinks(core, id);
-  }
-}
-
 /// Sizes along a link's own axes, for unit meshes.
 Point3 UnitShape(const MotionCore& core, int id, int link) {
   const PelvisRecord& pelvis = core.pelvis;
@@ -321,7 +310,7 @@ Point3 UnitShape(const MotionCore& core, int id, int link) {
 
 void CoreLinkTransform(const MotionCore& core, int id, int link, Matrix3& matrix) {
   matrix = Matrix3{};
-  if (!LinkExists(core, id, link)) return;
+  if (!HasLink(core, id, link)) return;
   matrix = UnmirroredLinkTransform(core, id, link);
   if (IsMirroredLink(core, id, link)) matrix.row[2] = -matrix.row[2];
   if (!core.unitShapeLinks) return;
@@ -330,7 +319,7 @@ void CoreLinkTransform(const MotionCore& core, int id, int link, Matrix3& matrix
 }
 
 Point3 LinkDimensions(const MotionCore& core, int id, int link) {
-  if (!LinkExists(core, id, link)) return {};
+  if (!HasLink(core, id, link)) return {};
   const LimbRecord* limb = FindLimb(core, id);
   const BodyPart* part = FindBodyPart(id);
   switch (part ? part->kind : PartKind::kNub) {

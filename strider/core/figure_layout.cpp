@@ -389,11 +389,7 @@ void TakeStance(MotionCore& core) {
   for (LimbRecord* limb : {&core.leg[0], &core.leg[1], &core.arm[0], &core.arm[1]}) {
     TakeLimbRest(*limb);
   }
-  for (PropRecord& prop : core.props) {
-    const PropKey& rest = prop.rest;
-    prop.pose = {rest.posSpace, rest.rotSpace, rest.rotation[rest.rotSpace],
-                 rest.position[rest.posSpace], rest.scale};
-  }
+  for (PropRecord& prop : core.props) prop.pose = RestPose(prop);
 }
 
 float CoreFigureHeight(const MotionCore& core) {

@@ -277,13 +277,16 @@ KeyRefusal WithTable(MotionCore& core, int id, Use use) {
 }
 
 /// A key put in or taken out at `index` changes where its own pivot comes from, and where the next
-/// one's does.
+/// one's does. Pivots belong to the end link's keys.
 void JoinPivotsAround(LimbRecord& limb, int index) {
+  const OwnKeys own(limb.table.track, NumLimbLinks(limb) - 1);
   std::vector<LimbKey>& keys = limb.table.keys;
-  const int last = limb.table.track.numKeys - 1;
-  for (int i = std::max(index, 1); i <= std::min(index + 1, last); ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    JoinPivots(limb, keys[at - 1], keys[at]);
+  int before = own.Before(index), here = own.From(index);
+  for (int i = 0; i < 2 && here >= 0; ++i) {
+    const auto at = static_cast<std::size_t>(here);
+    if (before >= 0) JoinPivots(limb, keys[static_cast<std::size_t>(before)], keys[at]);
+    before = here;
+    here = own.From(here + 1);
   }
 }
 

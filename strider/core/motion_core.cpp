@@ -174,6 +174,18 @@ int NumLinks(const MotionCore& core, int id) {
   return NumLinks(core.structure, id);
 }
 
+bool HasLink(const MotionCore& core, int id, int link) {
+  const BodyPart* part = FindBodyPart(id);
+  if (!part || link < 0) return false;
+  if (part->kind == PartKind::kFingers || part->kind == PartKind::kToes) {
+    const LimbRecord* limb = FindLimb(core, id);
+    if (!limb || limb->digitLinks == 0) return false;
+    const int digit = link / limb->digitLinks;
+    return digit < limb->numDigits && link % limb->digitLinks < limb->digits[digit].numLinks;
+  }
+  return link < NumLinks(core, id);
+}
+
 int SubTrackOf(const MotionCore& core, int id, int link) {
   const LimbRecord* limb = FindLimb(core, id);
   const BodyPart* part = FindBodyPart(id);

@@ -187,6 +187,13 @@ struct PropRecord {
   KeyTable<PropKey> table;
 };
 
+/// The pose of a prop without keys.
+inline PropPose RestPose(const PropRecord& prop) {
+  const PropKey& rest = prop.rest;
+  return {rest.posSpace, rest.rotSpace, rest.rotation[rest.rotSpace], rest.position[rest.posSpace],
+          rest.scale};
+}
+
 /// The centre of mass: place, heading, balance and support at the time last evaluated.
 struct BodyRecord {
   Point3 bodyPosition;
@@ -287,6 +294,10 @@ const ChainRecord* FindChain(const MotionCore& core, int id);
 
 /// As for a structure, with the extra chains of this core.
 int NumLinks(const MotionCore& core, int id);
+
+/// True for a link that the figure has. Links of digits count on through all digits of a hand or
+/// foot; the one that a shortened thumb lacks is missing in between.
+bool HasLink(const MotionCore& core, int id, int link);
 
 /// The key track that an id is keyed on; null for ids without one or parts that do not exist.
 KeyTrack* FindTrack(MotionCore& core, int id);

@@ -158,16 +158,7 @@ class TreeBuilder {
 std::vector<NodeInfo> BuildNodeTree(const MotionCore& core) { return TreeBuilder(core).Build(); }
 
 bool HasNode(const MotionCore& core, int id, int link) {
-  if (link < 0 || id == kVertical || id == kTurn) return false;
-  const BodyPart* part = FindBodyPart(id);
-  if (!part) return false;
-  if (part->kind == PartKind::kFingers || part->kind == PartKind::kToes) {
-    const LimbRecord* limb = FindLimb(core, id);
-    if (!limb || limb->digitLinks == 0) return false;
-    const int digit = link / limb->digitLinks;
-    return digit < limb->numDigits && link % limb->digitLinks < limb->digits[digit].numLinks;
-  }
-  return link < NumLinks(core, id);
+  return id != kVertical && id != kTurn && HasLink(core, id, link);
 }
 
 }  // namespace strider

@@ -20,7 +20,7 @@ struct NodeInfo {
 /// carries it, so a parent may stand after its child.
 std::vector<NodeInfo> BuildNodeTree(const MotionCore& core);
 
-/// True if a figure of this structure has the node.
+/// True if the figure has a node for the link: vertical and turn have none.
 bool HasNode(const MotionCore& core, int id, int link);
 
 }  // namespace strider

@@ -278,7 +278,7 @@ void StriderMaster::ApplyLayerOffsets() {
 }
 
 Matrix3 StriderMaster::UnmirroredTransform(int id, int link, TimeValue t) {
-  if (!HasNode(*core_, id, link) && id != kVertical && id != kTurn) return {};
+  if (!HasLink(*core_, id, link)) return {};
   Matrix3 mirrored;
   GetValue(id, link, t, &mirrored, nullptr, GetMethod::kAbsolute);
   const Matrix3 own = UnmirroredLinkTransform(*core_, id, link);

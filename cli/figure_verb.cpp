@@ -1,0 +1,57 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/make_figure.h"
+#include "cli/output.h"
+#include "cli/structure_options.h"
+#include "cli/verbs.h"
+#include "exchange/figure_json.h"
+#include "exchange/picture.h"
+
+namespace strider {
+namespace {
+
+constexpr const char* kName = "figure";
+
+struct Arguments {
+  std::vector<GivenParameter> given;
+  std::string output = "-";
+};
+
+ExitStatus Run(const Arguments& arguments) {
+  Structure structure;
+  std::string refusal;
+  if (!ReadStructure(arguments.given, structure, refusal)) return Refuse(kName, refusal);
+
+  // The format before the work: a name that cannot be written needs no figure.
+  const std::string& output = arguments.output;
+  const std::string format = output == "-" ? "json" : ExtensionOf(output);
+  if (format != "png" && format != "json") return RefuseFormat(kName, output, {".png", ".json"});
+
+  const MotionCore core = StandingFigure(structure);
+  if (output == "-") return PrintOutput(kName, FigureJson(core));
+  if (format == "json") return WriteOutput(kName, output, FigureJson(core));
+  std::string png;
+  if (!FigurePicture(core, png, refusal)) return Refuse(kName, output + ": " + refusal);
+  return WriteOutput(kName, output, png);
+}
+
+}  // namespace
+
+Verb AddFigureVerb(CLI::App& program) {
+  CLI::App* parser = program.add_subcommand(
+      kName,
+      "Makes a standing figure: a picture of it (.png) or all its nodes (.json; without -o, on\n"
+      "standard output).");
+  parser->group("Verbs");
+  const auto arguments = std::make_shared<Arguments>();
+  AddStructureOptions(*parser, arguments->given);
+  parser
+      ->add_option("-o,--output", arguments->output,
+                   "file to write, .png or .json; - for JSON on standard output")
+      ->type_name("FILE");
+  return {parser, [arguments] { return Run(*arguments); }};
+}
+
+}  // namespace strider

@@ -1,0 +1,48 @@
+#include "cli/output.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "exchange/whole_file.h"
+
+namespace strider {
+
+std::string ExtensionOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
+  const std::size_t dot = path.rfind('.');
+  // A name that begins with its only dot is hidden and has no extension.
+  if (dot == std::string::npos || dot <= begin) return "";
+  std::string extension = path.substr(dot + 1);
+  for (char& c : extension) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return extension;
+}
+
+ExitStatus RefuseFormat(const std::string& verb, const std::string& path,
+                        std::initializer_list<const char*> formats) {
+  std::string list;
+  for (const char* format : formats) {
+    if (!list.empty()) list += " or ";
+    list += format;
+  }
+  return Refuse(verb, path + ": the output's name must end in " + list);
+}
+
+ExitStatus WriteOutput(const std::string& verb, const std::string& path, std::string_view bytes) {
+  std::string cause;
+  if (!WriteWholeFile(path, bytes, cause)) return Refuse(verb, path + ": " + cause);
+  return PrintOutput(verb, path + "\n");
+}
+
+ExitStatus PrintOutput(const std::string& verb, std::string_view bytes) {
+  errno = 0;
+  std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  std::cout.flush();
+  if (std::cout) return kExitDone;
+  const std::string cause = errno != 0 ? std::strerror(errno) : "cannot be written to";
+  return Refuse(verb, "standard output: " + cause);
+}
+
+}  // namespace strider

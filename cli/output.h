@@ -1,0 +1,26 @@
+// What a verb makes, and where the user wants it.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "cli/status.h"
+
+namespace strider {
+
+/// The extension of a file name in lower case, without its dot; empty where there is none.
+std::string ExtensionOf(const std::string& path);
+
+/// Refusal of an output whose extension names none of the verb's formats.
+ExitStatus RefuseFormat(const std::string& verb, const std::string& path,
+                        std::initializer_list<const char*> formats);
+
+/// Writes `bytes` whole under `path`, names the file on standard output, and answers the status
+/// that the program ends with.
+ExitStatus WriteOutput(const std::string& verb, const std::string& path, std::string_view bytes);
+
+/// Writes `bytes` to standard output.
+ExitStatus PrintOutput(const std::string& verb, std::string_view bytes);
+
+}  // namespace strider

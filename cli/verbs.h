@@ -1,0 +1,22 @@
+// The verbs of the program. Each adds itself to the command line with its options; the function
+// that it answers runs it after a successful parse and gives the exit status.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "cli/status.h"
+
+namespace strider {
+
+struct Verb {
+  CLI::App* parser = nullptr;
+  std::function<ExitStatus()> run;
+};
+
+/// `strider figure`: makes a figure out of structure parameters; a picture of it or its nodes.
+Verb AddFigureVerb(CLI::App& program);
+/// `strider sheet`: the contact sheet of the documentation.
+Verb AddSheetVerb(CLI::App& program);
+
+}  // namespace strider

@@ -1,0 +1,511 @@
+#include "strider/core/evaluate.h"
+
+#include <functional>
+#include <limits>
+#include <set>
+
+#include "tests/core/figure_fixture.h"
+
+namespace strider {
+namespace {
+
+using test::AllTransforms;
+using test::Distance;
+using test::Evaluate;
+using test::FullStructure;
+using test::KeyAllTracks;
+using test::MakeFigure;
+using test::Random;
+using test::RandomStructure;
+
+constexpr TimeValue kFrame = kDynamicsFrame;
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kHuge = std::numeric_limits<float>::max();
+
+MotionCore Moving(const Structure& structure, unsigned seed,
+                  const std::vector<TimeValue>& times = {0, 1600, 2400, 4800, 8000}) {
+  Random random(seed);
+  MotionCore core = MakeFigure(structure);
+  KeyAllTracks(core, random, times);
+  return core;
+}
+
+/// A contact of both feet over the whole time and an end: the motion is not free-form.
+void AddFootsteps(MotionCore& core, TimeValue first, TimeValue end) {
+  FootstepTrack& track = core.footsteps;
+  track.numFootsteps = 2;
+  track.position.assign(2, Point3{});
+  track.freeFormStart.assign(2, 0);
+  track.freeFormEnd.assign(2, 0);
+  for (int side = 0; side < 2; ++side) track.spans[side] = {{first, end - first, side}};
+  core.endTime = end;
+  SetFreeForm(core, false);
+}
+
+// --- What is handed out ----------------------------------------------------------------------
+
+TEST(CoreLinkTransform, MirrorsJustTheListedLinks) {
+  Random random(81);
+  for (int legLinks : {3, 4}) {
+    Structure s = FullStructure();
+    s.legLinks = legLinks;
+    MotionCore core = MakeFigure(s);
+    test::BendFigure(core, random);
+    std::set<std::pair<int, int>> mirrored = {{kLeftArm, 0}, {kRightArm, 1}, {kRightArm, 2},
+                                              {kRightArm, 3}};
+    for (int k = 0; k + 1 < legLinks; ++k) mirrored.insert({kRightLeg, k});
+    for (int k = 0; k < 15; ++k) mirrored.insert({{kRightFingers, k}, {kRightToes, k}});
+    for (const NodeInfo& node : BuildNodeTree(core)) {
+      SCOPED_TRACE(node.name);
+      Matrix3 handed;
+      CoreLinkTransform(core, node.id, node.link, handed);
+      const Matrix3 own = UnmirroredLinkTransform(core, node.id, node.link);
+      const bool flipped = mirrored.count({node.id, node.link}) > 0;
+      ASSERT_TRUE(test::RightHanded(own));
+      ASSERT_EQ(test::RightHanded(handed), !flipped);
+      ASSERT_EQ(IsMirroredLink(core, node.id, node.link), flipped);
+      Matrix3 back = handed;
+      if (flipped) back.row[2] = -back.row[2];
+      ASSERT_EQ(back, own);
+    }
+  }
+}
+
+TEST(CoreLinkTransform, StandsUprightInTheHostsSpace) {
+  const MotionCore core = MakeFigure();
+  const auto at = [&](int id, int link) {
+    Matrix3 m;
+    CoreLinkTransform(core, id, link, m);
+    return m;
+  };
+  // Ahead is the host's X, left its Y, up its Z.
+  EXPECT_GT(at(kLeftArm, 1).Origin().y, 5);
+  EXPECT_LT(at(kRightArm, 1).Origin().y, -5);
+  EXPECT_GT(at(kHead, 0).Origin().z, at(kPelvis, 0).Origin().z);
+  EXPECT_LT(Distance(at(kHead, 0).row[1], {-1, 0, 0}), 1e-4f) << "the face looks ahead";
+  EXPECT_LT(Distance(at(kLeftLeg, 2).row[0], {0, 0, -1}), 1e-4f) << "a foot's X goes to the sole";
+  EXPECT_LT(Distance(at(kLeftLeg, 2).row[1], {1, 0, 0}), 1e-4f) << "and its Y to the toes";
+  // The centre of mass answers three ids; the footprints lie flat under it.
+  EXPECT_EQ(at(kVertical, 0), at(kHorizontal, 0));
+  EXPECT_EQ(at(kTurn, 0), at(kHorizontal, 0));
+  const Matrix3 prints = at(kFootprints, 0);
+  EXPECT_NEAR(prints.Origin().z, 0, 1e-4f);
+  EXPECT_EQ(prints.row[2], (Point3{0, 0, 1}));
+}
+
+TEST(CoreLinkTransform, AnswersTheIdentityForWhatDoesNotExist) {
+  Structure s;
+  s.fingers = 3;
+  s.fingerLinks = 3;
+  s.shortThumb = true;
+  MotionCore core = MakeFigure(s);
+  std::set<std::pair<int, int>> nodes = {{kVertical, 0}, {kTurn, 0}};
+  for (const NodeInfo& node : BuildNodeTree(core)) nodes.insert({node.id, node.link});
+  for (int id = -3; id < 620; ++id) {
+    for (int link = -2; link < 80; ++link) {
+      if (nodes.count({id, link})) continue;
+      Matrix3 m = Translation({1, 2, 3});
+      CoreLinkTransform(core, id, link, m);
+      ASSERT_EQ(m, Matrix3{}) << id << " " << link;
+      ASSERT_EQ(LinkDimensions(core, id, link), Point3{}) << id << " " << link;
+    }
+  }
+  s.arms = false;
+  core = MakeFigure(s);
+  for (int id : {kLeftArm, kRightArm, kLeftFingers, kRightFingers, kLeftFingerNubs}) {
+    for (int link = 0; link < 9; ++link) {
+      Matrix3 m = Translation({1, 2, 3});
+      CoreLinkTransform(core, id, link, m);
+      EXPECT_EQ(m, Matrix3{}) << id;
+    }
+  }
+}
+
+TEST(CoreLinkTransform, UnitShapesCarryTheLinksSizes) {
+  MotionCore core = MakeFigure(FullStructure());
+  const std::vector<Matrix3> plain = AllTransforms(core);
+  core.unitShapeLinks = true;
+  const std::vector<Matrix3> shaped = AllTransforms(core);
+  std::size_t i = 0;
+  for (const NodeInfo& node : BuildNodeTree(core)) {
+    SCOPED_TRACE(node.name);
+    const Point3 size{Length(shaped[i].row[0]), Length(shaped[i].row[1]), Length(shaped[i].row[2])};
+    for (int k = 0; k < 3; ++k) {
+      ASSERT_LT(Distance(shaped[i].row[k], size[k] * plain[i].row[k]), 1e-4f * size[k]);
+    }
+    ASSERT_EQ(shaped[i].Origin(), plain[i].Origin());
+    const float scale = core.figureScale;
+    if (node.id == kPelvis) {
+      ASSERT_LT(Distance(size, scale * Point3{50, 50, 40}), 1e-3f);  // depth, width, hip to hip
+    } else if (node.id == kHorizontal || node.id == kFootprints) {
+      ASSERT_LT(Distance(size, scale * Point3{1, 1, 1}), 1e-4f);
+    } else if (const Point3 own = LinkDimensions(core, node.id, node.link); own != Point3{}) {
+      ASSERT_LT(Distance(size, own), 1e-3f);
+    }
+    ++i;
+  }
+}
+
+TEST(CoreLinkTransform, TwistLinksLieEvenlyAlongTheirSegment) {
+  Random random(82);
+  Structure s = FullStructure();
+  for (int& links : s.twistLinks) links = 4;
+  MotionCore core = MakeFigure(s);
+  test::BendFigure(core, random);
+  for (int id = kLeftForearmTwist; id <= kRightHorseTwist; ++id) {
+    const TwistSegment segment = TwistSegmentOf(id);
+    const Matrix3 bone = LinkFrame(core, segment.limbId, segment.limbLink);
+    const float length = LinkDimensions(core, segment.limbId, segment.limbLink).x;
+    for (int k = 0; k < 4; ++k) {
+      SCOPED_TRACE(testing::Message() << id << " " << k);
+      const Matrix3 twist = LinkFrame(core, id, k);
+      const float along = 0.25f * static_cast<float>(k) * length;
+      EXPECT_LT(Distance(twist.Origin(), Point3{along, 0, 0} * bone), 1e-3f);
+      for (int row = 0; row < 3; ++row) EXPECT_EQ(twist.row[row], bone.row[row]);
+    }
+  }
+}
+
+// --- Poses -------------------------------------------------------------------------------------
+
+// In any pose: frames are square, and every bone ends where its child starts.
+TEST(CoreForwardKinematics, KeepsBonesTogetherInAnyPose) {
+  Random random(83);
+  for (int i = 0; i < 60; ++i) {
+    SCOPED_TRACE(i);
+    MotionCore core = MakeFigure(RandomStructure(random));
+    test::BendFigure(core, random);
+    const float close = 2e-5f * core.structure.height;
+    for (const NodeInfo& node : BuildNodeTree(core)) {
+      SCOPED_TRACE(node.name);
+      const Matrix3 frame = LinkFrame(core, node.id, node.link);
+      ASSERT_LT(test::OffSquare(frame), 2e-5f);
+      if (node.parentId != node.id) continue;
+      const Matrix3 parent = LinkFrame(core, node.parentId, node.parentLink);
+      const float length = LinkDimensions(core, node.parentId, node.parentLink).x;
+      ASSERT_LT(Distance(frame.Origin(), Point3{length, 0, 0} * parent), close);
+    }
+    // Hips keep their distance, the spine starts over the pelvis, the head ends the neck.
+    const Matrix3 pelvis = core.pelvis.frame;
+    ASSERT_NEAR(Distance(core.leg[0].frame[0].Origin(), core.leg[1].frame[0].Origin()),
+                2 * core.pelvis.hipOffset, close);
+    ASSERT_LT(Distance(core.leg[0].frame[0].Origin(), core.leg[0].baseOffset * pelvis), close);
+    ASSERT_LT(Distance(core.spine.frame[0].Origin(), core.spine.baseOffset * pelvis), close);
+    const int neck = core.neck.numLinks - 1;
+    ASSERT_LT(Distance(core.head.frame.Origin(),
+                       Point3{core.neck.dimensions[neck].x, 0, 0} * core.neck.frame[neck]),
+              close);
+  }
+}
+
+// The pose at a time is the keys' alone: what was asked before leaves no trace in it, not a bit.
+TEST(CoreEvaluate, AnswersTheSameWhateverWasAskedBefore) {
+  Structure plain;
+  plain.prop1Exists = plain.prop2Exists = true;
+  for (const Structure& structure : {plain, FullStructure()}) {
+    for (bool footsteps : {false, true}) {
+      for (bool tilt : {false, true}) {
+        SCOPED_TRACE(testing::Message() << structure.legLinks << " links, footsteps " << footsteps);
+        EvalContext context;
+        context.tiltFourLinkSwivel = tilt;
+        MotionCore fresh = Moving(structure, 84);
+        for (int id : {kTail, kLeftFingers, kRightToes}) {
+          if (NumLinks(fresh, id) == 0) continue;
+          ASSERT_EQ(SetSeparateTracks(fresh, id, true), kDone);
+        }
+        if (footsteps) AddFootsteps(fresh, 0, 7000);
+        const MotionCore start = fresh;
+        MotionCore used = fresh;
+        Random random(85);
+        for (int i = 0; i < 60; ++i) {
+          const TimeValue t = i % 5 == 0 ? 1600 * random.Int(-1, 6) : random.Int(-2000, 10000);
+          SCOPED_TRACE(t);
+          Evaluate(used, t, context);
+          MotionCore once = start;
+          Evaluate(once, t, context);
+          ASSERT_EQ(AllTransforms(used), AllTransforms(once));
+          Evaluate(used, t, context);
+          ASSERT_EQ(AllTransforms(used), AllTransforms(once)) << "asked twice";
+        }
+      }
+    }
+  }
+}
+
+TEST(CoreEvaluate, TakesEditsOfKeysInLikeAFigureKeyedAnew) {
+  Random random(86);
+  MotionCore edited = Moving(FullStructure(), 87), anew = MakeFigure(FullStructure());
+  for (TimeValue t = 0; t < 8000; t += 500) Evaluate(edited, t);
+  // Another pose at 2400 and at a new time; one key gone.
+  MotionCore changed = Moving(FullStructure(), 88, {2400, 3333});
+  const auto copy = [&](MotionCore& to, const MotionCore& from, TimeValue t) {
+    for (int id : {kLeftArm, kRightArm, kLeftLeg, kRightLeg}) {
+      const auto& table = FindLimb(from, id)->table;
+      ASSERT_EQ(PutKey(to, id, t, table[KeyAt(table.track, t)]), KeyRefusal::kNone);
+    }
+    ASSERT_EQ(PutKey(to, kSpine, t, from.spine.table[KeyAt(from.spine.table.track, t)]),
+              KeyRefusal::kNone);
+    ASSERT_EQ(PutKey(to, t, from.head.table[KeyAt(from.head.table.track, t)]), KeyRefusal::kNone);
+    ASSERT_EQ(PutKey(to, t, from.body.turn[KeyAt(from.body.turn.track, t)]), KeyRefusal::kNone);
+  };
+  const MotionCore original = edited;
+  for (TimeValue t : {2400, 3333}) {
+    copy(edited, changed, t);
+    Evaluate(edited, t + 7);
+  }
+  for (TimeValue t : {0, 1600, 4800, 8000}) copy(anew, original, t);
+  for (TimeValue t : {2400, 3333}) copy(anew, changed, t);
+  for (int id : {kLeftArm, kRightArm, kLeftLeg, kRightLeg, kSpine, kHead, kTurn}) {
+    for (MotionCore* core : {&edited, &anew}) {
+      ASSERT_EQ(DeleteKeyAt(*core, id, 1600), KeyRefusal::kNone);
+    }
+  }
+  for (int id : {kHorizontal, kVertical, kPelvis, kTail, kPony1, kPony2, kProp1, kProp2, kProp3}) {
+    while (FindTrack(edited, id)->numKeys > 0) {
+      ASSERT_EQ(DeleteKeyAt(edited, id, FindTrack(edited, id)->times[0].time), KeyRefusal::kNone);
+    }
+  }
+  for (TimeValue t = -300; t < 9000; t += 171) {
+    Evaluate(edited, t);
+    Evaluate(anew, t);
+    const std::vector<Matrix3> a = AllTransforms(edited), b = AllTransforms(anew);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      // A key taken over is brought to unit length again, which may cost its last bit.
+      for (int row = 0; row < 4; ++row) ASSERT_LT(Distance(a[i].row[row], b[i].row[row]), 1e-4f) << t;
+    }
+  }
+}
+
+TEST(CoreEvaluate, HoldsFootstepMotionsToTheirSpanAndWaitsForTheirMotion) {
+  MotionCore core = Moving(Structure{}, 89);
+  AddFootsteps(core, 1000, 5000);
+  const auto at = [&](TimeValue t) {
+    Evaluate(core, t);
+    return AllTransforms(core);
+  };
+  EXPECT_EQ(at(-3000), at(1000));
+  EXPECT_EQ(at(kTimeMin), at(1000));
+  EXPECT_EQ(at(7777), at(5000));
+  EXPECT_NE(at(1000), at(1500));
+
+  // New footsteps whose motion nobody has made: the last pose stays.
+  const std::vector<Matrix3> last = at(2000);
+  core.footstepsPending = true;
+  EXPECT_EQ(at(3000), last);
+  core.bodyKeysComputed = true;
+  EXPECT_NE(at(3000), last);
+
+  // Neither footsteps nor free-form: a standing figure.
+  core.footsteps = {};
+  core.footsteps.freeForm = 0;
+  EXPECT_EQ(at(4000), at(0));
+  SetFreeForm(core, true);
+  EXPECT_NE(at(4000), at(0));
+}
+
+TEST(CoreEvaluate, PlacesPropsInTheSpaceOfTheKeyBefore) {
+  Structure s;
+  s.prop1Exists = true;
+  MotionCore core = MakeFigure(s);
+  Random random(90);
+  const Quat turn = random.Rotation();
+  const Point3 place{3, -2, 5};
+  const struct {
+    int space;
+    std::function<Matrix3(const MotionCore&)> frame;
+  } rows[] = {
+      {kWorldProp, [](const MotionCore&) { return Matrix3{}; }},
+      {kBodyProp, [](const MotionCore& c) { return c.body.bodyMatrix; }},
+      {kRightHandProp, [](const MotionCore& c) { return c.arm[kRight].frame[3]; }},
+      {kLeftHandProp, [](const MotionCore& c) { return c.arm[kLeft].frame[3]; }},
+  };
+  KeyAllTracks(core, random, {0, 4000});
+  core.props[0].table = {};
+  ConfigureTracks(core);
+  TimeValue t = 0;
+  for (const auto& row : rows) {
+    PropKey key;
+    key.posSpace = key.rotSpace = row.space;
+    for (Quat& rotation : key.rotation) rotation = turn;
+    for (Point3& position : key.position) position = place;
+    key.scale = {2, 1, 1};
+    ASSERT_EQ(PutKey(core, kProp1, t, key), KeyRefusal::kNone);
+    t += 1000;
+  }
+  for (int k = 0; k < 4; ++k) {
+    for (TimeValue at : {1000 * k, 1000 * k + 999}) {
+      SCOPED_TRACE(at);
+      Evaluate(core, at);
+      Matrix3 wanted = FrameOf(turn, place) * rows[k].frame(core);
+      wanted.row[0] *= 2;
+      const Matrix3 frame = LinkFrame(core, kProp1, 0);
+      for (int i = 0; i < 4; ++i) EXPECT_LT(Distance(frame.row[i], wanted.row[i]), 1e-3f);
+    }
+  }
+}
+
+TEST(TakeStance, BringsBackTheFigureAsItWasLaidOut) {
+  Structure s = FullStructure();
+  MotionCore core = MakeFigure(s);
+  const std::vector<Matrix3> stance = AllTransforms(core);
+  Random random(91);
+  KeyAllTracks(core, random, {0, 2000});
+  Evaluate(core, 700);
+  EXPECT_NE(AllTransforms(core), stance);
+  TakeStance(core);
+  CoreForwardKinematics(core);
+  EXPECT_EQ(AllTransforms(core), stance) << "props included";
+}
+
+// --- Bad input ----------------------------------------------------------------------------------
+
+TEST(CoreEvaluate, StaysFiniteAtTheEndsOfTime) {
+  const TimeValue times[] = {kTimeMin, kTimeMin + 1, -1, 0, kTimeMax - 1, kTimeMax};
+  for (bool footsteps : {false, true}) {
+    for (const std::vector<TimeValue>& keys :
+         {std::vector<TimeValue>{kTimeMin, kTimeMax}, {kTimeMin, 0, kTimeMax - 1, kTimeMax},
+          {kTimeMax}, {kTimeMin, kTimeMin + 1}}) {
+      MotionCore core = Moving(FullStructure(), 92, keys);
+      if (footsteps) {
+        AddFootsteps(core, 0, kTimeMax);
+        core.body.flights = {{0, kTimeMin, 0, 0, kTimeMax, 1, 1, 1},
+                             {kTimeMax, kTimeMax - 1, 0, 1, kTimeMax, 1, 1, 1}};
+      }
+      for (TimeValue t : times) {
+        SCOPED_TRACE(t);
+        Evaluate(core, t);
+        ASSERT_TRUE(test::AllFinite(AllTransforms(core)));
+      }
+    }
+  }
+}
+
+/// Calls use(value) for each float that a key of any track holds.
+void ForEachKeyFloat(MotionCore& core, const std::function<void(float&)>& use) {
+  const auto point = [&](Point3& p) { use(p.x), use(p.y), use(p.z); };
+  const auto quat = [&](Quat& q) { use(q.x), use(q.y), use(q.z), use(q.w); };
+  const auto chainKey = [&](ChainKey& key) {
+    for (Point3& euler : key.euler) point(euler);
+    for (Quat& rotation : key.rotation) quat(rotation);
+  };
+  for (LimbRecord* limb : {&core.leg[0], &core.leg[1], &core.arm[0], &core.arm[1]}) {
+    for (LimbKey& key : limb->table.keys) {
+      for (float& angle : key.jointAngles) use(angle);
+      for (Point3* p : {&key.bodyTarget, &key.objectTarget, &key.limbEuler, &key.pivotPosition,
+                        &key.joinedPivotPosition, &key.endEuler}) {
+        point(*p);
+      }
+      for (float* f : {&key.forwardBend, &key.clavicle[0], &key.clavicle[1], &key.ikBlend,
+                       &key.ikAnkleTension}) {
+        use(*f);
+      }
+      for (Quat* q : {&key.limbRotation, &key.endRotation, &key.spaceRotation}) quat(*q);
+      for (DigitKey& digit : key.digits) {
+        quat(digit.base);
+        point(digit.baseEuler);
+        for (Quat& link : digit.link) quat(link);
+        for (Point3& euler : digit.linkEuler) point(euler);
+        for (float& bend : digit.bend) use(bend);
+      }
+    }
+  }
+  for (ChainRecord* chain : {&core.spine, &core.tail, &core.pony[0], &core.pony[1]}) {
+    for (ChainKey& key : chain->table.keys) chainKey(key);
+  }
+  for (HeadKey& key : core.head.table.keys) {
+    chainKey(key.chain);
+    point(key.targetPosition);
+    use(key.headBlend);
+  }
+  for (PelvisKey& key : core.pelvis.table.keys) quat(key.rotation);
+  for (TurnKey& key : core.body.turn.keys) quat(key.rotation), point(key.euler);
+  for (HorizontalKey& key : core.body.horizontal.keys) {
+    point(key.position);
+    use(key.balanceFactor);
+  }
+  for (VerticalKey& key : core.body.vertical.keys) {
+    for (float* f : {&key.footReach[0], &key.footReach[1], &key.height, &key.ballisticHeight,
+                     &key.ballisticTension, &key.dynamicsBlend}) {
+      use(*f);
+    }
+  }
+  for (PropRecord& prop : core.props) {
+    for (PropKey& key : prop.table.keys) {
+      for (Quat& rotation : key.rotation) quat(rotation);
+      for (Point3& position : key.position) point(position);
+      point(key.scale);
+    }
+  }
+}
+
+// A damaged file or a script may leave anything in a record. Every float in turn, then all.
+TEST(CoreEvaluate, HandsOutFiniteFramesWhateverTheRecordsHold) {
+  for (bool euler : {false, true}) {
+    Structure s = FullStructure();
+    s.legLinks = euler ? 3 : 4;
+    s.fingers = s.toes = 2;
+    MotionCore sound = Moving(s, 93, {0, 1600, 3200});
+    AddFootsteps(sound, 0, 100000);
+    sound.body.flights = {{0, 0, 0, 1600, 1600, 1, 0.1f, 0.1f}};
+    sound.head.hasTarget = true;
+    sound.head.targetPosition = {50, 80, 9};
+    if (euler) {
+      for (int id : {kLeftArm, kRightArm, kLeftLeg, kRightLeg, kSpine, kTail, kHead, kTurn}) {
+        ASSERT_TRUE(SetEulerActive(sound, id, 3));
+      }
+    }
+    Evaluate(sound, 0);
+    int count = 0;
+    ForEachKeyFloat(sound, [&](float&) { ++count; });
+    const auto check = [&](MotionCore& core, const char* how, bool derived) {
+      for (KeyTrack* track : {&core.leg[0].table.track, &core.leg[1].table.track,
+                              &core.arm[0].table.track, &core.arm[1].table.track,
+                              &core.spine.table.track, &core.tail.table.track,
+                              &core.head.table.track, &core.pelvis.table.track,
+                              &core.body.turn.track, &core.props[0].table.track}) {
+        if (derived) MarkDirty(*track, 0, track->numKeys - 1);
+      }
+      for (bool freeForm : {true, false}) {
+        SetFreeForm(core, freeForm);
+        for (TimeValue t : {0, 777, 1600, 2000}) {
+          Evaluate(core, t);
+          ASSERT_TRUE(test::AllFinite(AllTransforms(core))) << how << " at " << t;
+        }
+      }
+    };
+    Random random(94);
+    for (float bad : {kNan, kInf, -kInf, kHuge, -kHuge}) {
+      // Each float alone would take minutes with the sanitizers: every 7th, from a new start.
+      MotionCore core = sound;
+      const int from = random.Int(0, 6);
+      for (int wanted = from; wanted < count; wanted += 7) {
+        float kept = 0;
+        int at = 0;
+        ForEachKeyFloat(core, [&](float& value) {
+          if (at++ == wanted) kept = value, value = bad;
+        });
+        SCOPED_TRACE(testing::Message() << "float " << wanted << " is " << bad);
+        check(core, "one", wanted % 2 == 0);
+        if (HasFatalFailure()) return;
+        at = 0;
+        ForEachKeyFloat(core, [&](float& value) {
+          if (at++ == wanted) value = kept;
+        });
+      }
+    }
+    for (int i = 0; i < 200; ++i) {
+      SCOPED_TRACE(i);
+      MotionCore core = sound;
+      const float pool[] = {kNan, kInf, -kInf, kHuge, -kHuge, 0, 1e-38f, 1e20f};
+      ForEachKeyFloat(core, [&](float& value) {
+        if (random.Int(0, i % 20) == 0) value = pool[random.Int(0, 7)];
+      });
+      check(core, "many", i % 2 == 0);
+      if (HasFatalFailure()) return;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace strider
