@@ -13,8 +13,9 @@ Quat AboutAxis(int axis, float angle) {
   return axis == 0 ? AboutX(angle) : axis == 1 ? AboutY(angle) : AboutZ(angle);
 }
 
-/// Rows of the frame turned by `q` (zero or not finite reads as no turn), in double: angles near a
-/// quarter turn hang on the last bits.
+/// Rows of the frame turned by `q` (zero or not finite reads as no turn), in double: near a middle
+/// angle of a quarter turn the outer two are read from vanishing cells, and a float's rounding
+/// there would be another rotation.
 struct RotationD {
   double cell[3][3];
   explicit RotationD(const Quat& q) {
@@ -68,13 +69,8 @@ Point3 QuatToEuler(const Quat& q, int order) {
   if (cosine < kGimbal) {
     return {static_cast<float>(Atan2D(-parity * m.cell[k][j], m.cell[j][j])), middle, 0};
   }
-  const float first = static_cast<float>(Atan2D(parity * m.cell[j][k], m.cell[k][k]));
-  // The last is what the first leaves of the rotation: near a quarter turn the two are known far
-  // less well than their sum, and read apart they would add up to another rotation.
-  const SinCosD f = SinCosOf(first);
-  const double sine = f.sin * m.cell[k][i] - parity * f.cos * m.cell[j][i];
-  const double rest = f.cos * m.cell[j][j] - parity * f.sin * m.cell[k][j];
-  return {first, middle, static_cast<float>(Atan2D(sine, rest))};
+  return {static_cast<float>(Atan2D(parity * m.cell[j][k], m.cell[k][k])), middle,
+          static_cast<float>(Atan2D(parity * m.cell[i][j], m.cell[i][i]))};
 }
 
 Point3 ContinuousQuatToEuler(const Quat& q, const Point3& previous, int order) {

@@ -82,7 +82,10 @@ Quat FaceTarget(const Quat& keyed, const Point3& origin, const Point3& target, f
   const Point3 toTarget = Normalized(target - origin);
   if (toTarget == Point3{}) return keyed;
   const Matrix3 now = FrameOf(keyed, {});
-  const Point3 right = Normalized(Cross(toTarget, Point3{0, 1, 0}), now.row[2]);
+  // Straight above or below any side will do: the one that the head has is the nearest.
+  const Point3 ownSide = now.row[2] - Dot(now.row[2], toTarget) * toTarget;
+  const Point3 spareSide = Normalized(ownSide, {0, 0, 1});
+  const Point3 right = Normalized(Cross(toTarget, Point3{0, 1, 0}), spareSide);
   const Point3 up = Cross(right, toTarget);
   const Quat facing = RotationOf(Matrix3{{up, -toTarget, right, {}}});
   return Slerp(Normalized(keyed), OnSideOf(facing, keyed), blend);

@@ -106,7 +106,7 @@ void LayFingers(LimbRecord& arm, const Structure& s, float scale) {
     const float place = (static_cast<float>(s.fingers) - 1) / 2 - static_cast<float>(f);
     const float step = arm.extremityWidth / static_cast<float>(s.fingers);
     if (s.foreFeet) {
-      digit.baseOffset = {arm.toeLength - 0.5f * scale * size, 0,
+      digit.baseOffset = {arm.toeLength - 0.5f * scale * size, 0.5f * arm.extremityWidth,
                           -SideSign(arm.side) * place * step};
       digit.baseRotation = AxesToQuat(Point3{0, 1, 0}, Point3{-1, 0, 0});
     } else {
@@ -385,6 +385,7 @@ void TakeStance(MotionCore& core) {
   }
   for (XtraChain& xtra : core.xtras) restChain(xtra.chain);
   for (int k = 0; k < core.neck.numLinks; ++k) core.neck.pose[k] = core.head.rest.chain.rotation[k];
+  core.head.headBlend = core.head.rest.headBlend;
   core.head.pose = core.head.rest.chain.rotation[core.neck.numLinks];
   for (LimbRecord* limb : {&core.leg[0], &core.leg[1], &core.arm[0], &core.arm[1]}) {
     TakeLimbRest(*limb);

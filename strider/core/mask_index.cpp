@@ -75,7 +75,6 @@ int MaskIndex::FindLast(int from, std::uint32_t mask) const {
       --level;
       i = std::min(i * kFan + kFan - 1, static_cast<int>(levels_[level].size()) - 1);
     } else if (i % kFan == 0 && level + 1 < levels_.size()) {
-      if (i == 0) return -1;
       i = i / kFan - 1;  // this block is done: go on with the one before, a level up
       ++level;
     } else {

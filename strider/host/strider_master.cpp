@@ -190,9 +190,18 @@ void StriderMaster::EvaluateAt(TimeValue t) {
   }
 }
 
+/// Where the figure's root stands at `t`, without asking the figure itself.
+Matrix3 StriderMaster::RootAt(TimeValue t) const {
+  const Scene& scene = session_.scene;
+  const NodeHandle above = scene.Parent(linkNodes_[kHorizontal][0]);
+  if (above == kSceneRoot || above == kNoNode) return TopLayer().base;
+  const Matrix3 whole = rootOffset * scene.NodeTransform(above, t);
+  return IsFinite(whole) ? Orthogonalized(whole) : Matrix3{};
+}
+
 Matrix3 StriderMaster::ObjectFrame(NodeHandle node, TimeValue t) const {
   const Matrix3 world = session_.scene.NodeTransform(node, t);
-  return CoreFromHostTransform(Orthogonalized(world * worldToRoot_));
+  return CoreFromHostTransform(Orthogonalized(world * Inverse(RootAt(t))));
 }
 
 /// Brings IK objects and the head's target to `t`. A target may hang from this very figure: asking
@@ -227,7 +236,7 @@ void StriderMaster::RefreshTargets(TimeValue t) {
 
 bool StriderMaster::UpdateHeadTarget(TimeValue t) {
   const Matrix3 world = Orthogonalized(session_.scene.NodeTransform(headTarget_, t));
-  const Point3 target = CoreFromHost(world.Origin() * worldToRoot_);
+  const Point3 target = CoreFromHost(world.Origin() * Inverse(RootAt(t)));
   HeadRecord& head = core_->head;
   const bool moved = !head.hasTarget || !(head.targetPosition == target);
   head.hasTarget = IsFinite(target);
@@ -249,7 +258,6 @@ void StriderMaster::UpdateRoot(const Matrix3& parent) {
   }
   // Targets stand elsewhere in the space of a root that has moved.
   if (rootTransform_ == before) return;
-  worldToRoot_ = Inverse(rootTransform_);
   rootIsIdentity_ = IsIdentity(rootTransform_);
   if (hasTargets_) cacheValid_ = false;
 }
@@ -297,14 +305,27 @@ void StriderMaster::HoldState() {
   if (session_.hold.Holding()) session_.hold.Put(std::make_unique<StriderMasterRest>(*this));
 }
 
+/// Runs an edit that answers whether it was done. Only then is there something to undo and to tell.
+template <class Edit>
+bool StriderMaster::EditState(Edit edit) {
+  std::unique_ptr<StriderMasterRest> before;
+  if (session_.hold.Holding()) before = std::make_unique<StriderMasterRest>(*this);
+  if (!edit()) return false;
+  if (before) session_.hold.Put(std::move(before));
+  Changed();
+  return true;
+}
+
 template <class Edit>
 KeyRefusal StriderMaster::EditKeys(Edit edit) {
-  HoldState();
-  const KeyRefusal refusal = edit(*core_);
+  KeyRefusal refusal = KeyRefusal::kNone;
+  EditState([&] {
+    refusal = edit(*core_);
+    return refusal == KeyRefusal::kNone;
+  });
   if (refusal == KeyRefusal::kNotFinite) {
     Tell(session_.messages, MessageId::kNotFinite, {"key"});
   }
-  if (refusal == KeyRefusal::kNone) Changed();
   return refusal;
 }
 
@@ -383,36 +404,26 @@ bool StriderMaster::SetHeadTarget(NodeHandle node) {
 }
 
 bool StriderMaster::SetEulerActive(int id, int order) {
-  HoldState();
-  const bool done = strider::SetEulerActive(*core_, id, order);
-  if (done) Changed();
-  return done;
+  return EditState([&] { return strider::SetEulerActive(*core_, id, order); });
 }
 bool StriderMaster::SetQuaternionActive(int id) {
-  HoldState();
-  const bool done = strider::SetQuaternionActive(*core_, id);
-  if (done) Changed();
-  return done;
+  return EditState([&] { return strider::SetQuaternionActive(*core_, id); });
 }
 int StriderMaster::GetEulerOrder(int id) const { return strider::GetEulerOrder(*core_, id); }
 bool StriderMaster::SetSeparateTracks(int id, bool on) {
-  HoldState();
-  const bool done = strider::SetSeparateTracks(*core_, id, on) == kDone;
-  if (done) Changed();
-  return done;
+  return EditState([&] { return strider::SetSeparateTracks(*core_, id, on) == kDone; });
 }
 
 float StriderMaster::GetHeight() const { return CoreFigureHeight(*core_); }
 
 bool StriderMaster::SetHeight(float height) {
-  HoldState();
-  if (strider::SetHeight(*core_, height) == kRefused) {
-    TellIllegal(session_, *FindStructureParameter("height"), height);
-    return false;
-  }
-  CoreForwardKinematics(*core_);
-  Changed();
-  return true;
+  const bool done = EditState([&] {
+    if (strider::SetHeight(*core_, height) == kRefused) return false;
+    CoreForwardKinematics(*core_);
+    return true;
+  });
+  if (!done) TellIllegal(session_, *FindStructureParameter("height"), height);
+  return done;
 }
 
 // --- Nodes -------------------------------------------------------------------------------------

@@ -106,6 +106,7 @@ class StriderMaster final : public IStriderMaster12 {
   bool StandsUnder(NodeHandle node, NodeHandle ancestor) const;
   void UpdateRoot(const Matrix3& parent);
   void EvaluateAt(TimeValue t);
+  Matrix3 RootAt(TimeValue t) const;
   Matrix3 ObjectFrame(NodeHandle node, TimeValue t) const;
   const Matrix3* ShownTransform();
   void ApplyInPlace();
@@ -113,6 +114,8 @@ class StriderMaster final : public IStriderMaster12 {
   void SetMode(unsigned bit, bool on);
   bool ModeIsOn(unsigned bit) const;
   unsigned SwitchModes(unsigned bits, bool on, bool redraw);
+  template <class Edit>
+  bool EditState(Edit edit);
   template <class Edit>
   KeyRefusal EditKeys(Edit edit);
 
@@ -130,7 +133,6 @@ class StriderMaster final : public IStriderMaster12 {
   bool hasTargets_ = false;  // any limb or the head follows a node
   int numEvaluations_ = 0;
   Matrix3 rootTransform_;  // the figure's base in the world
-  Matrix3 worldToRoot_;
   bool rootIsIdentity_ = true;
   Matrix3 shownTransform_;  // the same, or what in place and layers put in its stead
 
