@@ -63,8 +63,9 @@ TEST(Euler, AnglesAreReadBackAndTheMiddleOneMayReachAQuarterTurn) {
       const float loss = 1e-6f / std::cos(angles.y);
       for (int k = 0; k < 3; ++k) EXPECT_NEAR(read[k], angles[k], 2e-6f + 2 * loss) << k;
     }
-    for (const float sign : {-1.0f, 1.0f}) {
-      const Quat turn = EulerToQuat({0.4f, sign * kHalfPi, -1.1f}, order);
+    for (const float off : {0.0f, 1e-6f, 1e-5f, 1e-3f}) {
+      const float sign = off > 5e-6f ? -1.0f : 1.0f;
+      const Quat turn = EulerToQuat({0.4f, sign * (kHalfPi - off), -1.1f}, order);
       const Point3 read = QuatToEuler(turn, order);
       EXPECT_NEAR(read.y, sign * kHalfPi, 1e-3);
       ExpectSameTurn(EulerToQuat(read, order), turn);

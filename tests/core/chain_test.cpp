@@ -82,6 +82,8 @@ TEST(HeadTarget, AnywhereLeavesASquareFrame) {
         ASSERT_TRUE(IsFinite(core.head.frame));
         ASSERT_LT(test::OffSquare(core.head.frame), 1e-4f);
         ASSERT_TRUE(test::RightHanded(core.head.frame));
+        if (blend != 1 || !IsFinite(offset) || Length(offset) < 1e-3f) continue;
+        ASSERT_LT(Distance(HeadFacing(core), Normalized(offset)), 1e-4f) << "up or down, it faces it";
       }
     }
   }

@@ -227,6 +227,9 @@ TEST(CoreEvaluate, AnswersTheSameWhateverWasAskedBefore) {
           ASSERT_EQ(AllTransforms(used), AllTransforms(once));
           Evaluate(used, t, context);
           ASSERT_EQ(AllTransforms(used), AllTransforms(once)) << "asked twice";
+          CorePose(used, t + 40, context);
+          CorePose(used, t, context);
+          ASSERT_EQ(AllTransforms(used), AllTransforms(once)) << "pose and frames in one";
         }
       }
     }

@@ -166,6 +166,9 @@ TEST(KeyTrack, AnswersAsAPlainListOfKeysThroughAnyEdits) {
         const std::uint32_t held = track.times[static_cast<std::size_t>(i)].linkMask;
         ASSERT_EQ(held, separate ? wanted.mask : kAllLinks);
         for (int s = 0; s < 5; ++s) {
+          if (separate) {
+            ASSERT_EQ(track.linkTimes[static_cast<std::size_t>(5 * i + s)], time);
+          }
           const bool has = !separate || (wanted.mask >> s & 1);
           ASSERT_EQ(GetTcb(track, i, s), has ? wanted.tcb[s] : kMissingTcb) << step << ' ' << i;
         }
@@ -248,6 +251,8 @@ TEST(KeyTrack, SectionsTakeAndGiveBackTheirLinksOwnKeys) {
   for (int i = 0; i < 4; ++i)
     EXPECT_EQ(wider.track.times[static_cast<std::size_t>(i)].linkMask, wide[i]);
   ASSERT_TRUE(CheckTrack(wider.track));
+  for (int i = 0; i < 20; ++i)
+    EXPECT_EQ(wider.track.linkTimes[static_cast<std::size_t>(i)], i / 5 * 10);
   SetLinkMask(wider.track, 3, 8);  // of those that fall together again not all have this key
   ASSERT_EQ(SetSeparate(wider, 1, 3), kDone);
   EXPECT_EQ(wider.keys, (std::vector<int>{0, 10, 20}));

@@ -198,6 +198,21 @@ TEST(TrackReader, AChannelsTangentsBelongToTheAxisTheOrderNames) {
   }
 }
 
+TEST(TrackReader, AKeyThatMovesUpBeforeItIsLookedAtIsStillSeenAsEdited) {
+  Table table = TableOf({{600, 6}, {700, 9}, {800, 4}, {900, 5}, {1000, 1}});
+  ASSERT_EQ(SetTcb(table.track, 3, 0, {0, 0, 50, 25, 25}), kDone);
+  std::vector<Row> rows = {{600, 6}, {700, 9}, {800, 4}, {900, 5}, {1000, 1}};
+  for (TimeValue t = 0; t < 500; t += 100) {
+    rows.push_back({t, static_cast<float>(t % 7)});
+    ASSERT_EQ(PutKeyRecord(table, t, Sample{rows.back().value, {}, {}, {}}), kDone);
+  }
+  RefreshDerived(table, SampleChannels{});
+  Table fresh = TableOf(rows);
+  ASSERT_EQ(SetTcb(fresh.track, 8, 0, {0, 0, 50, 25, 25}), kDone);
+  RefreshDerived(fresh, SampleChannels{});
+  for (TimeValue t = 0; t < 1000; t += 10) EXPECT_EQ(ValueAt(table, t), ValueAt(fresh, t)) << t;
+}
+
 TEST(TrackReader, LinksWithoutAKeyRideAcrossIt) {
   Table table = TableOf({{0, 0}, {100, 5}, {200, 2}, {300, 3}});
   ASSERT_EQ(SetSeparate(table, 1, 3), kDone);
