@@ -66,6 +66,10 @@ struct LimbKey {
   friend bool operator==(const LimbKey&, const LimbKey&) = default;
 };
 
+/// True for a key whose target stands in object space, and for one whose target rules alone there.
+inline bool InObjectSpace(const LimbKey& key) { return key.ikSpace == kObjectSpace; }
+inline bool HoldsObject(const LimbKey& key) { return InObjectSpace(key) && key.ikBlend == 1; }
+
 /// Spine, tail, ponytails and extra chains: a turn for every link, in the link before.
 struct ChainKey {
   float base[4] = {};  // carried for files

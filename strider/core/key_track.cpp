@@ -91,7 +91,8 @@ int FindKey(const KeyTrack& track, TimeValue t) {
 
 int FindKeyNear(const KeyTrack& track, TimeValue t, int& near) {
   const int last = track.numKeys - 1;
-  for (int i = near; i <= near + 1 && i >= 0 && i < last; ++i) {
+  const int from = near >= 0 && near < last ? near : last;
+  for (int i = from; i < last && i <= from + 1; ++i) {
     if (track.times[At(i)].time <= t && t < track.times[At(i + 1)].time) return near = i;
   }
   return near = FindKey(track, t);

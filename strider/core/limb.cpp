@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "strider/core/evaluate.h"
 #include "strider/core/track_reader.h"
 
 namespace strider {
@@ -12,20 +11,6 @@ using Reader = TrackReader<LimbKey>;
 
 // Below this share a target has no effect worth solving for.
 constexpr float kLeastBlend = 0.0001f;
-
-PivotChoice PivotOf(const LimbKey& key) {
-  PivotChoice choice{key.pivotKind, 0, 0, 0};
-  if (key.pivotKind == kNamedPivot) {
-    choice.index = key.pivotIndex;
-  } else {
-    choice.digit = key.pivotDigit;
-    choice.link = key.pivotLink;
-  }
-  return choice;
-}
-
-bool InObjectSpace(const LimbKey& key) { return key.ikSpace == kObjectSpace; }
-bool HoldsObject(const LimbKey& key) { return InObjectSpace(key) && key.ikBlend == 1; }
 
 /// Which of a limb's sub-tracks and curves rule which of its values.
 struct LimbLayout {
@@ -202,12 +187,6 @@ PivotInForce ReadPivot(const LimbRecord& limb, const Reader& r) {
           })};
 }
 
-/// Exact comparison on purpose: only a frame that nobody set is passed over.
-bool HasObjectFrame(const LimbRecord& limb) {
-  const Matrix3& m = limb.objectFrame;
-  return !(m.row[0].x == 1 && m.row[1].y == 1 && m.row[2].z == 1 && m.row[3] == Point3{});
-}
-
 // --- Step 3: rotations of the hand or foot ------------------------------------------------------
 
 /// Rotation that the key's own space gives the hand or foot: a body-space one turns with the body
@@ -215,65 +194,12 @@ bool HasObjectFrame(const LimbRecord& limb) {
 Quat SpaceRotationInWorld(const MotionCore& core, const LimbRecord& limb, const Reader& r) {
   const Quat inSpace =
       r.Rotation(2, [](const LimbKey& key) -> const Quat& { return key.spaceRotation; });
-  Quat space;
-  if (limb.pose.ikSpace == kBodySpace) {
-    space = limb.isLeg ? core.body.bodyRotation : limb.parent.rotation;
-  } else if (HasObjectFrame(limb)) {
-    space = RotationOf(Orthogonalized(limb.objectFrame));
-  }
-  return NearUnit(space * inSpace);
-}
-
-Quat LastSegmentInWorld(const LimbRecord& limb, const LimbShape& shape) {
-  return limb.base.rotation * shape.lastRotation;
-}
-
-Point3 IntoBase(const LimbRecord& limb, const Point3& world) {
-  return Rotate(Conjugate(limb.base.rotation), world - limb.base.origin);
-}
-Point3 OutOfBase(const LimbRecord& limb, const Point3& local) {
-  return limb.base.origin + Rotate(limb.base.rotation, local);
-}
-
-Point3 ThroughObject(const LimbRecord& limb, const Point3& point) {
-  return HasObjectFrame(limb) ? point * limb.objectFrame : point;
-}
-
-void SolveToLocalTarget(LimbRecord& limb, const EvalContext& context) {
-  LimbPose& pose = limb.pose;
-  pose.limbRotation = SolveLimb(LengthsOf(limb), pose.localTarget, pose.swivel, pose.limbRotation,
-                                context.tiltFourLinkSwivel, pose.jointAngles);
+  if (limb.pose.ikSpace == kObjectSpace) return NearUnit(ObjectRotation(limb) * inSpace);
+  const Quat& body = limb.isLeg ? core.body.bodyRotation : limb.parent.rotation;
+  return NearUnit(body * inSpace);
 }
 
 }  // namespace
-
-namespace {
-
-/// Turn of a clavicle: swing ahead about its own up axis, droop about the axis ahead.
-const Quat& ClavicleTurn(LimbRecord& arm) {
-  ClavicleMemo& memo = arm.clavicleMemo;
-  const float(&angles)[2] = arm.pose.clavicle;
-  if (memo.angles[0] != angles[0] || memo.angles[1] != angles[1]) {
-    const float side = arm.side == kRight ? 1.0f : -1.0f;
-    memo.turn = AboutZ(angles[0]) * AboutY(side * angles[1]);
-    memo.angles[0] = angles[0];
-    memo.angles[1] = angles[1];
-  }
-  return memo.turn;
-}
-
-}  // namespace
-
-void PlaceLimbBase(const MotionCore& core, LimbRecord& limb) {
-  if (limb.isLeg) {
-    limb.parent = core.pelvisFrame;
-    limb.base = ChildFrame(limb.parent, limb.baseRotation, limb.baseOffset);
-    return;
-  }
-  limb.parent =
-      ChildFrame(core.spineEnd, limb.clavicleRotation * ClavicleTurn(limb), limb.baseOffset);
-  limb.base = ChildFrame(limb.parent, limb.baseRotation, {limb.dimensions[0].x, 0, 0});
-}
 
 LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t) {
   if (core.freeForm || limb.table.Empty() || InFreeForm(core.footsteps, t)) return kMove;
@@ -288,193 +214,6 @@ LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t
 }
 
 namespace {
-
-/// `poseOf` gives the pose of a digit: the limb's current one or a key's.
-template <class PoseOf>
-Point3 PivotPointIn(const LimbRecord& limb, const PivotChoice& choice, PoseOf poseOf) {
-  if (choice.kind == kDigitPivot && limb.numDigits > 0) {
-    const int d = std::clamp(choice.digit, 0, limb.numDigits - 1);
-    const DigitRecord& digit = limb.digits[d];
-    const DigitKey& pose = poseOf(d);
-    const int link = std::clamp(choice.link, 0, digit.numLinks);
-    Point3 joint = digit.baseOffset;
-    Quat rotation = digit.baseRotation * pose.base;
-    for (int k = 0; k < link; ++k) {
-      if (!limb.isLeg || k == 0) rotation = rotation * pose.link[k];
-      if (limb.isLeg) rotation = rotation * AboutZ(-pose.bend[k]);
-      joint += Rotate(rotation, {digit.dimensions[k].x, 0, 0});
-    }
-    return joint;
-  }
-  const int index = std::clamp(choice.index, 0, kNumNamedPivots - 1);
-  if (index == 0) return {};
-  const float across = static_cast<float>((index - 1) % 3 - 1);
-  const bool far = index >= kFirstToePivot;
-  if (limb.isLeg) {
-    return {limb.extremityHeight, far ? limb.toeLength : -limb.heelLength,
-            across * 0.5f * limb.extremityWidth};
-  }
-  // A hand rests on its palm, which faces the body: the third axis points out on the right hand
-  // and in on the left.
-  const float palm = limb.extremityHeight / (limb.side == kRight ? -9.0f : 9.0f);
-  return {far ? limb.toeLength : 0, across * limb.extremityWidth / 2.5f, palm};
-}
-
-}  // namespace
-
-Point3 PivotPoint(const LimbRecord& limb, const PivotChoice& choice) {
-  return PivotPointIn(limb, choice,
-                      [&limb](int d) -> const DigitKey& { return limb.digits[d].pose; });
-}
-Point3 PivotPoint(const LimbRecord& limb, const LimbKey& key) {
-  return PivotPointIn(limb, PivotOf(key),
-                      [&key](int d) -> const DigitKey& { return key.digits[d]; });
-}
-
-void JoinPivots(const LimbRecord& limb, const LimbKey& before, LimbKey& key) {
-  key.joinedPivotPosition = key.pivotPosition;
-  if (!InObjectSpace(key) || !InObjectSpace(before)) return;
-  LimbKey asBefore = before;
-  asBefore.pivotKind = key.pivotKind;
-  asBefore.pivotIndex = key.pivotIndex;
-  asBefore.pivotDigit = key.pivotDigit;
-  asBefore.pivotLink = key.pivotLink;
-  key.joinedPivotPosition =
-      before.objectTarget + Rotate(before.spaceRotation, PivotPoint(limb, asBefore));
-}
-
-int NumPivots(const LimbRecord& limb) {
-  int count = kNumNamedPivots;
-  if (limb.digitsSeparate) return count;
-  for (int d = 0; d < limb.numDigits; ++d) count += limb.digits[d].numLinks + 1;
-  return count;
-}
-
-PivotChoice PivotOfNumber(const LimbRecord& limb, int number) {
-  if (number < kNumNamedPivots) return {kNamedPivot, std::max(number, 0), 0, 0};
-  number = std::min(number, NumPivots(limb) - 1) - kNumNamedPivots;
-  if (number < 0) return {kNamedPivot, kNumNamedPivots - 1, 0, 0};
-  int digit = 0;
-  while (number > limb.digits[digit].numLinks) number -= limb.digits[digit++].numLinks + 1;
-  return {kDigitPivot, 0, digit, number};
-}
-
-void PlacePivotedLimb(LimbRecord& limb, const Point3& anchor, const PivotChoice& pivot,
-                      const Quat& endWorld, const EvalContext& context) {
-  const Point3 toPivot = Rotate(endWorld, PivotPoint(limb, pivot));
-  limb.pose.worldTarget = ThroughObject(limb, anchor) - toPivot;
-  limb.pose.localTarget = IntoBase(limb, limb.pose.worldTarget);
-  SolveToLocalTarget(limb, context);
-}
-
-namespace {
-
-double BaseDistance(const LimbRecord& limb, float hinge) {
-  const double a = limb.upperLength, b = limb.lowerLength;
-  return std::sqrt(std::max(0.0, a * a + b * b - 2 * a * b * SinCosOf(hinge).cos));
-}
-
-/// Turns the foot about its pivot until the ankle stands `distance` from the hip; `follow` brings
-/// it back towards where it was. False, nothing changed, if there is no such place.
-bool RotateFootToDistance(LimbRecord& limb, double distance, const Point3& pivotOffset,
-                          float follow, Quat& endInBase, const EvalContext& context) {
-  const Point3 ankle = limb.pose.localTarget;
-  const Point3 pivot = ankle + pivotOffset;
-  const double radius = Length(pivotOffset), pivotDistance = Length(pivot);
-  if (!(radius > 0) || !(pivotDistance > 0)) return false;
-  // In the plane of hip, pivot and ankle, along the line to the pivot and across it.
-  const Point3 along = Normalized(pivot);
-  const Point3 across = Normalized(ankle - Dot(ankle, along) * along);
-  if (across == Point3{}) return false;
-  const double x =
-      (distance * distance - radius * radius + pivotDistance * pivotDistance) / (2 * pivotDistance);
-  const double square = distance * distance - x * x;
-  if (!(square >= 0)) return false;
-  const Point3 wanted =
-      static_cast<float>(x) * along + static_cast<float>(std::sqrt(square)) * across;
-  const Point3 between = Lerp(wanted, ankle, follow) - pivot;
-  const Point3 spoke = Normalized(between, Normalized(ankle - pivot));
-  const Point3 moved = pivot + static_cast<float>(radius) * spoke;
-
-  const Point3 oldSpoke = Normalized(ankle - pivot);
-  const Quat turn = AngleAxis(Acos(Dot(oldSpoke, spoke)), Cross(oldSpoke, spoke));
-  endInBase = NearUnit(turn * endInBase);
-  limb.pose.localTarget = moved;
-  limb.pose.worldTarget = OutOfBase(limb, moved);
-  SolveToLocalTarget(limb, context);
-  return true;
-}
-
-/// Share by which a measure below `limit` falls short of it.
-float Shortfall(float value, float limit) { return value < limit ? 1 - value / limit : 0; }
-
-}  // namespace
-
-bool AdjustAnkle(LimbRecord& limb, const AnkleAdjustment& a, const Point3& pivotOffset,
-                 Quat& endInBase, const EvalContext& context) {
-  // Limits of the rules below: a foot nearer to the ground than a tenth of its length keeps its
-  // ankle; a leg stretched past kStraight is left alone.
-  constexpr float kStraight = 0.98f, kSideRange = 0.3f, kStraightRange = 0.05f;
-  constexpr float kFoldedKnee = 1.3f, kOpenKnee = 2.0f;
-  LimbPose& pose = limb.pose;
-  const float currentHinge = pose.jointAngles[kHinge];
-
-  // Step 1: the hinge wanted. Near the ground the ankle holds.
-  const float rise = -Rotate(limb.base.rotation, pivotOffset).y - limb.extremityHeight;
-  const float near = limb.toeLength / 10;
-  float tension = a.tension;
-  const float lifted = std::max(rise, 0.0f);
-  if (lifted < near) tension += (near - lifted) / near;
-  tension = std::min(tension, 1.0f);
-  const float hinge = a.keyedHinge + (currentHinge - a.keyedHinge) * tension;
-
-  // Step 2: what that does to the distance of hip and ankle.
-  double distance = BaseDistance(limb, hinge);
-  const double now = BaseDistance(limb, currentHinge);
-  const double gain = distance - now;
-
-  // Steps 3 to 5: when the foot cannot turn sensibly.
-  if (a.needAboveGround && rise < 0) return false;
-  const Point3 hipDirection = Normalized(-pose.localTarget);
-  const Point3 pivotDirection = Normalized(pivotOffset);
-  const float facing = Dot(hipDirection, pivotDirection);
-  if (facing < -kStraight) return false;
-  const float straight = (facing + kStraight) / (1 + kStraight);
-  // Both legs keep their swivel to the left, so a pivot ahead of the ankle is positive for both.
-  const Point3 swivel = FrameOf(pose.limbRotation, {}).row[2];
-  const float side = Dot(swivel, Cross(hipDirection, pivotDirection));
-  if (side < 0) return false;
-
-  // Steps 6 and 7: how far the ankle stays where it is.
-  float follow = std::min(Shortfall(side, kSideRange) + Shortfall(straight, kStraightRange), 1.0f);
-  if (!a.probe) {
-    if (currentHinge <= kFoldedKnee) {
-      follow += 1;
-    } else if (currentHinge < kOpenKnee) {
-      follow += (kOpenKnee - currentHinge) / (kOpenKnee - kFoldedKnee);
-    }
-  }
-  follow = std::min(follow, 1.0f);
-
-  // Step 8: the ground limits the turn.
-  if (gain < 0 && -gain > 2 * rise && rise > 0 && !a.probe) {
-    distance = now - 2 * rise;
-  } else if (gain >= 0 && a.needAboveGround && gain > rise) {
-    distance = rise + now;
-  }
-  return RotateFootToDistance(limb, distance, pivotOffset, follow, endInBase, context);
-}
-
-namespace {
-
-/// Toes stay as they lay when the foot turned over its toe row from `before` to `after`.
-void AdjustToesToPivot(LimbRecord& limb, const Quat& before, const Quat& after) {
-  for (int d = 0; d < limb.numDigits; ++d) {
-    DigitRecord& digit = limb.digits[d];
-    const Quat back = Conjugate(after * digit.baseRotation) * before * digit.baseRotation;
-    digit.pose.base = Normalized(back * digit.pose.base);
-  }
-}
 
 /// The pose that the keys give without a target.
 struct ForwardPose {
@@ -579,160 +318,6 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
   pose.swivel = shape.swivel;
   pose.localTarget = shape.end;
   pose.endRotation = NearUnit(Conjugate(LastSegmentInWorld(limb, shape)) * endWorld);
-}
-
-void ComputeLimbTransforms(LimbRecord& limb) {
-  int link = 0;
-  if (!limb.isLeg) limb.frame[link++] = UnitFrame(limb.parent.rotation, limb.parent.origin);
-  const LimbPose& pose = limb.pose;
-  const LimbShape& shape = ShapeOfPose(limb);
-  const Quat& base = limb.base.rotation;
-  const Matrix3 baseFrame = UnitFrame(base, limb.base.origin);
-  limb.frame[link++] = UnitFrame(base * pose.limbRotation, limb.base.origin);
-  limb.frame[link++] = UnitFrame(base * shape.lowerRotation, shape.joint * baseFrame);
-  const Quat last = base * shape.lastRotation;
-  if (limb.hasFourLinks) limb.frame[link++] = UnitFrame(last, shape.hock * baseFrame);
-  limb.pose.worldTarget = shape.end * baseFrame;
-  const Quat end = last * pose.endRotation;
-  limb.frame[link] = UnitFrame(end, limb.pose.worldTarget);
-
-  for (int d = 0; d < limb.numDigits; ++d) {
-    DigitRecord& digit = limb.digits[d];
-    Point3 joint = digit.baseOffset * limb.frame[link];
-    Quat rotation = end * digit.baseRotation * digit.pose.base;
-    for (int k = 0; k < digit.numLinks; ++k) {
-      if (!limb.isLeg || k == 0) rotation = rotation * digit.pose.link[k];
-      if (limb.isLeg) rotation = rotation * AboutZ(-digit.pose.bend[k]);
-      digit.frame[k] = UnitFrame(rotation, joint);
-      joint += digit.dimensions[k].x * digit.frame[k].row[0];
-    }
-  }
-}
-
-namespace {
-
-/// The current pose as a key whose hand or foot is held in the space that the key's kind names.
-LimbKey PoseAsKey(const MotionCore& core, const LimbRecord& limb, float ikBlend, int ikSpace,
-                  int joined) {
-  const LimbPose& pose = limb.pose;
-  LimbKey key = limb.rest;
-  for (int i = 0; i < kNumJointAngles; ++i) key.jointAngles[i] = pose.jointAngles[i];
-  key.limbRotation = pose.limbRotation;
-  key.endRotation = pose.endRotation;
-  key.clavicle[0] = pose.clavicle[0];
-  key.clavicle[1] = pose.clavicle[1];
-  key.keyState = limb.keyState;
-  key.forwardBend = pose.forwardBend;
-  key.ikBlend = ikBlend;
-  key.ikAnkleTension = pose.ikAnkleTension;
-  key.ikSpace = ikSpace;
-  key.ikJoinedPivot = joined;
-  for (int d = 0; d < limb.numDigits; ++d) key.digits[d] = limb.digits[d].pose;
-
-  const LimbShape shape = ForwardLimb(LengthsOf(limb), pose.jointAngles, pose.limbRotation);
-  key.bodyTarget = shape.end;
-  const Quat endWorld = Normalized(LastSegmentInWorld(limb, shape) * pose.endRotation);
-  Point3 endPlace = OutOfBase(limb, shape.end);
-  Quat object;
-  if (HasObjectFrame(limb)) {
-    endPlace = endPlace * Inverse(limb.objectFrame);
-    object = RotationOf(Orthogonalized(limb.objectFrame));
-  }
-  key.objectTarget = endPlace;
-  const Quat body = limb.isLeg ? core.body.bodyRotation : limb.parent.rotation;
-  const Quat space = ikSpace == kObjectSpace ? object : body;
-  key.spaceRotation = Normalized(Conjugate(space) * endWorld);
-  if (limb.isLeg) {
-    const Quat inBody = Conjugate(core.body.bodyRotation) * endWorld;
-    key.anklePose = QuatToEuler(inBody, 0);
-  }
-  const PivotChoice pivot{pose.pivotKind, pose.pivotIndex, pose.pivotDigit, pose.pivotLink};
-  key.pivotKind = pivot.kind;
-  key.pivotIndex = pivot.index;
-  key.pivotDigit = pivot.digit;
-  key.pivotLink = pivot.link;
-  key.pivotPosition = endPlace + Rotate(Conjugate(object) * endWorld, PivotPoint(limb, pivot));
-  key.joinedPivotPosition = key.pivotPosition;
-  return key;
-}
-
-}  // namespace
-
-LimbKey CurrentLimbKey(const MotionCore& core, const LimbRecord& limb) {
-  const LimbPose& pose = limb.pose;
-  return PoseAsKey(core, limb, pose.ikBlend, pose.ikSpace, pose.ikJoinedPivot);
-}
-
-LimbKey CurrentLimbKey(const MotionCore& core, const LimbRecord& limb, LimbKeyKind kind) {
-  LimbKey form;
-  SetKeyKind(form, kind);
-  return PoseAsKey(core, limb, form.ikBlend, form.ikSpace, form.ikJoinedPivot);
-}
-
-void SetKeyKind(LimbKey& key, LimbKeyKind kind) {
-  key.ikBlend = kind == kFreeKey ? 0.0f : 1.0f;
-  key.ikSpace = kind == kFreeKey ? kBodySpace : kObjectSpace;
-  key.ikJoinedPivot = kind == kPlantedKey ? 1 : 0;
-}
-
-LimbKeyKind KeyKindOf(const LimbKey& key) {
-  if (!HoldsObject(key)) return kFreeKey;
-  return key.ikJoinedPivot ? kPlantedKey : kSlidingKey;
-}
-
-void SetKeyPivot(const LimbRecord& limb, LimbKey& key, const PivotChoice& pivot) {
-  key.pivotKind = pivot.kind;
-  key.pivotIndex = pivot.index;
-  key.pivotDigit = pivot.digit;
-  key.pivotLink = pivot.link;
-  key.pivotPosition = key.objectTarget + Rotate(key.spaceRotation, PivotPoint(limb, key));
-}
-
-void RefreshObjectSpaceKeys(MotionCore& core, int limbId, const ObjectFrameAt& objectFrameAt,
-                            const EvalContext& context) {
-  LimbRecord* limb = FindLimb(core, limbId);
-  if (!limb || limb->table.Empty()) return;
-  MotionCore scratch = core;
-  LimbRecord& reader = *FindLimb(scratch, limbId);
-  for (int i = 0; i < limb->table.track.numKeys; ++i) {
-    LimbKey& key = limb->table.keys[static_cast<std::size_t>(i)];
-    if (!InObjectSpace(key)) continue;
-    const TimeValue t = limb->table.TimeOf(i);
-    reader.objectFrame = objectFrameAt(t);
-    CoreEvaluate(scratch, t, context);
-    CoreForwardKinematics(scratch);
-    const LimbKey now = CurrentLimbKey(scratch, reader);
-    for (int a = 0; a < kNumJointAngles; ++a) key.jointAngles[a] = now.jointAngles[a];
-    key.limbRotation = OnSideOf(now.limbRotation, key.limbRotation);
-    key.endRotation = OnSideOf(now.endRotation, key.endRotation);
-    key.bodyTarget = now.bodyTarget;
-    key.anklePose = now.anklePose;
-    key.objectTarget = now.objectTarget;
-    SetKeyPivot(*limb, key, PivotOf(key));
-  }
-  MarkDirty(limb->table.track, 0, limb->table.track.numKeys - 1);
-}
-
-void ChangeObjectSpace(MotionCore& core, int limbId, const ObjectFrameAt& before,
-                       const ObjectFrameAt& after) {
-  LimbRecord* limb = FindLimb(core, limbId);
-  if (!limb) return;
-  for (int i = 0; i < limb->table.track.numKeys; ++i) {
-    LimbKey& key = limb->table.keys[static_cast<std::size_t>(i)];
-    if (!InObjectSpace(key)) continue;
-    const TimeValue t = limb->table.TimeOf(i);
-    const Matrix3 change = before(t) * Inverse(after(t));
-    key.objectTarget = key.objectTarget * change;
-    key.pivotPosition = key.pivotPosition * change;
-    const Quat turn = RotationOf(Orthogonalized(change));
-    key.spaceRotation = Normalized(turn * key.spaceRotation);
-    if (i > 0) {
-      const LimbKey& earlier = limb->table[i - 1];
-      key.spaceRotation = OnSideOf(key.spaceRotation, earlier.spaceRotation);
-      JoinPivots(*limb, earlier, key);
-    }
-  }
-  MarkDirty(limb->table.track, 0, limb->table.track.numKeys - 1);
 }
 
 }  // namespace strider

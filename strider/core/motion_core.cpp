@@ -1,5 +1,7 @@
 #include "strider/core/motion_core.h"
 
+#include "strider/core/key_edit.h"
+
 namespace strider {
 namespace {
 
@@ -124,6 +126,7 @@ void Configure(KeyTable<Key>& table, int numCurves, int numQuats, int trackCurve
 void ConfigureLimb(LimbRecord& limb) {
   KeyTrack& track = limb.table.track;
   track.numDigits = limb.numDigits;
+  track.clampSubTrack = 1;
   track.digitLinks = limb.digitLinks;
   const int digitCurves = limb.numDigits * limb.digitLinks;
   Configure(limb.table, NumLimbLinks(limb) + digitCurves,
@@ -261,11 +264,15 @@ int SetSeparateTracks(MotionCore& core, int id, bool on) {
     for (int side = 0; side < 2; ++side) std::swap(limbs[side], changed[side]);
     flag = limbOn;
     digitFlag = digitsOn;
+    // Keys that now follow each other may lie on opposite sides.
+    for (const LimbRecord& limb : limbs) AlignKeys(core, LimbId(limb));
     return int{kDone};
   };
-  const auto setTable = [on](auto& table, int links, bool& flag) {
+  const auto setTable = [&](auto& table, int links, bool& flag) {
     const int status = SetSeparate(table, on, links);
-    if (status == kDone) flag = on;
+    if (status == kRefused) return status;
+    flag = on;
+    AlignKeys(core, id);
     return status;
   };
   switch (id) {
