@@ -224,8 +224,8 @@ class BodyBuilder {
     solid.hull.push_back(Ball(frame_, {}, std::min(wrist, 0.45f * arm.extremityWidth)));
     const float half = 0.42f * arm.extremityWidth;
     float front = half, thick = 0.24f * arm.extremityHeight;
-    if (core_.structure.foreFeet) {  // digits leave a fore foot ahead, side by side across it
-      front = 0.12f * arm.extremityWidth;
+    if (core_.structure.foreFeet) {  // digits leave a fore foot's front, side by side across it
+      front = 0.5f * arm.extremityWidth;
       thick = 0.48f * arm.extremityHeight;
     }
     const Point3 rounding{0.18f * arm.toeLength, 0.2f * (front + half), 0.5f * thick};
