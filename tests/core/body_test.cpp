@@ -57,8 +57,14 @@ TEST(BodyGround, RunsFromKeyToKeyAndStandsOutsideThem) {
   const struct {
     TimeValue t;
     float share;
-  } rows[] = {{kTimeMin, 0},     {-1, 0}, {0, 0}, {4 * kFrame, 0.4f}, {5 * kFrame, 0.5f},
-              {10 * kFrame, 1}, {10 * kFrame + 1, 1}, {kTimeMax, 1}};
+  } rows[] = {{kTimeMin, 0},
+              {-1, 0},
+              {0, 0},
+              {4 * kFrame, 0.4f},
+              {5 * kFrame, 0.5f},
+              {10 * kFrame, 1},
+              {10 * kFrame + 1, 1},
+              {kTimeMax, 1}};
   for (bool euler : {false, true}) {
     ASSERT_TRUE(!euler || SetEulerActive(core, kTurn, 2));
     for (const auto& row : rows) {
@@ -100,9 +106,16 @@ TEST(BodyVelocity, IsTheGroundTravelledInTheLast160Ticks) {
   const struct {
     TimeValue t;
     Point3 velocity;
-  } rows[] = {{0, {}},    {1000, {}}, {1160, {}},  // within 160 of the first key
-              {1161, {2, 0, -3}}, {3000, {2, 0, -3}}, {4200, {2, 0, -3}}, {4280, {1, 0, -1.5f}},
-              {9000, {}}, {kTimeMin, {}}, {kTimeMax, {}}};
+  } rows[] = {{0, {}},
+              {1000, {}},
+              {1160, {}},  // within 160 of the first key
+              {1161, {2, 0, -3}},
+              {3000, {2, 0, -3}},
+              {4200, {2, 0, -3}},
+              {4280, {1, 0, -1.5f}},
+              {9000, {}},
+              {kTimeMin, {}},
+              {kTimeMax, {}}};
   for (const auto& row : rows) {
     Evaluate(core, row.t);
     EXPECT_LT(Distance(core.body.velocity, row.velocity), 0.01f) << row.t;
@@ -129,7 +142,8 @@ TEST(BodyBalance, MovesTheHipsBackUnderTheSpineAsWorkedOutByHand) {
   Evaluate(core, 700);
   EXPECT_EQ(core.body.balance, 0.25f) << "one key: its own";
   EXPECT_LT(Distance(core.body.balanceOffset, offset(0.25)), 1e-3f);
-  EXPECT_LT(Distance(core.body.bodyPosition, {-offset(0.25).x, core.body.figurePosition.y, -1}), 1e-3f);
+  EXPECT_LT(Distance(core.body.bodyPosition, {-offset(0.25).x, core.body.figurePosition.y, -1}),
+            1e-3f);
 
   // An eased key changes the path, but balance goes by the plain share of time.
   KeyGround(core, 1600, {0, 0, 0}, 1);
@@ -137,8 +151,8 @@ TEST(BodyBalance, MovesTheHipsBackUnderTheSpineAsWorkedOutByHand) {
   const struct {
     TimeValue t;
     double balance;
-  } rows[] = {{-50, 0.25}, {0, 0.25}, {400, 0.25 + 0.75 * 0.14644660940672624}, {800, 0.625},
-              {1600, 1},   {5000, 1}};
+  } rows[] = {{-50, 0.25},  {0, 0.25}, {400, 0.25 + 0.75 * 0.14644660940672624},
+              {800, 0.625}, {1600, 1}, {5000, 1}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.t);
     Evaluate(core, row.t);
@@ -153,7 +167,8 @@ TEST(BodyBalance, MovesTheHipsBackUnderTheSpineAsWorkedOutByHand) {
   bent.rotation[2] = AboutZ(-kHalfPi);
   ASSERT_EQ(PutKey(core, kSpine, 0, bent), KeyRefusal::kNone);
   Evaluate(core, 5000);
-  EXPECT_LT(Distance(core.body.balanceOffset, {0.7f * 13 + 3, 0.7f * (23 + 26 + 13) + 2, 1}), 0.01f);
+  EXPECT_LT(Distance(core.body.balanceOffset, {0.7f * 13 + 3, 0.7f * (23 + 26 + 13) + 2, 1}),
+            0.01f);
 }
 
 TEST(BodySupportState, FollowsTheKeysOfTheGroundPath) {
@@ -161,9 +176,9 @@ TEST(BodySupportState, FollowsTheKeysOfTheGroundPath) {
     int keyed;
     TimeValue age;
     int state;
-  } rows[] = {{0, 0, 0},   {0, 159, 0},  {0, 160, 1}, {0, 500, 1}, {1, 0, 1},
-              {1, 500, 1}, {2, 0, 2},    {2, 1, 3},   {3, 0, 3},   {3, 500, 3},
-              {9, 0, 3},   {-1, 0, -1},  {-1, 500, -1}};
+  } rows[] = {{0, 0, 0},   {0, 159, 0}, {0, 160, 1},  {0, 500, 1}, {1, 0, 1},
+              {1, 500, 1}, {2, 0, 2},   {2, 1, 3},    {3, 0, 3},   {3, 500, 3},
+              {9, 0, 3},   {-1, 0, -1}, {-1, 500, -1}};
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.keyed << " after " << row.age);
     MotionCore core = NominalFigure();
@@ -216,7 +231,8 @@ void AddFlight(MotionCore& core, int takeoffKey) {
   core.body.flights.push_back(flight);
 }
 
-float Ballistic(const MotionCore& core, TimeValue t, int* state = nullptr, float* weight = nullptr) {
+float Ballistic(const MotionCore& core, TimeValue t, int* state = nullptr,
+                float* weight = nullptr) {
   const FlightHeight flight = BallisticHeight(core, t, -1000);
   if (state) *state = flight.state;
   if (weight) *weight = flight.weight;
@@ -304,7 +320,8 @@ TEST(BallisticHeight, ShortStretchesBesideTheFlightHaveNoCurve) {
     SCOPED_TRACE(span);
     MotionCore core = NominalFigure();
     AddFootsteps(core, 100000);
-    KeyHeights(core, {{1600 - span, 210}, {1600, 214}, {3200, 211}, {3200 + span, 205}, {6400, 208}});
+    KeyHeights(core,
+               {{1600 - span, 210}, {1600, 214}, {3200, 211}, {3200 + span, 205}, {6400, 208}});
     AddFlight(core, 1);
     float lead, trail;
     const float before = Ballistic(core, 1600 - (span + 1) / 2, nullptr, &lead);
@@ -388,9 +405,7 @@ class PlainScan {
   }
   std::int64_t Time(int key) const { return core_.body.vertical.TimeOf(Held(key)); }
   double H(int key) const { return core_.body.vertical[Held(key)].ballisticHeight; }
-  bool Free(std::int64_t t) const {
-    return InFreeForm(core_.footsteps, static_cast<TimeValue>(t));
-  }
+  bool Free(std::int64_t t) const { return InFreeForm(core_.footsteps, static_cast<TimeValue>(t)); }
   float Arc(const FlightPeriod& f) const {
     const double g = core_.body.gravAccel / 25600.0, tau = t_ - f.takeoffTime, all = f.duration;
     double h = f.takeoffSpeed * tau + H(f.takeoffKey) - 0.5 * g * tau * tau;
@@ -451,13 +466,15 @@ TEST(BallisticHeight, FindsWhatAPlainWalkThroughTheFlightsFinds) {
       core.footsteps.freeFormStart[0] = random.Int(0, 8000);
       core.footsteps.freeFormEnd[0] = core.footsteps.freeFormStart[0] + random.Int(1, 4000);
     }
-    std::vector<TimeValue> times = {kTimeMin, kTimeMin + 1, kTimeMax, core.endTime, core.endTime - 1};
+    std::vector<TimeValue> times = {kTimeMin, kTimeMin + 1, kTimeMax, core.endTime,
+                                    core.endTime - 1};
     for (const auto& height : heights) {
       for (TimeValue near : {-1, 0, 1}) times.push_back(height.first + near);
     }
     for (int k = 0; k < 100; ++k) times.push_back(random.Int(-1000, t + 1000));
     for (TimeValue at : times) {
-      const FlightHeight found = BallisticHeight(core, at, 200), plain = PlainScan(core, at, 200).Find();
+      const FlightHeight found = BallisticHeight(core, at, 200),
+                         plain = PlainScan(core, at, 200).Find();
       ASSERT_EQ(found.weight, plain.weight) << at;
       ASSERT_EQ(found.state, plain.state) << at;
       ASSERT_NEAR(found.height, plain.height, 0.01f) << at;

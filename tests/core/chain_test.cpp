@@ -34,7 +34,8 @@ TEST(HeadTarget, FullBlendFacesItAndKeepsTheHeadUpright) {
   Random random(61);
   for (int i = 0; i < 300; ++i) {
     SCOPED_TRACE(i);
-    const MotionCore core = HeadAt(1, random.Inside(200), random.SmallTurn(1));
+    const Point3 target = random.Inside(200);
+    const MotionCore core = HeadAt(1, target, random.SmallTurn(1));
     const Matrix3& head = core.head.frame;
     const Point3 wanted = Normalized(core.head.targetPosition - head.Origin());
     ASSERT_LT(Distance(HeadFacing(core), wanted), 1e-4f);
@@ -73,7 +74,8 @@ TEST(HeadTarget, AnywhereLeavesASquareFrame) {
     const Quat turn = i == 0 ? Quat{} : random.Rotation();
     for (const Point3& offset :
          {Point3{0, 50, 0}, Point3{0, -50, 0}, Point3{1e-6f, 1, 0}, Point3{}, Point3{1e-30f, 0, 0},
-          Point3{0, 3e38f, 0}, Point3{3e38f, 3e38f, -3e38f}, Point3{nan, 0, 0}, Point3{0, inf, 0}}) {
+          Point3{0, 3e38f, 0}, Point3{3e38f, 3e38f, -3e38f}, Point3{nan, 0, 0},
+          Point3{0, inf, 0}}) {
       for (float blend : {0.5f, 1.0f, nan, inf}) {
         SCOPED_TRACE(testing::Message() << offset.x << " " << offset.y << " blend " << blend);
         MotionCore core = HeadAt(0, joint + offset, turn);
@@ -83,7 +85,8 @@ TEST(HeadTarget, AnywhereLeavesASquareFrame) {
         ASSERT_LT(test::OffSquare(core.head.frame), 1e-4f);
         ASSERT_TRUE(test::RightHanded(core.head.frame));
         if (blend != 1 || !IsFinite(offset) || Length(offset) < 1e-3f) continue;
-        ASSERT_LT(Distance(HeadFacing(core), Normalized(offset)), 1e-4f) << "up or down, it faces it";
+        ASSERT_LT(Distance(HeadFacing(core), Normalized(offset)), 1e-4f)
+            << "up or down, it faces it";
       }
     }
   }

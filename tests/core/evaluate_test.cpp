@@ -18,7 +18,6 @@ using test::MakeFigure;
 using test::Random;
 using test::RandomStructure;
 
-constexpr TimeValue kFrame = kDynamicsFrame;
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kHuge = std::numeric_limits<float>::max();
@@ -52,8 +51,8 @@ TEST(CoreLinkTransform, MirrorsJustTheListedLinks) {
     s.legLinks = legLinks;
     MotionCore core = MakeFigure(s);
     test::BendFigure(core, random);
-    std::set<std::pair<int, int>> mirrored = {{kLeftArm, 0}, {kRightArm, 1}, {kRightArm, 2},
-                                              {kRightArm, 3}};
+    std::set<std::pair<int, int>> mirrored = {
+        {kLeftArm, 0}, {kRightArm, 1}, {kRightArm, 2}, {kRightArm, 3}};
     for (int k = 0; k + 1 < legLinks; ++k) mirrored.insert({kRightLeg, k});
     for (int k = 0; k < 15; ++k) mirrored.insert({{kRightFingers, k}, {kRightToes, k}});
     for (const NodeInfo& node : BuildNodeTree(core)) {
@@ -92,6 +91,24 @@ TEST(CoreLinkTransform, StandsUprightInTheHostsSpace) {
   const Matrix3 prints = at(kFootprints, 0);
   EXPECT_NEAR(prints.Origin().z, 0, 1e-4f);
   EXPECT_EQ(prints.row[2], (Point3{0, 0, 1}));
+}
+
+TEST(CoreLinkTransform, FootprintsOfAFreeFigureLieUnderItsLowerFoot) {
+  MotionCore core = MakeFigure();
+  PlaceFigure(core, {30, 12, -7}, 1);
+  Evaluate(core, 0);
+  EXPECT_NEAR(LinkFrame(core, kFootprints, 0).Origin().y, 12, 1e-3);
+  LimbKey raised = core.leg[kRight].rest;
+  raised.limbRotation = AboutZ(0.9f) * raised.limbRotation;
+  ASSERT_EQ(PutKey(core, kRightLeg, 0, raised), KeyRefusal::kNone);
+  Evaluate(core, 0);
+  EXPECT_NEAR(LinkFrame(core, kFootprints, 0).Origin().y, 12, 1e-3);
+  ASSERT_EQ(PutKey(core, kLeftLeg, 0, raised), KeyRefusal::kNone);
+  Evaluate(core, 0);
+  const float ankle = std::fmin(core.leg[0].frame[2].Origin().y, core.leg[1].frame[2].Origin().y);
+  EXPECT_GT(ankle - core.leg[0].extremityHeight, 14);
+  EXPECT_NEAR(LinkFrame(core, kFootprints, 0).Origin().y, ankle - core.leg[0].extremityHeight,
+              1e-3);
 }
 
 TEST(CoreLinkTransform, AnswersTheIdentityForWhatDoesNotExist) {
@@ -275,7 +292,8 @@ TEST(CoreEvaluate, TakesEditsOfKeysInLikeAFigureKeyedAnew) {
     const std::vector<Matrix3> a = AllTransforms(edited), b = AllTransforms(anew);
     for (std::size_t i = 0; i < a.size(); ++i) {
       // A key taken over is brought to unit length again, which may cost its last bit.
-      for (int row = 0; row < 4; ++row) ASSERT_LT(Distance(a[i].row[row], b[i].row[row]), 1e-4f) << t;
+      for (int row = 0; row < 4; ++row)
+        ASSERT_LT(Distance(a[i].row[row], b[i].row[row]), 1e-4f) << t;
     }
   }
 }
@@ -366,9 +384,10 @@ TEST(TakeStance, BringsBackTheFigureAsItWasLaidOut) {
 TEST(CoreEvaluate, StaysFiniteAtTheEndsOfTime) {
   const TimeValue times[] = {kTimeMin, kTimeMin + 1, -1, 0, kTimeMax - 1, kTimeMax};
   for (bool footsteps : {false, true}) {
-    for (const std::vector<TimeValue>& keys :
-         {std::vector<TimeValue>{kTimeMin, kTimeMax}, {kTimeMin, 0, kTimeMax - 1, kTimeMax},
-          {kTimeMax}, {kTimeMin, kTimeMin + 1}}) {
+    for (const std::vector<TimeValue>& keys : {std::vector<TimeValue>{kTimeMin, kTimeMax},
+                                               {kTimeMin, 0, kTimeMax - 1, kTimeMax},
+                                               {kTimeMax},
+                                               {kTimeMin, kTimeMin + 1}}) {
       MotionCore core = Moving(FullStructure(), 92, keys);
       if (footsteps) {
         AddFootsteps(core, 0, kTimeMax);
@@ -462,11 +481,11 @@ TEST(CoreEvaluate, HandsOutFiniteFramesWhateverTheRecordsHold) {
     int count = 0;
     ForEachKeyFloat(sound, [&](float&) { ++count; });
     const auto check = [&](MotionCore& core, const char* how, bool derived) {
-      for (KeyTrack* track : {&core.leg[0].table.track, &core.leg[1].table.track,
-                              &core.arm[0].table.track, &core.arm[1].table.track,
-                              &core.spine.table.track, &core.tail.table.track,
-                              &core.head.table.track, &core.pelvis.table.track,
-                              &core.body.turn.track, &core.props[0].table.track}) {
+      for (KeyTrack* track :
+           {&core.leg[0].table.track, &core.leg[1].table.track, &core.arm[0].table.track,
+            &core.arm[1].table.track, &core.spine.table.track, &core.tail.table.track,
+            &core.head.table.track, &core.pelvis.table.track, &core.body.turn.track,
+            &core.props[0].table.track}) {
         if (derived) MarkDirty(*track, 0, track->numKeys - 1);
       }
       for (bool freeForm : {true, false}) {

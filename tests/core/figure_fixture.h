@@ -17,7 +17,8 @@
 
 namespace strider::test {
 
-/// std::mt19937 gives the same numbers everywhere; the standard distributions do not.
+/// std::mt19937 gives the same numbers everywhere; the standard distributions do not. Compilers
+/// evaluate the arguments of a call in orders of their own, so a call holds one draw at most.
 class Random {
  public:
   explicit Random(unsigned seed) : engine_(seed) {}
@@ -37,6 +38,11 @@ class Random {
       if (length > 0.1f && length < 1) return p / length;
     }
   }
+  /// Of a length between the two.
+  Point3 Vector(float low, float high) {
+    const float length = Between(low, high);
+    return length * Direction();
+  }
   Quat Rotation() {
     while (true) {
       const Quat q{Between(-1, 1), Between(-1, 1), Between(-1, 1), Between(-1, 1)};
@@ -45,7 +51,10 @@ class Random {
     }
   }
   /// A turn of at most `angle`.
-  Quat SmallTurn(float angle) { return AngleAxis(Between(-angle, angle), Direction()); }
+  Quat SmallTurn(float angle) {
+    const float turn = Between(-angle, angle);
+    return AngleAxis(turn, Direction());
+  }
 
  private:
   std::mt19937 engine_;
@@ -115,7 +124,9 @@ inline bool AllFinite(const std::vector<Matrix3>& frames) {
 inline float Distance(const Point3& a, const Point3& b) { return Length(a - b); }
 
 /// Angle between two rotations, whatever their signs.
-inline float AngleBetween(const Quat& a, const Quat& b) { return 2 * Length(LnDif(a, OnSideOf(b, a))); }
+inline float AngleBetween(const Quat& a, const Quat& b) {
+  return 2 * Length(LnDif(a, OnSideOf(b, a)));
+}
 
 /// How far the axes are from unit and square.
 inline float OffSquare(const Matrix3& m) {
@@ -128,6 +139,16 @@ inline float OffSquare(const Matrix3& m) {
   return worst;
 }
 inline bool RightHanded(const Matrix3& m) { return Dot(Cross(m.row[0], m.row[1]), m.row[2]) > 0; }
+
+/// Frames of a limb with its digits.
+inline std::vector<Matrix3> LimbFrames(const LimbRecord& limb) {
+  std::vector<Matrix3> frames(limb.frame, limb.frame + NumLimbLinks(limb));
+  for (int d = 0; d < limb.numDigits; ++d) {
+    const DigitRecord& digit = limb.digits[d];
+    frames.insert(frames.end(), digit.frame, digit.frame + digit.numLinks);
+  }
+  return frames;
+}
 
 /// The lowest of a foot's six sole points, the core's space.
 inline float LowestSolePoint(const LimbRecord& leg) {
@@ -143,7 +164,8 @@ inline float LowestSolePoint(const LimbRecord& leg) {
 inline void BendFigure(MotionCore& core, Random& random) {
   TakeStance(core);
   core.body.bodyPosition += random.Inside(0.2f * core.structure.height);
-  core.body.bodyRotation = AboutY(random.Between(-3, 3)) * random.SmallTurn(0.3f);
+  core.body.bodyRotation = AboutY(random.Between(-3, 3));
+  core.body.bodyRotation = core.body.bodyRotation * random.SmallTurn(0.3f);
   core.pelvis.pose = random.SmallTurn(0.2f);
   for (ChainRecord* chain : {&core.spine, &core.tail, &core.neck, &core.pony[0], &core.pony[1]}) {
     for (int k = 0; k < chain->numLinks; ++k) chain->pose[k] = random.SmallTurn(0.3f);
@@ -189,8 +211,7 @@ inline void KeyAllTracks(MotionCore& core, Random& random, const std::vector<Tim
       LimbRecord* limb = FindLimb(posed, id);
       if (!limb) continue;
       LimbPose& pose = limb->pose;
-      const PivotChoice pivot =
-          PivotOfNumber(*limb, random.Int(0, NumPivots(*limb) - 1));
+      const PivotChoice pivot = PivotOfNumber(*limb, random.Int(0, NumPivots(*limb) - 1));
       pose.pivotKind = pivot.kind;
       pose.pivotIndex = pivot.index;
       pose.pivotDigit = pivot.digit;

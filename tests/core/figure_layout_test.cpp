@@ -208,11 +208,18 @@ TEST(FigureLayout, FingersAreLongestInTheMiddleAndCurlTowardsTheBody) {
     for (const LimbRecord& arm : core.arm) {
       ASSERT_EQ(arm.numDigits, row.fingers);
       const float inward = arm.side == kRight ? -1.0f : 1.0f;
+      const Matrix3& hand = arm.frame[3];
       for (int f = 0; f < row.fingers; ++f) {
         SCOPED_TRACE(f);
         const auto& lengths = row.lengths[static_cast<std::size_t>(f)];
         const DigitRecord& digit = arm.digits[f];
         ASSERT_EQ(digit.numLinks, static_cast<int>(lengths.size()));
+        // The first link leaves the palm flat, fanned out by at most 0.2 with knuckles.
+        EXPECT_NEAR(Dot(digit.frame[0].row[0], hand.row[2]), 0, 1e-4f);
+        const float middle = 0.5f * static_cast<float>(row.fingers - 1);
+        const float fan =
+            row.knuckles && middle > 0 ? 0.2f * (middle - static_cast<float>(f)) / middle : 0;
+        EXPECT_NEAR(Dot(digit.frame[0].row[0], hand.row[1]), Sin(fan), 1e-4f);
         for (int k = 0; k < digit.numLinks; ++k) {
           EXPECT_NEAR(digit.dimensions[k].x, lengths[static_cast<std::size_t>(k)], 1e-4f);
           if (k == 0) continue;
@@ -304,7 +311,8 @@ TEST(SetHeight, ToTheHeightAnsweredChangesNothing) {
   for (int i = 0; i < 300; ++i) {
     SCOPED_TRACE(i);
     MotionCore core = MakeFigure(RandomStructure(random));
-    PlaceFigure(core, random.Inside(100), random.Between(-3, 3));
+    const Point3 place = random.Inside(100);
+    PlaceFigure(core, place, random.Between(-3, 3));
     Evaluate(core, 0);
     const std::vector<float> before = Sizes(core);
     ASSERT_EQ(SetHeight(core, CoreFigureHeight(core)), kDone);

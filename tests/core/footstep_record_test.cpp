@@ -99,8 +99,8 @@ TEST(FootstepRecord, AgreesWithAPlainLookAtEverySpan) {
         ASSERT_EQ(FootstepLegState(track, side, t), state) << side << " at " << t;
       }
       if (lowest < 1e8f) {
-        const bool seam = FootstepLegState(track, 0, t) == kTouch ||
-                          FootstepLegState(track, 1, t) == kTouch;
+        const bool seam =
+            FootstepLegState(track, 0, t) == kTouch || FootstepLegState(track, 1, t) == kTouch;
         // On a seam of two contacts of one foot either may be meant.
         ASSERT_TRUE(seam || FootstepHeight(track, t) == lowest) << t;
       }

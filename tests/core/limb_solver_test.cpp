@@ -50,7 +50,7 @@ TEST(SolveTwoLink, ReachesAnyTargetWithSegmentsOfTheirLengthsBentTowardsY) {
     const float nearest = std::fabs(a - b);
     const float d = random.Between(nearest + 0.01f * (a + b), 0.999f * (a + b));
     const Point3 target = d * random.Direction();
-    const Point3 swivel = random.Between(0.01f, 100) * random.Direction();
+    const Point3 swivel = random.Vector(0.01f, 100);
     const LimbSolution solved = SolveTwoLink({a, b}, target, swivel, {});
     const Matrix3 frame = FrameOf(solved.rotation, {});
     const LimbShape shape = ForwardTwoLink({a, b}, solved.hingeAngle, solved.rotation);
@@ -107,7 +107,7 @@ TEST(SolveTwoLink, FoldsHalfWayForATargetWithoutDirection) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     for (int i = 0; i < 50; ++i) {
-      const Point3 swivel = random.Between(0.1f, 10) * random.Direction();
+      const Point3 swivel = random.Vector(0.1f, 10);
       const float tolerance = 1e-4f * row.distance;
       ASSERT_NEAR(distanceAt(row.lengths, {}, swivel), row.distance, tolerance);
       ASSERT_NEAR(distanceAt(row.lengths, {kNan, 1, 0}, swivel), row.distance, tolerance);
@@ -183,11 +183,45 @@ TEST(SolveLimb, ReachesItsTargetAlsoWithATiltedSwivel) {
     SCOPED_TRACE(i);
     const SegmentLengths lengths{80, 80, 40, true};
     float angles[kNumJointAngles] = {2, random.Between(0.1f, 0.6f), random.Between(-0.2f, 0.2f), 0};
-    const Point3 target = random.Between(100, 170) * random.Direction();
+    const Point3 target = random.Vector(100, 170);
     const Quat solved = SolveLimb(lengths, target, random.Direction(), {}, true, angles);
     const LimbShape shape = ForwardLimb(lengths, angles, solved);
     ASSERT_LT(Distance(shape.end, target), 2e-4f * ReachOf(lengths));
   }
+}
+
+// The swivel takes 0.3 of the way to the hock, and the pitch the angle by which that turned the
+// third segment: off it where the turn goes round the swivel, on to it where it goes against.
+TEST(SolveLimb, TiltingTakesTheThirdSegmentsTurnIntoItsPitch) {
+  Random random(18);
+  const SegmentLengths lengths{80, 80, 40, true};
+  int signs[2] = {};
+  for (int i = 0; i < 200; ++i) {
+    const float pitch = random.Between(-0.6f, 0.6f);
+    const Point3 target = random.Vector(100, 170);
+    const Point3 square = SquareSwivel(random.Direction(), target);
+    Point3 knee;
+    const auto thirdDirection = [&](const Point3& swivel) {
+      float angles[kNumJointAngles] = {2, pitch, 0, 0};
+      const Quat rotation = SolveLimb(lengths, target, swivel, {}, false, angles);
+      const LimbShape shape = ForwardLimb(lengths, angles, rotation);
+      knee = shape.joint;
+      return Normalized(shape.end - shape.hock);
+    };
+    const Point3 level = thirdDirection(square);
+    const Point3 onwards = target - knee;
+    const Point3 across = Normalized(onwards - Dot(onwards, square) * square);
+    const Point3 leaned = thirdDirection(Normalized(square + 0.3f * across));
+    const bool against = Dot(Cross(level, leaned), square) < 0;
+    ++signs[against];
+    const float turn = Acos(Dot(level, leaned));
+
+    float angles[kNumJointAngles] = {2, pitch, 0, 0};
+    (void)SolveLimb(lengths, target, square, {}, true, angles);
+    ASSERT_NEAR(angles[kThirdPitch], against ? pitch + turn : pitch - turn, 2e-3f) << i;
+  }
+  EXPECT_GT(signs[0], 20);
+  EXPECT_GT(signs[1], 20);
 }
 
 TEST(SolveLimb, KeepsAFourLinkLegTowardsTargetsOutOfReach) {
