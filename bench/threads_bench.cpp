@@ -87,9 +87,7 @@ int main() {
   const Comparison c = Compare(
       kRounds, [&] { crowd.PoseRange(0, all); },
       [&] {
-        OnTwoThreads([&](int i) {
-          crowd.PoseRange(i == 0 ? 0 : half, i == 0 ? half : all);
-        });
+        OnTwoThreads([&](int i) { crowd.PoseRange(i == 0 ? 0 : half, i == 0 ? half : all); });
       });
   std::printf("1,000 figures, two threads against one     %.2f times (%.2f to %.2f)\n",
               c.ratio.median, c.ratio.low, c.ratio.high);

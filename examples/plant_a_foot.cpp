@@ -13,7 +13,8 @@ int main() {
   if (!figure) return 1;
   const MotionCore& core = figure->Core();
 
-  // A planted key holds the foot where it stands now: about the middle of its toe row, in the world.
+  // A planted key holds the foot where it stands now: about the middle of its toe row, in the
+  // world.
   for (int id : {kRightLeg, kLeftLeg}) {
     const LimbRecord& leg = *FindLimb(core, id);
     LimbKey planted = CurrentLimbKey(core, leg, kPlantedKey);
