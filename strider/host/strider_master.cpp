@@ -118,6 +118,10 @@ void StriderMaster::CreateNodes() {
       cacheValid_ = false;
       return;
     }
+    if (!session_.scene.Exists(node)) {
+      ReleaseTarget(node);
+      return;
+    }
     for (LimbTarget& target : limbTargets_) {
       if (!StandsUnder(target.node, node)) continue;
       target.objectSpaceValid = Interval::Never();
@@ -125,6 +129,29 @@ void StriderMaster::CreateNodes() {
     }
     if (StandsUnder(headTarget_, node)) cacheValid_ = false;
   });
+}
+
+/// A node that was removed leaves the limbs that followed it where they last stood on it.
+void StriderMaster::ReleaseTarget(NodeHandle gone) {
+  for (int i = 0; i < 4; ++i) {
+    LimbRecord* limb = FindLimb(*core_, kTargetLimbs[i]);
+    if (limbTargets_[i].node != gone || gone == kNoNode || !limb) continue;
+    const Matrix3 last = limb->objectFrame;
+    limb->objectFrame = {};
+    limb->hasObject = false;
+    limbTargets_[i] = {};
+    ChangeObjectSpace(
+        *core_, kTargetLimbs[i], [&last](TimeValue) { return last; },
+        [](TimeValue) { return Matrix3{}; });
+    cacheValid_ = false;
+  }
+  if (headTarget_ == gone && gone != kNoNode) {
+    headTarget_ = kNoNode;
+    core_->head.hasTarget = false;
+    core_->head.targetPosition = {};
+    cacheValid_ = false;
+  }
+  CountTargets();
 }
 
 /// True for `ancestor` itself and all below it: they move with it.

@@ -103,6 +103,7 @@ class StriderMaster final : public IStriderMaster12 {
   void RefreshTargets(TimeValue t);
   bool UpdateHeadTarget(TimeValue t);
   void CountTargets();
+  void ReleaseTarget(NodeHandle gone);
   bool StandsUnder(NodeHandle node, NodeHandle ancestor) const;
   void UpdateRoot(const Matrix3& parent);
   void EvaluateAt(TimeValue t);
