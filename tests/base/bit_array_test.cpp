@@ -15,38 +15,25 @@ TEST(BitArray, DoesWhatAListOfBoolsDoes) {
   std::vector<bool> model;
   for (int step = 0; step < 6000; ++step) {
     const int size = static_cast<int>(model.size());
-    const int at = std::uniform_int_distribution<int>(0, std::max(size - 1, 0))(random);
-    switch (random() % 16) {
-      case 0: {
-        const int next = std::uniform_int_distribution<int>(0, 300)(random);
-        bits.Resize(next);
-        model.resize(static_cast<std::size_t>(next), false);
-        break;
-      }
-      case 1:
-      case 2:
-      case 3:
-      case 4:
-        bits.Insert(at);
-        model.insert(model.begin() + at, false);
-        break;
-      case 5:
-      case 6:
-      case 7:
-        bits.Erase(at);
-        if (size > 0) model.erase(model.begin() + at);
-        break;
-      case 8:
-        if (step % 50 == 0) {
-          bits.ClearAll();
-          model.assign(model.size(), false);
-        }
-        break;
-      default: {
-        const bool on = random() % 3 != 0;
-        bits.Set(at, on);
-        if (size > 0) model[static_cast<std::size_t>(at)] = on;
-      }
+    const int at = static_cast<int>(random() % static_cast<unsigned>(std::max(size, 1)));
+    const unsigned choice = random() % 16;
+    if (choice == 0) {
+      const unsigned next = random() % 301;
+      bits.Resize(static_cast<int>(next));
+      model.resize(next, false);
+    } else if (choice < 5) {
+      bits.Insert(at);
+      model.insert(model.begin() + at, false);
+    } else if (choice < 8) {
+      bits.Erase(at);
+      if (size > 0) model.erase(model.begin() + at);
+    } else if (choice == 8 && step % 50 == 0) {
+      bits.ClearAll();
+      model.assign(model.size(), false);
+    } else {
+      const bool on = random() % 3 != 0;
+      bits.Set(at, on);
+      if (size > 0) model[static_cast<std::size_t>(at)] = on;
     }
     ASSERT_EQ(bits.Size(), static_cast<int>(model.size())) << step;
     for (int i = 0; i < bits.Size(); ++i) {

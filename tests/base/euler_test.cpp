@@ -3,19 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <random>
+
+#include "tests/base/math_fixture.h"
 
 namespace strider {
 namespace {
 
-void ExpectSameTurn(const Quat& got, const Quat& wanted, double tolerance = 3e-6) {
-  const Quat near = OnSideOf(got, wanted);
-  EXPECT_NEAR(near.x, wanted.x, tolerance);
-  EXPECT_NEAR(near.y, wanted.y, tolerance);
-  EXPECT_NEAR(near.z, wanted.z, tolerance);
-  EXPECT_NEAR(near.w, wanted.w, tolerance);
-}
+using test::ExpectNear, test::ExpectSameTurn, test::kNan;
 
 // A turn about one axis, written out for row vectors: about X it takes Y to Z.
 Matrix3 AxisTurn(int axis, float angle) {
@@ -32,43 +27,29 @@ Matrix3 AxisTurn(int axis, float angle) {
 // The six orders as three letters: which axis is turned about first, second, third.
 constexpr const char* kOrderNames[kNumEulerOrders] = {"XYZ", "ZYX", "ZXY", "YXZ", "YZX", "XZY"};
 
-TEST(Euler, EachOrderTurnsAboutItsAxesInTurn) {
+TEST(Euler, EachOrderTurnsAboutItsAxesInTurnAndIsReadBack) {
   std::mt19937 random(31);
-  std::uniform_real_distribution<float> any(-7, 7);
-  for (int order = 0; order < kNumEulerOrders; ++order) {
-    for (int i = 0; i < 100; ++i) {
-      const Point3 angles{any(random), any(random), any(random)};
-      Matrix3 composed;
-      for (int k = 0; k < 3; ++k)
-        composed = composed * AxisTurn(kOrderNames[order][k] - 'X', angles[k]);
-      const Matrix3 m = EulerToMatrix(angles, order);
-      for (int r = 0; r < 4; ++r) {
-        for (int c = 0; c < 3; ++c) ASSERT_NEAR(m.row[r][c], composed.row[r][c], 2e-6) << order;
-      }
-      ExpectSameTurn(EulerToQuat(QuatToEuler(EulerToQuat(angles, order), order), order),
-                     EulerToQuat(angles, order));
-    }
-  }
-}
-
-TEST(Euler, AnglesAreReadBackAndTheMiddleOneMayReachAQuarterTurn) {
-  std::mt19937 random(32);
   std::uniform_real_distribution<float> outer(-3.1f, 3.1f), middle(-1.5f, 1.5f);
   for (int order = 0; order < kNumEulerOrders; ++order) {
     SCOPED_TRACE(kOrderNames[order]);
     for (int i = 0; i < 200; ++i) {
       const Point3 angles{outer(random), middle(random), outer(random)};
-      const Point3 read = QuatToEuler(EulerToQuat(angles, order), order);
+      Matrix3 composed;
+      for (int k = 0; k < 3; ++k) {
+        composed = composed * AxisTurn(kOrderNames[order][k] - 'X', angles[k]);
+      }
+      const Matrix3 m = EulerToMatrix(angles, order);
+      for (int r = 0; r < 4; ++r) ExpectNear(m.row[r], composed.row[r], 2e-6);
       // Near a quarter turn the outer axes fall together and a float's last bit counts for more.
-      const float loss = 1e-6f / std::cos(angles.y);
-      for (int k = 0; k < 3; ++k) EXPECT_NEAR(read[k], angles[k], 2e-6f + 2 * loss) << k;
+      const Point3 read = QuatToEuler(EulerToQuat(angles, order), order);
+      ExpectNear(read, angles, 2e-6f + 2e-6f / std::cos(angles.y));
     }
     for (const float off : {0.0f, 1e-6f, 1e-5f, 1e-3f}) {
       const float sign = off > 5e-6f ? -1.0f : 1.0f;
       const Quat turn = EulerToQuat({0.4f, sign * (kHalfPi - off), -1.1f}, order);
       const Point3 read = QuatToEuler(turn, order);
       EXPECT_NEAR(read.y, sign * kHalfPi, 1e-3);
-      ExpectSameTurn(EulerToQuat(read, order), turn);
+      ExpectSameTurn(EulerToQuat(read, order), turn, 3e-6);
     }
   }
 }
@@ -101,11 +82,11 @@ TEST(Euler, ContinuousAnglesFollowASpinPastWholeTurnsAndQuarterTurns) {
 
 TEST(Decompose, TakesATransformApartIntoPartsThatMakeItAgain) {
   std::mt19937 random(34);
-  std::uniform_real_distribution<float> unit(-1, 1), factor(0.2f, 3);
-  for (int i = 0; i < 300; ++i) {
+  std::uniform_real_distribution<float> factor(0.2f, 3);
+  const std::vector<Quat> quats = test::UnitQuats(35, 301);
+  for (std::size_t i = 0; i < 300; ++i) {
     const float size = i % 3 == 0 ? 1e-4f : i % 3 == 1 ? 1.0f : 1e4f;
-    const Quat turn = Normalized(Quat{unit(random), unit(random), unit(random), unit(random)});
-    const Quat axes = Normalized(Quat{unit(random), unit(random), unit(random), unit(random)});
+    const Quat &turn = quats[i], &axes = quats[i + 1];
     const float sign = i % 2 ? -1.0f : 1.0f;
     Matrix3 scale;
     for (int k = 0; k < 3; ++k) scale.row[k][k] = size * factor(random);
@@ -117,23 +98,17 @@ TEST(Decompose, TakesATransformApartIntoPartsThatMakeItAgain) {
     EXPECT_EQ(parts.sign, sign);
     EXPECT_EQ(parts.translation, m.row[3]);
     ExpectSameTurn(parts.rotation, turn, 3e-5);
-    for (int r = 0; r < 3; ++r) {
-      for (int c = 0; c < 3; ++c) {
-        EXPECT_NEAR(parts.stretch.row[r][c], stretch.row[r][c], 1e-4 * size) << r << c;
-      }
-    }
+    for (int r = 0; r < 3; ++r) ExpectNear(parts.stretch.row[r], stretch.row[r], 1e-4 * size);
   }
 }
 
 TEST(Decompose, HasARotationForFlatAndBrokenTransformsToo) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
   const Point3 x{1, 0, 0}, y{0, 1, 0}, z{0, 0, 1};
   for (const Matrix3& m :
        {Matrix3{{x, y, {}, {}}}, Matrix3{{{}, {}, {}, {}}}, Matrix3{{x, x, z, {}}},
-        Matrix3{{x, {nan, 0, 0}, z, {}}}, Matrix3{{x, y, 1e-30f * z, {}}}}) {
+        Matrix3{{x, {kNan, 0, 0}, z, {}}}, Matrix3{{x, y, 1e-30f * z, {}}}}) {
     const AffineParts parts = Decompose(m);
-    const Quat& q = parts.rotation;
-    EXPECT_NEAR(Dot(q, q), 1, 1e-5);
+    EXPECT_NEAR(Dot(parts.rotation, parts.rotation), 1, 1e-5);
     EXPECT_TRUE(IsFinite(parts.stretch));
   }
 }

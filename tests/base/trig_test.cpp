@@ -68,38 +68,26 @@ TEST(Trig, FloatsAreRoundedOnceFromTheDouble) {
 }
 
 TEST(Trig, HasExactValuesWhereMotionRestsOnThem) {
-  EXPECT_EQ(Sin(0), 0);
-  EXPECT_EQ(Cos(0), 1);
-  EXPECT_EQ(Acos(1), 0);
-  EXPECT_EQ(Acos(-1), kPi);
-  EXPECT_EQ(Acos(0), kHalfPi);
-  EXPECT_EQ(Asin(0), 0);
-  EXPECT_EQ(CosineEase(0), 0);
-  EXPECT_EQ(CosineEase(0.5f), 0.5f);
-  EXPECT_EQ(CosineEase(1), 1);
-  EXPECT_EQ(DegreesToRadians(180), kPi);
-  EXPECT_EQ(RadiansToDegrees(kPi), 180);
-  const struct {
-    double y, x, angle;
-  } places[] = {
-      {0, 0, 0},
-      {0, 2, 0},
-      {0, -2, kPiD},
-      {-0.0, -2, kPiD},
-      {2, 0, kPiD / 2},
-      {-2, 0, -kPiD / 2},
-      {3, 3, kPiD / 4},
-      {3, -3, 3 * kPiD / 4},
-      {-3, 3, -kPiD / 4},
-      {-3, -3, -3 * kPiD / 4},
-      {kInf, 1, kPiD / 2},
-      {1, -kInf, kPiD},
-      {kInf, -kInf, 3 * kPiD / 4},
-      {5e-324, 5e-324, kPiD / 4},
+  const float rows[][2] = {
+      {Acos(1), 0},
+      {Acos(-1), kPi},
+      {Acos(0), kHalfPi},
+      {CosineEase(0), 0},
+      {CosineEase(1), 1},
+      {CosineEase(0.5f), 0.5f},
+      {Sqrt(2.25f), 1.5f},
+      {Sqrt(-1e-9f), 0},
+      {DegreesToRadians(180), kPi},
+      {RadiansToDegrees(kPi), 180},
   };
-  for (const auto& place : places) {
-    EXPECT_NEAR(Atan2D(place.y, place.x), place.angle, 2e-13) << place.y << ' ' << place.x;
+  for (const auto& row : rows) EXPECT_EQ(row[0], row[1]);
+  // The axes, the corners of the range and what has no direction; -0 lies above the axis as 0 does.
+  for (const double y : {0.0, 3.0, -3.0, kInf, -kInf, 5e-324}) {
+    for (const double x : {0.0, 2.0, -2.0, kInf, -kInf, 5e-324}) {
+      EXPECT_NEAR(Atan2D(y, x), std::atan2(y, x), 2e-13) << y << ' ' << x;
+    }
   }
+  EXPECT_NEAR(Atan2D(-0.0, -2), kPiD, 2e-13);
 }
 
 TEST(Trig, AnswersNanForNanAndNothingElseForWhatIsOutOfRange) {
@@ -108,14 +96,11 @@ TEST(Trig, AnswersNanForNanAndNothingElseForWhatIsOutOfRange) {
     EXPECT_TRUE(std::isnan(SinCosOf(bad).cos));
   }
   EXPECT_TRUE(std::isnan(AcosD(kNan)));
-  for (const double other : {0.0, 1.0, -1.0, kInf, -kInf, kNan}) {
-    EXPECT_TRUE(std::isnan(Atan2D(kNan, other))) << other;
-    EXPECT_TRUE(std::isnan(Atan2D(other, kNan))) << other;
+  for (const double other : {0.0, 1.0, kInf}) {
+    EXPECT_TRUE(std::isnan(Atan2D(kNan, other)) && std::isnan(Atan2D(other, kNan))) << other;
   }
   EXPECT_EQ(AcosD(1.5), 0);
   EXPECT_EQ(AcosD(-kInf), kPiD);
-  EXPECT_EQ(Sqrt(-1e-9f), 0);
-  EXPECT_EQ(Sqrt(2.25f), 1.5f);
   // Every float has a sine of at most 1, the largest too.
   EXPECT_LE(std::fabs(Sin(std::numeric_limits<float>::max())), 1);
 }

@@ -3,8 +3,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
+#include <sstream>
 
 #include "tests/cli/run_program.h"
 
@@ -12,48 +11,52 @@ namespace strider {
 namespace {
 
 using Json = nlohmann::json;
-using Words = std::vector<std::string>;
+using test::ReadFile;
+using test::RunProgram;
+using test::RunResult;
+using test::ScratchFolder;
 
-std::ptrdiff_t Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
+std::vector<std::string> Words(const std::string& line) {
+  std::istringstream in(line);
+  return {std::istream_iterator<std::string>(in), {}};
+}
 bool Contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
+}
+
+/// The program refused by one line that says so, and printed nothing.
+void ExpectRefusal(const RunResult& result, const std::string& says) {
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  EXPECT_TRUE(Contains(result.err, says)) << result.err;
 }
 
 TEST(Program, AnswersHelpAndVersion) {
   const RunResult version = RunProgram({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("strider ", 0), 0u);
-  EXPECT_EQ(Lines(version.out), 1);
-  for (const char* verb : {"figure", "sheet"}) {
-    EXPECT_TRUE(Contains(RunProgram({"--help"}).out, verb));
-    EXPECT_EQ(RunProgram({verb, "--help"}).status, 0);
-  }
-  const std::string help = RunProgram({"figure", "--help"}).out;
-  for (const char* option : {"--height", "--ankle-attach", "--ponytail1-links", "--twists",
-                             "--upperarm-twist-links", "--fore-feet", "--dynamics-type", "-o"}) {
-    EXPECT_TRUE(Contains(help, option)) << option;
-  }
+  EXPECT_TRUE(Contains(RunProgram({"--help"}).out, "sheet"));
+  const RunResult help = RunProgram({"figure", "--help"});
+  EXPECT_EQ(help.status, 0);
+  EXPECT_TRUE(Contains(help.out, "--upperarm-twist-links")) << help.out;
 }
 
 TEST(Program, TellsTheUsageWhereTheCommandLineIsWrong) {
-  const ScratchFolder scratch;
   const struct {
-    const char* what;
-    Words arguments;
+    const char *what, *line;
   } rows[] = {
-      {"no verb", {}},
-      {"unknown verb", {"walk"}},
-      {"unknown option", {"figure", "--wings", "2"}},
-      {"script name for an option", {"figure", "--spineLinks", "2"}},
-      {"option without its value", {"figure", "--spine-links"}},
-      {"output without its file", {"figure", "-o"}},
-      {"a word too many", {"figure", "figure.png"}},
-      {"the same parameter twice", {"figure", "--toes", "2", "--toes", "3"}},
-      {"sheet without an output", {"sheet"}},
+      {"no verb", ""},
+      {"unknown verb", "walk"},
+      {"script name for an option", "figure --spineLinks 2"},
+      {"option without its value", "figure --spine-links"},
+      {"a word too many", "figure figure.png"},
+      {"the same parameter twice", "figure --toes 2 --toes 3"},
+      {"sheet without an output", "sheet"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
-    const RunResult result = RunProgram(row.arguments);
+    const RunResult result = RunProgram(Words(row.line));
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
     EXPECT_TRUE(Contains(result.err, "Usage: strider")) << result.err;
@@ -61,38 +64,17 @@ TEST(Program, TellsTheUsageWhereTheCommandLineIsWrong) {
 }
 
 TEST(FigureVerb, SetsEveryKindOfParameter) {
-  const RunResult result = RunProgram({"figure",
-                                       "--spine-links",
-                                       "3",
-                                       "--triangle-neck",
-                                       "YES",
-                                       "--ankle-attach",
-                                       "0.3",
-                                       "--twists=on",
-                                       "--forearm-twist-links",
-                                       "4",
-                                       "--dynamics-type",
-                                       "1",
-                                       "--ponytail1-links",
-                                       "+2",
-                                       "--prop1-exists",
-                                       "1",
-                                       "--upperarm-twist-links",
-                                       "2e0",
-                                       "--arms",
-                                       "true",
-                                       "--height",
-                                       "1.725e2",
-                                       "--triangle-pelvis",
-                                       "off"});
+  const RunResult result =
+      RunProgram(Words("figure --triangle-neck YES --ankle-attach 0.3 --twists=on --dynamics-type 1"
+                       " --forearm-twist-links 4 --ponytail1-links +2 --prop1-exists 1"
+                       " --upperarm-twist-links 2e0 --height 1.725e2 --triangle-pelvis off"));
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.err, "");
   const Json structure = Json::parse(result.out)["structure"];
-  const Json expected = {{"spineLinks", 3},     {"triangleNeck", true},   {"ankleAttach", 0.3},
-                         {"Twists", true},      {"forearmTwistLinks", 4}, {"dynamicsType", 1},
-                         {"ponytail1Links", 2}, {"prop1Exists", true},    {"upperarmTwistLinks", 2},
-                         {"height", 172.5},     {"arms", true},           {"trianglePelvis", false},
-                         {"ponytail2Links", 0}};
+  const Json expected = {{"triangleNeck", true},    {"ankleAttach", 0.3},     {"Twists", true},
+                         {"forearmTwistLinks", 4},  {"dynamicsType", 1},      {"ponytail1Links", 2},
+                         {"prop1Exists", true},     {"height", 172.5},        {"ponytail2Links", 0},
+                         {"upperarmTwistLinks", 2}, {"trianglePelvis", false}};
   for (const auto& [name, value] : expected.items()) EXPECT_EQ(structure[name], value) << name;
 }
 
@@ -102,113 +84,65 @@ TEST(FigureVerb, RefusesValuesThatCannotBeAndNamesTheirBounds) {
   } rows[] = {
       {"--spine-links", "0", "spineLinks (--spine-links) must be a whole number from 1 to 5"},
       {"--spine-links", "6", "from 1 to 5, given \"6\""},
-      {"--spine-links", "-1", "given \"-1\""},
       {"--spine-links", "2.5", "whole number"},
       {"--spine-links", "2x", "given \"2x\""},
-      {"--spine-links", "2-3", "given \"2-3\""},
-      {"--spine-links", "2e", "given \"2e\""},
-      {"--spine-links", " 2", "given \" 2\""},
       {"--spine-links", "", "given \"\""},
       {"--spine-links", "0x2", "given \"0x2\""},
-      {"--spine-links", "2,0", "given \"2,0\""},
       {"--spine-links", "99999999999999999999", "from 1 to 5"},
-      {"--leg-links", "2", "from 3 to 4"},
-      {"--forearm-twist-links", "11", "from 0 to 10"},
       {"--ankle-attach", "1.0001", "ankleAttach (--ankle-attach) must be a number from 0 to 1"},
       {"--ankle-attach", "nan", "given \"nan\""},
-      {"--ankle-attach", "-inf", "given \"-inf\""},
-      {"--height", "infinity", "given \"infinity\""},
-      {"--ankle-attach", ".", "given \".\""},
       {"--ankle-attach", "+-0.5", "given \"+-0.5\""},
       {"--height", "0", "height (--height) must be a number above 0 and up to 1000000000"},
-      {"--height", "-80", "above 0"},
-      {"--height", "1e-60", "above 0"},
-      {"--height", "1e999", "given \"1e999\""},
-      {"--height", "1000000001", "up to 1000000000"},
+      {"--height", "infinity", "given \"infinity\""},
       {"--twists", "2", "Twists (--twists) must be true or false, given \"2\""},
-      {"--twists", "maybe", "true or false"},
       {"--fingers", "a\nb", "given \"a?b\""},
   };
   const ScratchFolder scratch;
+  const std::string file = scratch.File("figure.json");
+  std::ofstream(file) << "mine";
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.option) + " " + row.value);
-    const RunResult result =
-        RunProgram({"figure", row.option, row.value, "-o", scratch.File("figure.json")});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(Lines(result.err), 1) << result.err;
-    EXPECT_TRUE(Contains(result.err, row.says)) << result.err;
-    EXPECT_EQ(scratch.CountFiles(), 0);
+    ExpectRefusal(RunProgram({"figure", row.option, row.value, "-o", file}), row.says);
   }
-}
-
-TEST(FigureVerb, WritesTheSameJsonToAFileAsToStandardOutput) {
-  const ScratchFolder scratch;
-  const std::string file = scratch.File("figure.JSON");
-  const RunResult written = RunProgram({"figure", "--tail-links", "2", "-o", file});
-  EXPECT_EQ(written.status, 0) << written.err;
-  EXPECT_EQ(written.out, file + "\n");
-  EXPECT_EQ(written.err, "");
-  const std::string text = ReadFile(file);
-  EXPECT_EQ(Json::parse(text)["structure"]["tailLinks"], 2);
-  EXPECT_EQ(RunProgram({"figure", "--tail-links", "2"}).out, text);
-  EXPECT_EQ(RunProgram({"figure", "--tail-links", "2", "-o", "-"}).out, text);
-  EXPECT_EQ(scratch.CountFiles(), 1);
-}
-
-TEST(FigureVerb, WritesPicturesThatRepeatToTheByte) {
-  const ScratchFolder scratch;
-  const Words parameters = {"figure", "--leg-links", "4", "-o"};
-  std::string pictures[2];
-  for (int i = 0; i < 2; ++i) {
-    Words words = parameters;
-    words.push_back(scratch.File(std::to_string(i) + ".png"));
-    const RunResult result = RunProgram(words);
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, words.back() + "\n");
-    pictures[i] = ReadFile(words.back());
-  }
-  EXPECT_EQ(pictures[0].substr(0, 8), "\x89PNG\r\n\x1a\n");
-  EXPECT_EQ(pictures[0], pictures[1]);
-}
-
-TEST(FigureVerb, LeavesWhatStoodThereWhenItRefuses) {
-  const ScratchFolder scratch;
-  const std::string file = scratch.File("figure.png");
-  std::ofstream(file) << "mine";
-  EXPECT_EQ(RunProgram({"figure", "--toes", "0", "-o", file}).status, 1);
-  EXPECT_EQ(RunProgram({"figure", "--feathers", "-o", file}).status, 2);
   EXPECT_EQ(ReadFile(file), "mine");
   EXPECT_EQ(scratch.CountFiles(), 1);
 }
 
+TEST(FigureVerb, WritesTheSameBytesWhereverTheyGo) {
+  const ScratchFolder scratch;
+  const std::string json = scratch.File("figure.JSON");
+  const RunResult written = RunProgram({"figure", "--tail-links", "2", "-o", json});
+  EXPECT_EQ(written.status, 0) << written.err;
+  EXPECT_EQ(written.out, json + "\n");
+  EXPECT_EQ(Json::parse(ReadFile(json))["structure"]["tailLinks"], 2);
+  EXPECT_EQ(RunProgram({"figure", "--tail-links", "2"}).out, ReadFile(json));
+  EXPECT_EQ(RunProgram({"figure", "--tail-links", "2", "-o", "-"}).out, ReadFile(json));
+
+  const std::string pictures[] = {scratch.File("1.png"), scratch.File("2.png")};
+  for (const std::string& file : pictures) {
+    EXPECT_EQ(RunProgram({"figure", "--leg-links", "4", "-o", file}).out, file + "\n");
+    EXPECT_EQ(ReadFile(file).substr(0, 8), "\x89PNG\r\n\x1a\n");
+  }
+  EXPECT_EQ(ReadFile(pictures[0]), ReadFile(pictures[1]));
+}
+
 TEST(FigureVerb, RefusesOutputsThatItCannotWrite) {
   const ScratchFolder scratch;
-  std::filesystem::create_directory(scratch.File("folder.png"));
-  std::ofstream(scratch.File("plain")) << "mine";
   const struct {
     std::string file;
     const char* says;
   } rows[] = {
-      {scratch.File("figure.jpg"), "must end in .png or .json"},
-      {scratch.File("figure"), "must end in .png or .json"},
-      {scratch.File(".png"), "must end in .png or .json"},
-      {scratch.File("a.png/figure"), "must end in .png or .json"},
-      {"", "must end in .png or .json"},
-      {scratch.File("missing/figure.png"), "No such file"},
-      {scratch.File("plain/figure.json"), "Not a directory"},
-      {scratch.File("folder.png"), "is a folder"},
+      {scratch.File("figure.jpg"), ": the output's name must end in .png or .json"},
+      {scratch.File(".png"), ": the output's name must end in .png or .json"},
+      {scratch.File("a.png/figure"), ": the output's name must end in .png or .json"},
+      {"", ": the output's name must end in .png or .json"},
+      {scratch.File("missing/figure.png"), ": No such file"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.file);
-    const RunResult result = RunProgram({"figure", "-o", row.file});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(Lines(result.err), 1) << result.err;
-    EXPECT_TRUE(Contains(result.err, row.file + ": ")) << result.err;
-    EXPECT_TRUE(Contains(result.err, row.says)) << result.err;
+    ExpectRefusal(RunProgram({"figure", "-o", row.file}), row.file + row.says);
   }
-  EXPECT_EQ(scratch.CountFiles(), 2);
+  EXPECT_EQ(scratch.CountFiles(), 0);
 }
 
 TEST(FigureVerb, SaysSoWhenStandardOutputIsFull) {
@@ -223,7 +157,7 @@ TEST(SheetVerb, DrawsTheDocumentationsFigures) {
   const RunResult result = RunProgram({"sheet", "-o", scratch.File("figures.png")});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_GT(ReadFile(scratch.File("figures.png")).size(), 20000u);
-  EXPECT_EQ(RunProgram({"sheet", "-o", scratch.File("figures.json")}).status, 1);
+  ExpectRefusal(RunProgram({"sheet", "-o", scratch.File("figures.json")}), "must end in .png");
 }
 
 }  // namespace

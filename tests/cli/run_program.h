@@ -4,43 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
 #include <vector>
 
-namespace strider {
+#include "tests/exchange/scratch_folder.h"
 
-/// A folder of its own for a test, gone with it.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "strider-cli-XXXXXX").string();
-    if (mkdtemp(name.data()) != nullptr) path_ = name;
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  std::string File(const std::string& name) const { return (path_ / name).string(); }
-  std::ptrdiff_t CountFiles() const {
-    return std::distance(std::filesystem::directory_iterator(path_),
-                         std::filesystem::directory_iterator());
-  }
-
- private:
-  std::filesystem::path path_;
-};
-
-inline std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+namespace strider::test {
 
 struct RunResult {
   int status = -1;  // the exit status; -1 if the program did not end by itself
@@ -48,13 +16,10 @@ struct RunResult {
 };
 
 /// Runs STRIDER_PROGRAM, without a shell. `outTo` is a file for its standard output, else taken.
-inline RunResult RunProgram(const std::vector<std::string>& arguments,
-                            const std::string& outTo = "") {
+inline RunResult RunProgram(std::vector<std::string> words, const std::string& outTo = "") {
   const ScratchFolder scratch;
   const std::string out = outTo.empty() ? scratch.File("out") : outTo, err = scratch.File("err");
-  std::vector<std::string> words = arguments;
-  words.insert(words.begin(), STRIDER_PROGRAM);
-  std::vector<char*> argv;
+  std::vector<char*> argv = {const_cast<char*>(STRIDER_PROGRAM)};
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
 
@@ -77,4 +42,4 @@ inline RunResult RunProgram(const std::vector<std::string>& arguments,
   return result;
 }
 
-}  // namespace strider
+}  // namespace strider::test

@@ -105,6 +105,24 @@ inline MotionCore MakeFigure(const Structure& structure = {}) {
   return core;
 }
 
+inline MotionCore NominalFigure() {
+  Structure s;
+  s.height = 415;  // lengths in nominal units
+  return MakeFigure(s);
+}
+
+/// A contact of both feet over the whole time and an end: the motion is not free-form.
+inline void AddFootsteps(MotionCore& core, TimeValue first, TimeValue end) {
+  FootstepTrack& track = core.footsteps;
+  track.numFootsteps = 2;
+  track.position.assign(2, Point3{});
+  track.freeFormStart.assign(2, 0);
+  track.freeFormEnd.assign(2, 0);
+  for (int side = 0; side < 2; ++side) track.spans[side] = {{first, end - first, side}};
+  core.endTime = end;
+  SetFreeForm(core, false);
+}
+
 /// What is handed out for every node, in the order of the nodes.
 inline std::vector<Matrix3> AllTransforms(const MotionCore& core) {
   std::vector<Matrix3> all;

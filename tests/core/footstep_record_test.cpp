@@ -27,14 +27,11 @@ TEST(FootstepRecord, AnswersContactHeightAndFreeFormAtAnyTime) {
     float height;
     bool free;
   } rows[] = {
-      {kTimeMin, kMove, kMove, 2, false}, {999, kMove, kMove, 2, false},
-      {1000, kTouch, kMove, 2, false},    {1001, kPlant, kMove, 2, false},
-      {1500, kPlant, kTouch, 2, false},   {1999, kPlant, kPlant, 2, false},
-      {2000, kLift, kPlant, 2, false},    {2001, kMove, kPlant, 7, false},
-      {3000, kMove, kLift, 7, false},     {3001, kMove, kMove, 6.997f, true},
-      {3500, kMove, kMove, 5.5f, true},   {3999, kMove, kMove, 4.003f, true},
-      {4000, kTouch, kMove, 4, false},    {5000, kLift, kMove, 4, false},
-      {5001, kMove, kMove, 4, false},     {kTimeMax, kMove, kMove, 4, false},
+      {kTimeMin, kMove, kMove, 2, false}, {1000, kTouch, kMove, 2, false},
+      {1500, kPlant, kTouch, 2, false},   {2000, kLift, kPlant, 2, false},
+      {2001, kMove, kPlant, 7, false},    {3000, kMove, kLift, 7, false},
+      {3001, kMove, kMove, 6.997f, true}, {3500, kMove, kMove, 5.5f, true},
+      {4000, kTouch, kMove, 4, false},    {kTimeMax, kMove, kMove, 4, false},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.t);
@@ -45,13 +42,6 @@ TEST(FootstepRecord, AnswersContactHeightAndFreeFormAtAnyTime) {
   }
   EXPECT_EQ(FirstFootstepTime(track), 1000);
   EXPECT_EQ(LastFootstepTime(track), 5000);
-}
-
-TEST(FootstepRecord, ATimeThatEndsOneContactAndStartsTheNextIsATouch) {
-  FootstepTrack track = ThreeSteps();
-  track.spans[kRight][1].start = 2000;
-  EXPECT_EQ(FootstepLegState(track, kRight, 2000), kTouch);
-  EXPECT_EQ(FootstepLegState(track, kRight, 1999), kPlant);
 }
 
 TEST(FootstepRecord, AnEmptyTrackIsFreeFormEverywhere) {
@@ -77,13 +67,19 @@ TEST(FootstepRecord, AgreesWithAPlainLookAtEverySpan) {
         const TimeValue duration = random.Int(1, 900);
         track.spans[side].push_back({t, duration, track.numFootsteps++});
         track.position.push_back({0, random.Between(-9, 9), 0});
-        t += duration + random.Int(0, 600);
+        t += duration + random.Int(0, 3) * 200;  // often none: a lift that is the next touch
       }
     }
     track.freeFormStart.assign(track.position.size(), 0);
     track.freeFormEnd.assign(track.position.size(), 0);
-    for (int k = 0; k < 200; ++k) {
-      const TimeValue t = random.Int(-200, 8000);
+    std::vector<TimeValue> times;
+    for (int k = 0; k < 100; ++k) times.push_back(random.Int(-200, 8000));
+    for (const auto& spans : track.spans) {
+      for (const FootstepSpan& span : spans) {
+        for (int near : {-1, 0, 1}) times.push_back(span.start + near);
+      }
+    }
+    for (const TimeValue t : times) {
       float lowest = 1e9f;
       for (int side = 0; side < 2; ++side) {
         LegState state = kMove;

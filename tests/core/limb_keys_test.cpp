@@ -14,6 +14,7 @@ using test::Evaluate;
 using test::FullStructure;
 using test::LimbFrames;
 using test::MakeFigure;
+using test::NominalFigure;
 using test::Random;
 
 constexpr TimeValue kFrame = kDynamicsFrame;
@@ -23,12 +24,6 @@ Point3 PivotInWorld(const LimbRecord& limb, const PivotChoice& pivot) {
   return PivotPoint(limb, pivot) * EndFrame(limb);
 }
 const PivotChoice kAnkle{};
-
-MotionCore NominalFigure() {
-  Structure s;
-  s.height = 415;  // lengths in nominal units
-  return MakeFigure(s);
-}
 
 // --- Pivots ------------------------------------------------------------------------------------
 
@@ -91,9 +86,7 @@ TEST(Pivots, AreCountedWithEveryJointAndEndOfUnseparatedDigits) {
     int hand, foot;
   } rows[] = {
       {"one of each", 1, 1, 1, 3, false, 7 + 2, 7 + 4},
-      {"full", 5, 3, 5, 3, false, 7 + 5 * 4, 7 + 5 * 4},
       {"short thumb", 5, 3, 5, 3, true, 7 + 3 + 4 * 4, 7 + 5 * 4},
-      {"short thumb of one link", 2, 1, 1, 1, true, 7 + 2 * 2, 7 + 2},
       {"no fingers", 0, 3, 2, 2, true, 7, 7 + 2 * 3},
   };
   for (const auto& row : rows) {
@@ -145,7 +138,7 @@ TEST(KeyKinds, SetAndReadBlendSpaceAndJoin) {
   LimbKey half;
   SetKeyKind(half, kPlantedKey);
   half.ikBlend = 0.5f;
-  EXPECT_EQ(KeyKindOf(half), kFreeKey) << "what is held by half is not planted";
+  EXPECT_EQ(KeyKindOf(half), kFreeKey);
 }
 
 void ExpectSameFrames(const LimbRecord& a, const LimbRecord& b, float closeness) {
@@ -198,11 +191,7 @@ TEST(CurrentLimbKey, BringsThePoseBackAtItsTime) {
     const struct {
       TimeValue t;
       const MotionCore& wanted;
-    } rows[] = {{0, first},
-                {10 * kFrame, middle},
-                {20 * kFrame, last},
-                {-5 * kFrame, first},
-                {90 * kFrame, last}};
+    } rows[] = {{0, first}, {10 * kFrame, middle}, {20 * kFrame, last}, {90 * kFrame, last}};
     for (const auto& row : rows) {
       SCOPED_TRACE(row.t);
       Evaluate(core, row.t);
@@ -225,9 +214,8 @@ TEST(LegKeyState, LastsAFrameForATouchAndAnInstantForALift) {
   const struct {
     TimeValue t;
     LegState state;
-  } rows[] = {{0, kTouch},    {159, kTouch},  {160, kPlant},    {999, kPlant},
-              {1000, kPlant}, {1999, kPlant}, {2000, kLift},    {2001, kMove},
-              {3000, kMove},  {4000, kMove},  {kTimeMax, kMove}};
+  } rows[] = {{0, kTouch},   {159, kTouch}, {160, kPlant}, {1999, kPlant},
+              {2000, kLift}, {2001, kMove}, {3000, kMove}, {kTimeMax, kMove}};
   SetFreeForm(core, false);
   for (const auto& row : rows) EXPECT_EQ(LegKeyState(core, leg, row.t), row.state) << row.t;
   EXPECT_EQ(LegKeyState(core, core.leg[kRight], 0), kMove) << "no keys, no contact";

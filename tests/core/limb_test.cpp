@@ -171,6 +171,19 @@ TEST(LimbBlend, ChangeOfSpaceShowsTheForwardPoseBetweenTheKeys) {
   }
 }
 
+TEST(LimbBlend, TheFirstKeyRulesBeforeItsTimeAlsoWhereTheNextHasAnotherSpace) {
+  MotionCore core = NominalFigure();
+  KeyBody(core, 0, {0, 210, 0});
+  KeyBody(core, 20 * kFrame, {40, 200, 0});
+  const Placing stand{{20, 0, 20}, FlatFoot(), kBall};
+  KeyPlaced(core, kRightLeg, 10 * kFrame, stand);
+  KeyPlaced(core, kRightLeg, 20 * kFrame, {{60, 30, 20}, FlatFoot(), kAnkle, kFreeKey});
+  for (TimeValue t : {-kFrame, 0, 5 * kFrame, 10 * kFrame}) {
+    Evaluate(core, t);
+    EXPECT_LT(Distance(PivotInWorld(core.leg[kRight], kBall), stand.anchor), 0.05f) << t;
+  }
+}
+
 // --- Planted legs ------------------------------------------------------------------------------
 
 /// A body that strides from x 0 to x 96 in 24 frames and bobs.
@@ -259,6 +272,14 @@ TEST(PlantedLeg, SlidesOnAStraightLineBetweenSlidingKeys) {
   to.anchor = {30, 0, 28};
   KeyPlaced(core, kRightLeg, 0, from);
   KeyPlaced(core, kRightLeg, 10 * kFrame, to);
+  // Keys that do not hold the object, or hold another pivot on it, say nothing of this path.
+  Placing before = from, after = to;
+  before.anchor = {0, 50, 40};
+  KeyPlaced(core, kRightLeg, -5 * kFrame, before);
+  core.leg[kRight].table.keys[0].ikBlend = 0.5f;
+  after.anchor = {20, 60, 10};
+  after.pivot = kBall;
+  KeyPlaced(core, kRightLeg, 15 * kFrame, after);
   float lastX = -21;
   for (TimeValue t = 0; t <= 10 * kFrame; t += 80) {
     Evaluate(core, t);
@@ -394,6 +415,93 @@ TEST(AnkleAdjustment, KeepsPivotSoleAndToesWhereTheyBelong) {
     }
   }
   EXPECT_GT(turned, 200) << "the adjustment is hardly at work: this test proves nothing";
+}
+
+/// The rules of the adjustment with plain numbers: the ankle's place from hip, pivot and knee.
+/// Answers false where the foot is left alone.
+struct PlainAdjustment {
+  double upper, lower, footHeight, toe;  // lengths of the leg
+  double rise;                           // of the ankle over the height of a flat foot
+  double side;                           // how far the pivot lies ahead of the leg
+  bool Ankle(const AnkleAdjustment& a, double hinge, const Point3& ankle, const Point3& offset,
+             Point3& moved) const {
+    const auto reach = [this](double angle) {
+      return std::sqrt(upper * upper + lower * lower - 2 * upper * lower * std::cos(angle));
+    };
+    const auto part = [](double have, double need) { return have < need ? 1 - have / need : 0; };
+    const double near = toe / 10, up = std::max(rise, 0.0);
+    const double tension = std::min(1.0, a.tension + (up < near ? (near - up) / near : 0));
+    const double now = reach(hinge);
+    double wanted = reach(a.keyedHinge + (hinge - a.keyedHinge) * tension);
+    const double gain = wanted - now;
+    const Point3 toHip = Normalized(-ankle), toPivot = Normalized(offset);
+    const double cosine = Dot(toHip, toPivot);
+    if ((a.needAboveGround && rise < 0) || cosine < -0.98 || side < 0) return false;
+    double follow = std::min(1.0, part(side, 0.3) + part((cosine + 0.98) / 1.98, 0.05));
+    if (!a.probe) follow += hinge <= 1.3 ? 1 : hinge < 2 ? (2 - hinge) / 0.7 : 0;
+    follow = std::min(1.0, follow);
+    if (gain < 0 && -gain > 2 * rise && rise > 0 && !a.probe) {
+      wanted = now - 2 * rise;
+    } else if (gain >= 0 && a.needAboveGround && gain > rise) {
+      wanted = rise + now;
+    }
+    // Where two circles meet: about the hip and about the pivot, on the ankle's side.
+    const Point3 pivot = ankle + offset;
+    const double radius = Length(offset), far = Length(pivot);
+    const double along = (wanted * wanted - radius * radius + far * far) / (2 * far);
+    if (along * along > wanted * wanted) return false;
+    const double aside = std::sqrt(wanted * wanted - along * along);
+    const Point3 line = Normalized(pivot);
+    const Point3 square = Normalized(ankle - Dot(ankle, line) * line);
+    const Point3 place = static_cast<float>(along) * line + static_cast<float>(aside) * square;
+    const Point3 spoke = Lerp(place, ankle, static_cast<float>(follow)) - pivot;
+    moved = pivot + static_cast<float>(radius) * Normalized(spoke);
+    return true;
+  }
+};
+
+TEST(AnkleAdjustment, FollowsItsRulesForAnyLeg) {
+  Random random(46);
+  int kept = 0, turned = 0;
+  for (int i = 0; i < 4000; ++i) {
+    SCOPED_TRACE(i);
+    MotionCore core = NominalFigure();
+    LimbRecord& leg = core.leg[i % 2];
+    LimbPose& pose = leg.pose;
+    pose.jointAngles[kHinge] = random.Between(0.9f, 3);
+    pose.limbRotation = pose.limbRotation * random.SmallTurn(0.5f);
+    const LimbShape shape = ForwardLimb(LengthsOf(leg), pose.jointAngles, pose.limbRotation);
+    pose.localTarget = shape.end;
+    pose.swivel = shape.swivel;
+    const PivotChoice pivot{kNamedPivot, random.Int(1, 6), 0, 0};
+    const Quat foot = FlatFoot(random.Between(-1, 0.3f)) * random.SmallTurn(0.2f);
+    const Quat footInBase = Conjugate(leg.base.rotation) * foot;
+    const Point3 offset = Rotate(footInBase, PivotPoint(leg, pivot));
+    AnkleAdjustment adjustment;
+    adjustment.keyedHinge = pose.jointAngles[kHinge] + random.Between(-0.5f, 0.5f);
+    adjustment.tension = random.Between(0, 1);
+    adjustment.needAboveGround = random.Int(0, 3) > 0;
+    adjustment.probe = random.Int(0, 3) == 0;
+
+    const double rise = -Rotate(foot, PivotPoint(leg, pivot)).y - leg.extremityHeight;
+    // A pivot ahead of the leg: both legs' planes have their normal to the left.
+    const double side = Dot(shape.swivel, Cross(Normalized(-shape.end), Normalized(offset)));
+    const PlainAdjustment plain{100, 100, 23, leg.toeLength, rise, side};
+    const float hinge = pose.jointAngles[kHinge];
+    Point3 wanted = shape.end;
+    const bool moves = plain.Ankle(adjustment, hinge, shape.end, offset, wanted);
+    if (std::fabs(rise) < 1e-3 || std::fabs(side) < 1e-3) continue;  // either answer will do
+    Quat after = footInBase;
+    ASSERT_EQ(AdjustAnkle(leg, adjustment, offset, after, {}), moves);
+    ASSERT_LT(Distance(pose.localTarget, wanted), 0.02f);
+    ASSERT_LT(
+        Distance(pose.localTarget + Rotate(after, PivotPoint(leg, pivot)), shape.end + offset),
+        0.02f)
+        << "the pivot moves";
+    ++(moves ? turned : kept);
+  }
+  EXPECT_GT(kept, 300);
+  EXPECT_GT(turned, 1000);
 }
 
 TEST(AnkleAdjustment, LeavesAFootOnTheGroundFlat) {

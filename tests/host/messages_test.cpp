@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <vector>
 
 namespace strider {
 namespace {
@@ -28,33 +28,17 @@ TEST(Messages, FillsThePlacesOfAText) {
 
 // Scripts know messages by number, and every number has to bring a whole sentence.
 TEST(Messages, TheCatalogueIsComplete) {
-  for (int id :
-       {147, 148, 152, 153, 154, 155, 156, 270, 581, 590, 40075, 40076, 50000, 50001, 50002}) {
-    EXPECT_NE(MessageTemplate(MessageId{id}), nullptr) << id;
-  }
-  int found = 0;
+  std::vector<int> found;
   for (int id = -1; id <= 60000; ++id) {
-    const char* const text = MessageTemplate(MessageId{id});
-    if (!text) continue;
-    ++found;
-    SCOPED_TRACE(text);
+    if (!MessageTemplate(MessageId{id})) continue;
+    found.push_back(id);
     const std::string full = FormatMessage(MessageId{id}, {"A", "B", "C", "D"});
-    EXPECT_EQ(full.back(), '.');
-    EXPECT_TRUE(full[0] >= 'A' && full[0] <= 'Z');
-    EXPECT_EQ(full.find('%'), std::string::npos);
-    EXPECT_EQ(full.find("  "), std::string::npos) << "two pieces joined with a blank too many";
+    EXPECT_TRUE(full[0] >= 'A' && full[0] <= 'Z' && full.back() == '.') << full;
+    EXPECT_EQ(full.find('%'), std::string::npos) << full;
+    EXPECT_EQ(full.find("  "), std::string::npos) << full;
   }
-  EXPECT_GE(found, 15);
-}
-
-TEST(Messages, TellsTheSinkNumberAndWords) {
-  std::string heard;
-  const MessageSink sink = [&heard](MessageId id, const std::string& text) {
-    heard += std::to_string(static_cast<int>(id)) + ": " + text;
-  };
-  Tell(sink, MessageId::kNotFinite, {"height"});
-  EXPECT_EQ(heard, "50002: The value given for height is not a finite number.");
-  Tell(MessageSink(), MessageId::kNotFinite, {"height"});  // nobody listens: not an error
+  EXPECT_EQ(found, (std::vector<int>{147, 148, 152, 153, 154, 155, 156, 270, 581, 590, 40075, 40076,
+                                     50000, 50001, 50002}));
 }
 
 }  // namespace

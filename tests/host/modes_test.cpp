@@ -1,16 +1,13 @@
 // Which modes a figure may switch when, what they report, and whom they reach.
-#include <gtest/gtest.h>
-
 #include <functional>
 
 #include "strider/host/strider_master.h"
+#include "tests/host/master_fixture.h"
 
 namespace strider {
 namespace {
 
-StriderMaster& MakeStrider(Session& session, const Structure& structure = {}) {
-  return static_cast<StriderMaster&>(*CreateNewStrider(session, structure));
-}
+using test::MakeStrider;
 
 struct Fixture {
   Session session;

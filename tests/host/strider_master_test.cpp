@@ -18,15 +18,6 @@ using test::MakeStrider;
 using test::Random;
 using test::Shown;
 
-struct Messages {
-  std::vector<std::pair<MessageId, std::string>> told;
-  explicit Messages(Session& session) {
-    session.messages = [this](MessageId id, const std::string& text) {
-      told.push_back({id, text});
-    };
-  }
-};
-
 // --- Creation ------------------------------------------------------------------------------------
 
 TEST(CreateNewStrider, RefusesIllegalInputByNameAndLeavesNothingBehind) {
@@ -38,34 +29,28 @@ TEST(CreateNewStrider, RefusesIllegalInputByNameAndLeavesNothingBehind) {
     const char* bounds[2];
   } rows[] = {
       {"height", [&](Structure& s, float&, Point3&) { s.height = 0; }, {"", ""}},
-      {"height", [&](Structure& s, float&, Point3&) { s.height = -3; }, {"", ""}},
       {"height", [&](Structure& s, float&, Point3&) { s.height = nan; }, {"", ""}},
       {"neckLinks", [](Structure& s, float&, Point3&) { s.neckLinks = 6; }, {"1", "5"}},
-      {"spineLinks", [](Structure& s, float&, Point3&) { s.spineLinks = 0; }, {"1", "5"}},
-      {"legLinks", [](Structure& s, float&, Point3&) { s.legLinks = 2; }, {"3", "4"}},
-      {"tailLinks", [](Structure& s, float&, Point3&) { s.tailLinks = -1; }, {"0", "5"}},
-      {"toes", [](Structure& s, float&, Point3&) { s.toes = 0; }, {"1", "5"}},
-      {"fingerLinks", [](Structure& s, float&, Point3&) { s.fingerLinks = 4; }, {"1", "3"}},
       {"ankleAttach", [&](Structure& s, float&, Point3&) { s.ankleAttach = inf; }, {"", ""}},
       {"calfTwistLinks", [](Structure& s, float&, Point3&) { s.twistLinks[3] = 11; }, {"0", "10"}},
       {"angle", [&](Structure&, float& angle, Point3&) { angle = nan; }, {"", ""}},
       {"position", [&](Structure&, float&, Point3& p) { p.y = -inf; }, {"", ""}},
   };
   Session session;
-  Messages messages(session);
+  std::vector<std::string> told;
+  session.messages = [&](MessageId, const std::string& text) { told.push_back(text); };
   const NodeHandle other = session.scene.AddNode("Table");
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    messages.told.clear();
+    told.clear();
     Structure s;
     float angle = 0;
     Point3 position;
     row.spoil(s, angle, position);
     EXPECT_EQ(CreateNewStrider(session, s, angle, position), nullptr);
-    ASSERT_EQ(messages.told.size(), 1u);
-    const std::string& text = messages.told[0].second;
+    ASSERT_EQ(told.size(), 1u);
     for (const char* part : {row.name, row.bounds[0], row.bounds[1]}) {
-      EXPECT_NE(text.find(part), std::string::npos) << text;
+      EXPECT_NE(told[0].find(part), std::string::npos) << told[0];
     }
     EXPECT_EQ(session.scene.Nodes(), std::vector<NodeHandle>{other});
     EXPECT_TRUE(session.Striders().empty());
@@ -158,17 +143,14 @@ TEST(MasterNodes, GoThereAndBackForEveryLink) {
   }
 }
 
-TEST(MasterNodes, UnknownIdsAnswerTheIdentity) {
+TEST(MasterNodes, UnknownIdsAndLinksAnswerTheIdentity) {
   Session session;
   StriderMaster& master = MakeStrider(session);
-  for (int id : {-5, -1, 30, 99, 110, 200, 399, 400, 599, 600, 1 << 30}) {
-    EXPECT_EQ(Ask(master, id, 0, 100), Matrix3{}) << id;
-    EXPECT_EQ(master.UnmirroredTransform(id, 0, 100), Matrix3{}) << id;
-  }
-  for (int link : {-1, 4, 25, 75, 1 << 30}) {
-    EXPECT_EQ(Ask(master, kSpine, link, 100), Matrix3{}) << link;
-    EXPECT_EQ(Ask(master, kLeftArm, link, 100), Matrix3{}) << link;
-    EXPECT_EQ(master.GetNode(kSpine, link), kNoNode);
+  const std::pair<int, int> rows[] = {{-1, 0},      {30, 0},      {110, 0},          {600, 0},
+                                      {1 << 30, 0}, {kSpine, -1}, {kSpine, 1 << 30}, {kLeftArm, 4}};
+  for (const auto& [id, link] : rows) {
+    EXPECT_EQ(Ask(master, id, link, 100), Matrix3{}) << id << " " << link;
+    EXPECT_EQ(master.UnmirroredTransform(id, link, 100), Matrix3{}) << id << " " << link;
   }
   EXPECT_EQ(master.NumFingers(2) + master.NumFingers(-1) + master.NumToes(7), 0);
 }
@@ -370,8 +352,7 @@ TEST(MasterLayers, TheirOffsetsMoveTheWholeFigure) {
 
 TEST(MasterFigureMode, ShowsTheStructurePoseWithoutKeysOrTargets) {
   Session session;
-  Structure s = FullStructure();
-  StriderMaster& master = MakeStrider(session, s);
+  StriderMaster& master = MakeStrider(session, FullStructure());
   const std::vector<Matrix3> stance = Shown(session, master, 0);
   Random random(4);
   test::KeyAllTracks(master.EditCore(), random, {0, 1600});
@@ -385,12 +366,7 @@ TEST(MasterFigureMode, ShowsTheStructurePoseWithoutKeysOrTargets) {
   EXPECT_EQ(spine.GetKeyIndex(1600), 1);
   ASSERT_EQ(master.BeginModes(kFigureMode, false), unsigned{kFigureMode});
   const int evaluations = master.NumEvaluations();
-  for (TimeValue t : {0, 800, 5000}) {
-    const std::vector<Matrix3> shown = Shown(session, master, t);
-    for (std::size_t i = 0; i < stance.size(); ++i) {
-      ASSERT_EQ(shown[i], stance[i]) << BuildNodeTree(master.Core())[i].name;
-    }
-  }
+  for (TimeValue t : {0, 800, 5000}) ASSERT_EQ(Shown(session, master, t), stance) << t;
   EXPECT_EQ(master.NumEvaluations(), evaluations) << "no keys are evaluated";
   EXPECT_EQ(spine.GetKeyIndex(1600), -1) << "no keys apply";
   ASSERT_EQ(master.EndModes(kFigureMode, false), unsigned{kFigureMode});
@@ -454,8 +430,6 @@ TEST(Controllers, ListTheKeysOfTheirOwnTrackOrSubTrack) {
   ASSERT_EQ(master.PutTurnKey(200, turn), KeyRefusal::kNone);
   EXPECT_EQ(master.GetVerticalControl()->NumKeys(), 2);
   EXPECT_EQ(master.GetVerticalControl()->GetKeyTime(1), 300);
-  EXPECT_EQ(master.GetVerticalControl()->GetKeyIndex(300), 1);
-  EXPECT_EQ(master.GetVerticalControl()->GetKeyIndex(301), -1);
   EXPECT_EQ(master.GetTurnControl()->GetKeyTime(0), 200);
   EXPECT_EQ(master.GetHorizontalControl()->NumKeys(), 0);
   EXPECT_EQ(master.GetHorizontalControl()->GetKeyTime(0), kTimeMin);
