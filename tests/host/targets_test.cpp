@@ -142,6 +142,20 @@ TEST(IkTarget, KeepsTheHandAtItsKeysAndCarriesItBetween) {
   }
 }
 
+TEST(IkTarget, LeavesTheHandWhereItStoodWhenTheObjectIsRemoved) {
+  Session session;
+  StriderMaster& master = MakeHolding(session);
+  const NodeHandle rail = session.scene.AddNode("Rail");
+  ASSERT_TRUE(session.scene.SetMatrix(rail, FrameOf(AboutZ(0.7f), {5, -9, 40})));
+  ASSERT_TRUE(master.SetIkTarget(kRightArm, rail));
+  const Matrix3 held = Hand(session, master, 2400);
+  ASSERT_TRUE(session.scene.RemoveNode(rail));
+  EXPECT_EQ(master.GetIkTarget(kRightArm), kNoNode);
+  const Matrix3 left = Hand(session, master, 2400);
+  EXPECT_LT(Distance(left.Origin(), held.Origin()), 1e-3f);
+  EXPECT_LT(Distance(left.row[0], held.row[0]), 1e-4f);
+}
+
 // A figure on a cart holds a rail beside the way: the hand stays on it at each time, in whatever
 // order times are asked.
 TEST(IkTarget, UnderAMovingRootTheHandStaysOnAStandingObject) {
