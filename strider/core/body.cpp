@@ -108,6 +108,11 @@ void EvaluateHorizontalAndTurn(MotionCore& core, TimeValue t) {
   if (core.previousLayer == nullptr) EvaluateBalance(core, t);
   body.bodyPosition.x -= body.balanceOffset.x;
   body.bodyPosition.z -= body.balanceOffset.z;
+  // Two finite numbers can still leave the range of floats together.
+  if (!IsFinite(body.bodyPosition.x) || !IsFinite(body.bodyPosition.z)) {
+    body.bodyPosition.x = body.figurePosition.x;
+    body.bodyPosition.z = body.figurePosition.z;
+  }
   body.supportState = BodySupportState(core, t);
 }
 

@@ -449,7 +449,7 @@ TEST(CoreEvaluate, HandsOutFiniteFramesWhateverTheRecordsHold) {
     // From every float to about one in all keys.
     Random random(94);
     const float pool[] = {kNan, kInf, -kInf, kHuge, -kHuge, 0, 1e-38f, 1e20f};
-    for (int i = 0; i < 1300; ++i) {
+    for (int i = 0; i < 2000; ++i) {
       SCOPED_TRACE(i);
       MotionCore core = sound;
       const int oneIn = 1 << (i % 13);
