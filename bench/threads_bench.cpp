@@ -43,7 +43,7 @@ void OnTwoThreads(const Half& half) {
 template <int kSums>
 double ArithmeticGain() {
   volatile int steps = 10'000'000;  // read each time, so that no round is taken from another
-  volatile double sink = 0;
+  [[maybe_unused]] volatile double sink = 0;
   const Comparison c = Compare(
       5, [&] { sink = Arithmetic<kSums>(2 * steps); },
       [&] {
