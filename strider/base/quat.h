@@ -38,7 +38,7 @@ inline Quat Normalized(const Quat& a) {
 }
 
 /// As Normalized, in a few products where `a` is within a hundredth of unit length already, as
-/// interpolation leaves it. One step of Newton's method: an error of 1e-4 shrinks below 1e-8.
+/// interpolation leaves it. One step of Newton's method: an error of 1e-4 shrinks to 1.5e-8.
 inline Quat NearUnit(const Quat& a) {
   const float squared = Dot(a, a);
   if (!(squared > 0.99f && squared < 1.01f)) return Normalized(a);

@@ -63,7 +63,6 @@ inline constexpr int kMaxTwistLinks = 10;
 inline constexpr int kTwistStartId = kLeftForearmTwist;
 inline constexpr int kMaxDigits = 5;
 inline constexpr int kMaxDigitLinks = 4;
-inline constexpr int kMaxXtraChains = kXtraLast - kXtraFirst + 1;
 
 /// Sides as every pair holds them: the right comes first.
 enum Side : int { kNoSide = -1, kRight = 0, kLeft = 1 };
