@@ -66,7 +66,7 @@ const std::vector<MotionBound>& MotionBounds() {
       {"ground speed off its mean", kPercent, "without halting at each step", &M::groundSpeed,
        -kNone, 10, kWalkOnly, false},
       {"head tilt", kDeg, "people keep their head level", &M::headTilt, -kNone, 5, kAll, false},
-      {"arm and thigh, correlation", "", "arms swing against the legs", &M::armOppose, -kNone,
+      {"arm and thigh, correlation", "", "arms swing against the legs, if not to the frame", &M::armOppose, -kNone,
        -0.5f, kAlternating, false},
       {"pelvis rise and fall", kLeg, "people: over the straight standing leg, down in between",
        &M::pelvisRise, 2, 6, kWalkOnly, true},
