@@ -16,6 +16,8 @@ struct Verb {
 
 /// `strider figure`: makes a figure out of structure parameters; a picture of it or its nodes.
 Verb AddFigureVerb(CLI::App& program);
+/// `strider measure`: how good the sample motions are, as a table.
+Verb AddMeasureVerb(CLI::App& program);
 /// `strider sheet`: the contact sheet of the documentation.
 Verb AddSheetVerb(CLI::App& program);
 
