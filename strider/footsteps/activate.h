@@ -1,7 +1,7 @@
 // Footsteps that wait get their motion.
 #pragma once
 
-#include "strider/core/eval_context.h"
+#include "strider/footsteps/generate.h"
 
 namespace strider {
 
@@ -15,6 +15,7 @@ enum class ActivationResult {
 
 /// Makes the keys that the inactive footsteps imply; all footsteps are active afterwards. New
 /// footsteps at the end leave the motion before them alone; new ones before others are fitted in.
-[[nodiscard]] ActivationResult NewFootprintKeys(MotionCore& core, const EvalContext& context);
+[[nodiscard]] ActivationResult NewFootprintKeys(MotionCore& core, const EvalContext& context,
+                                                const GenerateOptions& options = {});
 
 }  // namespace strider

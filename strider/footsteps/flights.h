@@ -1,0 +1,24 @@
+// The periods in the air, found on the vertical keys, and the speeds that carry the body from
+// takeoff to landing.
+#pragma once
+
+#include "strider/core/motion_core.h"
+
+namespace strider {
+
+/// Gravity as flights use it: units per tick squared, at 160 ticks a frame whatever the scene's.
+float GravityPerTick(const MotionCore& core);
+
+/// Rebuilds the flights and the keys' marks of bordering one. A vertical key with both feet at lift
+/// or move is airborne; a period that no ground key closes is none. kRefused, no flights, if
+/// memory ran out.
+[[nodiscard]] int BuildFlights(MotionCore& core);
+
+/// Upward speed at takeoff and downward speed at landing (units per tick) of a flight of `ticks`
+/// that ends `rise` higher than it starts, under `gravity` (units per tick squared).
+struct FlightSpeeds {
+  float takeoff = 0, landing = 0;
+};
+FlightSpeeds SpeedsOfFlight(TimeValue ticks, float rise, float gravity);
+
+}  // namespace strider

@@ -1,0 +1,29 @@
+// A whole motion from footsteps: keys on body, legs, arms, spine and pelvis, and the flights.
+#pragma once
+
+#include "strider/core/eval_context.h"
+#include "strider/footsteps/leg_fit.h"
+
+namespace strider {
+
+struct GenerateOptions {
+  /// Arms and spine vary a little from one key to the next, as people do.
+  bool variation = true;
+};
+
+/// Replaces all keys of body, pelvis, legs, arms and spine by the motion that the footsteps imply;
+/// all footsteps are active afterwards. Other tracks stay. Without footsteps nothing happens.
+/// kRefused if memory ran out, the core then being of no use: callers work on a copy.
+[[nodiscard]] int GenerateMotion(MotionCore& core, const EvalContext& context,
+                                 const GenerateOptions& options = {});
+
+/// Fits every leg key from `first` to `last` (ticks) of a side to the footsteps and to the body as
+/// it moves now. Evaluates the core at each of them.
+[[nodiscard]] int FitLegKeys(MotionCore& core, int side, TimeValue first, TimeValue last,
+                             const EvalContext& context);
+
+/// What a leg does at `t`: states of both legs, and whether the time belongs to a run or a jump.
+/// Between contacts of a key's own time the footsteps decide.
+LegPhase LegPhaseAt(const FootstepTrack& track, int side, TimeValue t, int state);
+
+}  // namespace strider

@@ -1,0 +1,175 @@
+// Keys at the contacts: legs, and the height of the body over them.
+
+#include <algorithm>
+#include <cmath>
+
+#include "strider/core/evaluate.h"
+#include "strider/footsteps/body_height.h"
+#include "strider/footsteps/generation.h"
+
+namespace strider {
+namespace {
+
+// Feet further apart than this many hip offsets draw the body towards the leg that carries it.
+constexpr float kWideStance = 6;
+// Vertical keys in the air nearer than this to both neighbours say nothing of their own.
+constexpr int kCrowdedFrames = 10;
+
+/// Phases in which nothing happens to the legs make no keys.
+bool MakesKeys(const SupportPhase& phase) {
+  return !(phase.rightLegState == kPlant && phase.leftLegState == kPlant);
+}
+
+bool MakesVerticalKey(const SupportPhase& phase) {
+  if (phase.rightLegState == kMove && phase.leftLegState == kMove) return false;
+  // In a run the body sinks and rises once a stance: a key in its middle would make it twice.
+  return !(phase.nearAir && IsMiddle(phase));
+}
+
+void DrawTowardsLeg(Generation& g, const BodyStance& stance, const BodyHeight& height,
+                    TimeValue t) {
+  KeyTable<HorizontalKey>& table = g.core.body.horizontal;
+  const int index = KeyAt(table.track, t);
+  if (index < 0 || height.namedLeg < 0) return;
+  const Point3 apart = stance.foot[0].position - stance.foot[1].position;
+  if (Length(Point3{apart.x, 0, apart.z}) <= kWideStance * g.core.pelvis.hipOffset) return;
+  Point3& place = table.keys[static_cast<std::size_t>(index)].position;
+  const Point3 foot = stance.foot[height.namedLeg].position;
+  const float ground = place.y;
+  place = foot + height.weight * (place - foot);
+  place.y = ground;
+  MarkDirty(table.track, index, index);
+}
+
+void MakeVerticalKey(Generation& g, const SupportPhase& phase, float height) {
+  MotionCore& core = g.core;
+  const bool event = !IsMiddle(phase);
+  if (!event && KeyAt(core.body.vertical.track, phase.time) >= 0) return;
+  VerticalKey key;
+  key.height = key.ballisticHeight = height;
+  key.legState[0] = phase.rightLegState;
+  key.legState[1] = phase.leftLegState;
+  for (int side = 0; side < 2; ++side) {
+    key.bordersFlight[side] = key.legState[side] == kMove ? 1 : 0;
+  }
+  key.dynamicsBlend = core.structure.dynamicsType == 0 ? 1.0f : 0.0f;
+  g.Check(PutKey(core, phase.time, key));
+}
+
+/// A key that waits to be fitted, once the body's height over the true ground is known.
+void MakeLegKey(Generation& g, int side, TimeValue t, int state) {
+  LimbRecord& leg = g.core.leg[side];
+  if (KeyAt(leg.table.track, t) >= 0) return;
+  LimbKey key = leg.rest;
+  key.keyState = state;
+  SetKeyKind(key, state == kMove ? kFreeKey : kPlantedKey);
+  g.Check(PutKey(g.core, LimbId(leg), t, key));
+}
+
+}  // namespace
+
+void MakeContactKeys(Generation& g) {
+  MotionCore& core = g.core;
+  for (const SupportPhase& phase : g.Phases()) {
+    if (InFreeForm(core.footsteps, phase.time) || !MakesKeys(phase)) continue;
+    const int states[2] = {phase.rightLegState, phase.leftLegState};
+    CoreEvaluate(core, phase.time, g.context);
+    const BodyStance stance = StanceAt(core, phase.time, states, GroundLevel::kFlat);
+    const BodyHeight height = BodyHeightOf(core, stance);
+    DrawTowardsLeg(g, stance, height, phase.time);
+    for (int side = 0; side < 2; ++side) MakeLegKey(g, side, phase.time, states[side]);
+    if (MakesVerticalKey(phase)) MakeVerticalKey(g, phase, height.height);
+  }
+}
+
+void ThinVerticalKeys(Generation& g) {
+  KeyTable<VerticalKey>& table = g.core.body.vertical;
+  const int count = table.track.numKeys;
+  const TimeValue crowded = kCrowdedFrames * g.core.ticksPerFrame;
+  std::vector<int> kept;
+  for (int i = 0; i < count; ++i) {
+    const VerticalKey& key = table[i];
+    const bool inner = i > 0 && i + 1 < count;
+    const bool inAir = key.bordersFlight[0] && key.bordersFlight[1] &&
+                       key.legState[0] != kLift && key.legState[1] != kLift;
+    if (inner && inAir && table.TimeOf(i) - table.TimeOf(i - 1) < crowded &&
+        table.TimeOf(i + 1) - table.TimeOf(i) < crowded) {
+      continue;
+    }
+    kept.push_back(i);
+  }
+  if (static_cast<int>(kept.size()) < count) KeepKeys(table, kept);
+}
+
+namespace {
+
+/// Moves every key to a whole frame; one that would meet a neighbour there goes.
+template <class Key>
+void SnapKeys(KeyTable<Key>& table, TimeValue ticksPerFrame) {
+  for (int i = table.track.numKeys - 1; i >= 0; --i) {
+    const TimeValue whole = RoundToFrame(table.TimeOf(i), ticksPerFrame);
+    if (whole == table.TimeOf(i) || SetKeyTime(table.track, i, whole) == kDone) continue;
+    DeleteKeyRecord(table, i);
+  }
+}
+
+}  // namespace
+
+void SnapKeysToFrames(Generation& g) {
+  MotionCore& core = g.core;
+  const TimeValue frame = core.ticksPerFrame;
+  for (LimbRecord& leg : core.leg) SnapKeys(leg.table, frame);
+  SnapKeys(core.pelvis.table, frame);
+  SnapKeys(core.body.horizontal, frame);
+  SnapKeys(core.body.turn, frame);
+  SnapKeys(core.body.vertical, frame);
+}
+
+void FillStances(Generation& g) {
+  MotionCore& core = g.core;
+  const TimeValue frame = core.ticksPerFrame;
+  for (int side = 0; side < 2; ++side) {
+    const KeyTable<LimbKey>& table = core.leg[side].table;
+    for (int i = 0; i + 1 < table.track.numKeys; ++i) {
+      // A foot that touches and lifts without a key between would roll over its heel into the
+      // ground: it lies flat where the body passes over it.
+      if (table[i].keyState != kTouch || table[i + 1].keyState != kLift) continue;
+      const TimeValue from = table.TimeOf(i), to = table.TimeOf(i + 1);
+      if (to - from < 2 * frame) continue;
+      const TimeValue middle = RoundToFrame(Later(from, (to - from) / 2), frame);
+      const int body = FindKey(core.body.horizontal.track, to - 1);
+      const TimeValue stands = core.body.horizontal.TimeOf(body);
+      MakeLegKey(g, side, stands > from && stands < to ? stands : middle, kPlant);
+    }
+  }
+}
+
+LegPhase LegPhaseAt(const FootstepTrack& track, int side, TimeValue t, int state) {
+  LegPhase phase;
+  phase.time = t;
+  phase.state = state;
+  phase.otherState = FootstepLegState(track, 1 - side, t);
+  const auto after = std::upper_bound(
+      track.transitions.begin(), track.transitions.end(), t,
+      [](TimeValue time, const SupportTransition& s) { return time < s.time; });
+  phase.nearAir = after != track.transitions.begin() && std::prev(after)->nearAir != 0;
+  return phase;
+}
+
+int FitLegKeys(MotionCore& core, int side, TimeValue first, TimeValue last,
+               const EvalContext& context) {
+  LimbRecord& leg = core.leg[side];
+  const KeyTable<LimbKey>& table = leg.table;
+  for (int i = InsertionIndex(table.track, first); i < table.track.numKeys; ++i) {
+    const TimeValue t = table.TimeOf(i);
+    if (t > last) break;
+    const LegPhase phase = LegPhaseAt(core.footsteps, side, t, table[i].keyState);
+    CoreEvaluate(core, t, context);
+    const FootPlacement placement = PlaceFoot(core, side, phase, GroundLevel::kTrue);
+    const LimbKey key = LegKeyOf(core, side, phase, placement, context);
+    if (PutKey(core, LimbId(leg), t, key) != KeyRefusal::kNone) return kRefused;
+  }
+  return kDone;
+}
+
+}  // namespace strider

@@ -1,0 +1,122 @@
+// What arms and spine do by themselves while the legs walk.
+
+#include <algorithm>
+
+#include "strider/footsteps/generation.h"
+
+namespace strider {
+namespace {
+
+constexpr int kArmFrames = 5, kSpineFrames = 6;  // least distance of two keys
+
+// Shoulder: about the lateral axis, radians, ahead positive. Elbow: its bend.
+constexpr float kArmRest = -0.1f, kArmSwing = 0.2f, kElbowSwing = 0.3f;
+// An elbow never bends backwards.
+constexpr float kLeastElbow = 0.05f;
+// What varies with the number of the key.
+constexpr float kForearmShift = -0.05f, kForearmVariation = -0.1f;
+constexpr float kBlendRest = 0.3f, kBlendVariation = 0.3f;
+
+// Spine, radians over all links: leaning sideways and ahead, and turning against the pelvis.
+constexpr float kSway = 0.05f, kOddTwist = 0.06f, kEvenTwist = 0.03f, kRoll = 0.15f;
+
+/// Keeps keys of a track a number of frames apart, but for the first and the last phase.
+struct Spacing {
+  TimeValue least;
+  TimeValue last = 0;
+  int count = 0;
+
+  bool Takes(TimeValue t, bool atEnd) {
+    if (count > 0 && !atEnd && t - last < least) return false;
+    if (count > 0 && t <= last) return false;
+    last = t;
+    ++count;
+    return true;
+  }
+};
+
+/// 1 where the arm of `side` is ahead, -1 where it is behind, 0 in between: arms go with the
+/// opposite foot, so at a touch the other side's arm is ahead, and at a lift this side's.
+float SwingOf(const SupportPhase& phase, int side) {
+  for (int foot = 0; foot < 2; ++foot) {
+    const float same = foot == side ? 1.0f : -1.0f;
+    if (StateOf(phase, foot) == kTouch && StateOf(phase, 1 - foot) != kTouch) return -same;
+  }
+  for (int foot = 0; foot < 2; ++foot) {
+    const float same = foot == side ? 1.0f : -1.0f;
+    if (StateOf(phase, foot) == kLift && StateOf(phase, 1 - foot) != kLift) return same;
+  }
+  return 0;
+}
+
+LimbKey ArmKey(const LimbRecord& arm, float swing, float wave) {
+  LimbKey key = arm.rest;
+  key.limbRotation = AboutZ(kArmRest + swing * kArmSwing);
+  const float restBend = kPi - arm.rest.jointAngles[kHinge];
+  const float forearm = kForearmShift + kForearmVariation * wave;
+  const float bend = restBend + swing * kElbowSwing - forearm;
+  key.jointAngles[kHinge] = kPi - std::max(bend, kLeastElbow);
+  key.forwardBend = kBlendRest + kBlendVariation * wave;
+  return key;
+}
+
+bool IsTaken(const SupportPhase& phase, bool atEnd) {
+  return atEnd || !(phase.rightLegState == kPlant && phase.leftLegState == kPlant);
+}
+
+}  // namespace
+
+void MakeArmKeys(Generation& g) {
+  MotionCore& core = g.core;
+  if (!core.structure.arms) return;
+  const auto& phases = g.Phases();
+  Spacing spacing{kArmFrames * core.ticksPerFrame};
+  for (std::size_t i = 0; i < phases.size(); ++i) {
+    const SupportPhase& phase = phases[i];
+    const bool atEnd = i == 0 || i + 1 == phases.size();
+    if (InFreeForm(core.footsteps, phase.time) || !IsTaken(phase, atEnd)) continue;
+    const TimeValue t = RoundToFrame(phase.time, core.ticksPerFrame);
+    if (!spacing.Takes(t, atEnd)) continue;
+    const float wave =
+        g.options.variation ? Sin(2 * static_cast<float>(spacing.count)) : 0;
+    for (int side = 0; side < 2; ++side) {
+      const LimbRecord& arm = core.arm[side];
+      g.Check(PutKey(core, LimbId(arm), t, ArmKey(arm, SwingOf(phase, side), wave)));
+    }
+  }
+}
+
+void MakeSpineKeys(Generation& g) {
+  MotionCore& core = g.core;
+  const int links = core.spine.numLinks;
+  if (links == 0) return;
+  const auto& phases = g.Phases();
+  Spacing spacing{kSpineFrames * core.ticksPerFrame};
+  for (std::size_t i = 0; i < phases.size(); ++i) {
+    const SupportPhase& phase = phases[i];
+    const bool atEnd = i == 0 || i + 1 == phases.size();
+    if (InFreeForm(core.footsteps, phase.time) || !IsTaken(phase, atEnd)) continue;
+    const TimeValue t = RoundToFrame(phase.time, core.ticksPerFrame);
+    if (!spacing.Takes(t, false)) continue;
+    const int n = spacing.count;
+    float sway = 0;
+    if (n % 3 == 0) sway = -kSway;
+    if (n % 5 == 0) sway = kSway;
+    float lean = n % 2 == 1 ? kOddTwist : kEvenTwist;
+    if (!g.options.variation) {
+      sway = 0;
+      lean = 0.5f * (kOddTwist + kEvenTwist);
+    }
+    const bool rightMoves = phase.rightLegState == kMove, leftMoves = phase.leftLegState == kMove;
+    const float roll = rightMoves ? kRoll : leftMoves ? -kRoll : 0;
+    // X up, Y back, Z right: the shoulders follow the swinging leg's hip backwards.
+    const float share = 1 / static_cast<float>(links);
+    const Quat turn =
+        AboutZ(-lean * share) * AboutY(sway * share) * AboutX(-roll * share);
+    ChainKey key = core.spine.rest;
+    for (int k = 0; k < links; ++k) key.rotation[k] = turn * core.spine.rest.rotation[k];
+    g.Check(PutKey(core, kSpine, t, key));
+  }
+}
+
+}  // namespace strider

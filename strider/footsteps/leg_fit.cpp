@@ -1,0 +1,170 @@
+#include "strider/footsteps/leg_fit.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "strider/core/limb_frames.h"
+#include "strider/core/limb_keys.h"
+#include "strider/footsteps/footstep_edit.h"
+
+namespace strider {
+namespace {
+
+// --- How a foot is pitched ------------------------------------------------------------------------
+
+// Pitch of the foot (radians, toes down) for each leg length that it is behind its hip. People
+// leave the ground with the foot 40 to 70 degrees toe-down; a default walk lifts half a leg length
+// behind the hip, where 0.85 of this is 0.8, or 46 degrees, and bends the knee by about 43.
+constexpr float kLiftPitch = 1.9f;
+// The same, toes up, for a foot that comes down ahead of its hip: 12 to 37 degrees in people.
+constexpr float kTouchPitch = 0.95f;
+// On its way the foot hangs: for each leg length of the way on either side, toes down while it
+// follows the hip, level where it leads.
+constexpr float kSwingPitch = -1.1f;
+constexpr float kMostPitch = 1.25f;
+
+// Shares of the pitch by the state of the leg.
+constexpr float kLiftShare = 0.85f;
+constexpr float kPlantShare = 0.2f, kLeastPlant = 0.2f;
+constexpr float kWalkSwingShare = -0.3f, kRunSwingShare = -0.65f;
+constexpr float kFlightTouchShare = 1.5f;
+
+// --- How a foot is carried through the air ----------------------------------------------------------
+
+// Rise of the ankle in the middle of a swing, in leg lengths. People raise it by 14 to 23 per cent
+// in a walk, which with the hip over the standing foot bends the knee to 55 to 75 degrees; in a
+// run the heel comes up behind.
+constexpr float kWalkSwingRise = 0.145f, kRunSwingRise = 0.3f;
+// A swinging leg passes the other one a little to the outside.
+constexpr float kSwingOut = 0.03f;
+constexpr float kSwingOutShare = 0.6f;
+
+// The heel's middle and the toe row's middle, as named pivots count.
+constexpr int kHeelPivot = 2, kToePivot = 5;
+
+/// Full pitch for a leg four hip offsets long and more; stumpy legs tip their feet less.
+float StrideFactor(const MotionCore& core, const LimbRecord& leg) {
+  const float factor = std::min(leg.totalLength / core.pelvis.hipOffset * 0.25f, 1.0f);
+  return factor * factor;
+}
+
+/// How far the foot's target lies ahead of the hip along its heading, in leg lengths.
+float LeadOf(const MotionCore& core, const LimbRecord& leg, const FootTarget& target) {
+  const Point3 hip = core.pelvisFrame.origin + Rotate(core.pelvisFrame.rotation, leg.baseOffset);
+  return Dot(target.position - hip, ForwardOf(target.angle)) / leg.totalLength;
+}
+
+/// Half the way of a swing, in leg lengths along its heading.
+float HalfWay(const MotionCore& core, const LimbRecord& leg, const FootTarget& target) {
+  const std::vector<Point3>& places = core.footsteps.position;
+  const Point3 way = places[static_cast<std::size_t>(target.next)] -
+                     places[static_cast<std::size_t>(target.previous)];
+  return 0.5f * Dot(way, ForwardOf(target.angle)) / leg.totalLength;
+}
+
+float PitchOf(const MotionCore& core, const LimbRecord& leg, const LegPhase& phase,
+              const FootTarget& target) {
+  const float lead = LeadOf(core, leg, target);
+  float pitch = 0;
+  switch (phase.state) {
+    case kTouch:
+      pitch = -kTouchPitch * std::max(lead, 0.0f);
+      if (phase.nearAir) pitch *= kFlightTouchShare;
+      break;
+    case kPlant:
+      // A foot that has come down lies flat; only one that is left behind rises over its toes.
+      pitch = kPlantShare * kLiftPitch * std::max(-lead, 0.0f);
+      if (pitch < kLeastPlant && phase.otherState == kMove) pitch = 0;
+      break;
+    case kLift: pitch = kLiftShare * kLiftPitch * std::max(-lead, 0.0f); break;
+    default: {
+      const float way = std::max(HalfWay(core, leg, target), 0.0f);
+      pitch = kSwingPitch * way * 2 * (1 - target.u);
+      pitch *= phase.nearAir ? kRunSwingShare : kWalkSwingShare;
+      break;
+    }
+  }
+  return std::clamp(pitch, -kMostPitch, kMostPitch) * StrideFactor(core, leg);
+}
+
+/// X down to the sole, Y to the toes, Z right, over a heading and pitched about the ankle.
+Quat FootRotation(float angle, float pitch) {
+  const Matrix3 axes{{{0, -1, 0}, {1, 0, 0}, {0, 0, 1}, {}}};
+  return Normalized(AboutY(angle) * RotationOf(axes) * AboutZ(-pitch));
+}
+
+Point3 CarriedFoot(const LimbRecord& leg, const LegPhase& phase, const FootTarget& target) {
+  const float rise = phase.nearAir ? kRunSwingRise : kWalkSwingRise;
+  Point3 place = target.position;
+  place.y += leg.extremityHeight + rise * leg.totalLength * Sin(kPi * target.u);
+  const float out = kSwingOutShare * kSwingOut * leg.totalLength * Sin(kPi * target.u);
+  return place + (leg.side == kRight ? -out : out) * LeftOf(target.angle);
+}
+
+}  // namespace
+
+FootPlacement PlaceFoot(const MotionCore& core, int side, const LegPhase& phase,
+                        GroundLevel level) {
+  const LimbRecord& leg = core.leg[side];
+  const bool atMiddle = phase.otherState == kPlant;
+  const FootTarget target =
+      FootTargetAs(core.footsteps, side, phase.time, phase.state, level,
+                   atMiddle ? SwingPlace::kHalfWay : SwingPlace::kByTime);
+  FootPlacement placement;
+  placement.pitch = PitchOf(core, leg, phase, target);
+  placement.rotation = FootRotation(target.angle, placement.pitch);
+  placement.pivot.index = phase.state == kTouch ? kHeelPivot : kToePivot;
+  if (phase.state == kMove) {
+    placement.ankle = CarriedFoot(leg, phase, target);
+    return placement;
+  }
+  // The pivot stands where it is when the foot lies flat on its footstep.
+  const Point3 pivot = PivotPoint(leg, placement.pivot);
+  const Point3 flatAnkle = target.position + Point3{0, leg.extremityHeight, 0};
+  const Point3 anchor = flatAnkle + Rotate(FootRotation(target.angle, 0), pivot);
+  placement.ankle = anchor - Rotate(placement.rotation, pivot);
+  return placement;
+}
+
+namespace {
+
+/// Toes stay on the ground while the heel rises over them.
+void LayToes(LimbRecord& leg, const FootPlacement& placement, int state) {
+  for (int d = 0; d < leg.numDigits; ++d) leg.digits[d].pose = leg.rest.digits[d];
+  if (state == kMove || placement.pitch <= 0) return;
+  const Quat flat = placement.rotation * AboutZ(placement.pitch);
+  AdjustToesToPivot(leg, flat, placement.rotation);
+}
+
+}  // namespace
+
+LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPlacement& placement,
+                 const EvalContext& context) {
+  LimbRecord& leg = core.leg[side];
+  LimbPose& pose = leg.pose;
+  TakeLimbRest(leg);
+  PlaceLimbBase(core, leg);
+  pose.worldTarget = placement.ankle;
+  pose.localTarget = IntoBase(leg, placement.ankle);
+  SolveToLocalTarget(leg, context);
+  LayToes(leg, placement, phase.state);
+  pose.endRotation =
+      Normalized(Conjugate(LastSegmentInWorld(leg, ShapeOfPose(leg))) * placement.rotation);
+  pose.pivotKind = placement.pivot.kind;
+  pose.pivotIndex = placement.pivot.index;
+  pose.forwardBend = 0;
+  pose.ikAnkleTension = 0;
+
+  leg.keyState = static_cast<LegState>(phase.state);
+  LimbKey key = CurrentLimbKey(core, leg, phase.state == kMove ? kFreeKey : kPlantedKey);
+  // The heel strikes anew; from there on each contact goes on from the one before.
+  if (phase.state == kTouch) key.ikJoinedPivot = 0;
+  if (phase.state != kMove) {
+    // The foot stands where it stands, also where the leg is too short to reach it at the key.
+    key.objectTarget = placement.ankle;
+    SetKeyPivot(leg, key, placement.pivot);
+  }
+  return key;
+}
+
+}  // namespace strider

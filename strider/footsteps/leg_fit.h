@@ -1,0 +1,35 @@
+// The key that a leg gets at a contact or on its way: the foot set on its footstep, pitched as
+// walking asks, and the leg bent to reach it from the hip.
+#pragma once
+
+#include "strider/core/eval_context.h"
+#include "strider/core/limb_pivot.h"
+#include "strider/footsteps/foot_target.h"
+
+namespace strider {
+
+/// What a leg key is made for.
+struct LegPhase {
+  TimeValue time = 0;
+  int state = kPlant;       // of this leg
+  int otherState = kPlant;  // of the other
+  bool nearAir = false;     // part of a run or a jump
+};
+
+/// Where a foot goes: its place in the core's space and the pivot that it stands on.
+struct FootPlacement {
+  Quat rotation;  // the core's space
+  Point3 ankle;
+  PivotChoice pivot;
+  float pitch = 0;  // toes down, radians
+};
+
+/// The placement of a side's foot. The core stands in the pose of the phase's time: the pitch
+/// follows from how far ahead of its hip, or behind it, the foot is.
+FootPlacement PlaceFoot(const MotionCore& core, int side, const LegPhase& phase, GroundLevel level);
+
+/// The leg key of a placement, the core in the pose of its time. Leaves the leg in that pose.
+LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPlacement& placement,
+                 const EvalContext& context);
+
+}  // namespace strider
