@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "strider/core/key_edit.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/support.h"

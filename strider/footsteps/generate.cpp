@@ -61,12 +61,12 @@ int GenerateMotion(MotionCore& core, const EvalContext& context, const GenerateO
     MakeBodyKeys(g);
     SmoothGroundPath(g);
     ShapeTurns(g);
+    MakeSpineKeys(g);  // before the heights: balance moves the hips by the spine's centre
     MakeContactKeys(g);
     ThinVerticalKeys(g);
     SnapKeysToFrames(g);
     FillStances(g);
     MakeArmKeys(g);
-    MakeSpineKeys(g);
     if (g.failed || FitToGround(g) == kRefused) return kRefused;
   } catch (const std::bad_alloc&) {
     return kRefused;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "strider/core/evaluate.h"
+#include "strider/core/limb_keys.h"
 #include "strider/footsteps/body_height.h"
 #include "strider/footsteps/generation.h"
 

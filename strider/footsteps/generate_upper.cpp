@@ -36,15 +36,19 @@ struct Spacing {
 };
 
 /// 1 where the arm of `side` is ahead, -1 where it is behind, 0 in between: arms go with the
-/// opposite foot, so at a touch the other side's arm is ahead, and at a lift this side's.
+/// opposite foot, so at a touch the other side's arm is ahead, and at a lift this side's. A jump off
+/// both feet takes both arms ahead, and coming down brings them back.
 float SwingOf(const SupportPhase& phase, int side) {
-  for (int foot = 0; foot < 2; ++foot) {
-    const float same = foot == side ? 1.0f : -1.0f;
-    if (StateOf(phase, foot) == kTouch && StateOf(phase, 1 - foot) != kTouch) return -same;
+  if (phase.rightLegState == phase.leftLegState) {
+    return phase.rightLegState == kLift ? 1.0f : phase.rightLegState == kTouch ? -1.0f : 0.0f;
   }
   for (int foot = 0; foot < 2; ++foot) {
     const float same = foot == side ? 1.0f : -1.0f;
-    if (StateOf(phase, foot) == kLift && StateOf(phase, 1 - foot) != kLift) return same;
+    if (StateOf(phase, foot) == kTouch) return -same;
+  }
+  for (int foot = 0; foot < 2; ++foot) {
+    const float same = foot == side ? 1.0f : -1.0f;
+    if (StateOf(phase, foot) == kLift) return same;
   }
   return 0;
 }
@@ -60,8 +64,10 @@ LimbKey ArmKey(const LimbRecord& arm, float swing, float wave) {
   return key;
 }
 
+/// Where both legs do the same all along, the arms swing on between what comes before and after.
 bool IsTaken(const SupportPhase& phase, bool atEnd) {
-  return atEnd || !(phase.rightLegState == kPlant && phase.leftLegState == kPlant);
+  const int r = phase.rightLegState, l = phase.leftLegState;
+  return atEnd || !(r == l && (r == kPlant || r == kMove));
 }
 
 }  // namespace
@@ -81,7 +87,8 @@ void MakeArmKeys(Generation& g) {
         g.options.variation ? Sin(2 * static_cast<float>(spacing.count)) : 0;
     for (int side = 0; side < 2; ++side) {
       const LimbRecord& arm = core.arm[side];
-      g.Check(PutKey(core, LimbId(arm), t, ArmKey(arm, SwingOf(phase, side), wave)));
+      const float swing = i == 0 ? 0 : SwingOf(phase, side);  // a figure starts at ease
+      g.Check(PutKey(core, LimbId(arm), t, ArmKey(arm, swing, wave)));
     }
   }
 }

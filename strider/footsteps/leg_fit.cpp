@@ -38,6 +38,9 @@ constexpr float kWalkSwingRise = 0.145f, kRunSwingRise = 0.3f;
 // A swinging leg passes the other one a little to the outside.
 constexpr float kSwingOut = 0.03f;
 constexpr float kSwingOutShare = 0.6f;
+// A leg in the air stays bent, its end this share of its length from the hip: high over the ground
+// it is drawn up, and between its keys it never passes through straight.
+constexpr float kMostStretch = 0.9f;
 
 // The heel's middle and the toe row's middle, as named pivots count.
 constexpr int kHeelPivot = 2, kToePivot = 5;
@@ -48,10 +51,13 @@ float StrideFactor(const MotionCore& core, const LimbRecord& leg) {
   return factor * factor;
 }
 
+Point3 HipOf(const MotionCore& core, const LimbRecord& leg) {
+  return core.pelvisFrame.origin + Rotate(core.pelvisFrame.rotation, leg.baseOffset);
+}
+
 /// How far the foot's target lies ahead of the hip along its heading, in leg lengths.
 float LeadOf(const MotionCore& core, const LimbRecord& leg, const FootTarget& target) {
-  const Point3 hip = core.pelvisFrame.origin + Rotate(core.pelvisFrame.rotation, leg.baseOffset);
-  return Dot(target.position - hip, ForwardOf(target.angle)) / leg.totalLength;
+  return Dot(target.position - HipOf(core, leg), ForwardOf(target.angle)) / leg.totalLength;
 }
 
 /// Half the way of a swing, in leg lengths along its heading.
@@ -93,12 +99,16 @@ Quat FootRotation(float angle, float pitch) {
   return Normalized(AboutY(angle) * RotationOf(axes) * AboutZ(-pitch));
 }
 
-Point3 CarriedFoot(const LimbRecord& leg, const LegPhase& phase, const FootTarget& target) {
+Point3 CarriedFoot(const MotionCore& core, const LimbRecord& leg, const LegPhase& phase,
+                   const FootTarget& target) {
   const float rise = phase.nearAir ? kRunSwingRise : kWalkSwingRise;
   Point3 place = target.position;
   place.y += leg.extremityHeight + rise * leg.totalLength * Sin(kPi * target.u);
   const float out = kSwingOutShare * kSwingOut * leg.totalLength * Sin(kPi * target.u);
-  return place + (leg.side == kRight ? -out : out) * LeftOf(target.angle);
+  place += (leg.side == kRight ? -out : out) * LeftOf(target.angle);
+  const Point3 hip = HipOf(core, leg);
+  const float distance = Length(place - hip), most = kMostStretch * leg.totalLength;
+  return distance > most ? Lerp(hip, place, most / distance) : place;
 }
 
 }  // namespace
@@ -115,7 +125,7 @@ FootPlacement PlaceFoot(const MotionCore& core, int side, const LegPhase& phase,
   placement.rotation = FootRotation(target.angle, placement.pitch);
   placement.pivot.index = phase.state == kTouch ? kHeelPivot : kToePivot;
   if (phase.state == kMove) {
-    placement.ankle = CarriedFoot(leg, phase, target);
+    placement.ankle = CarriedFoot(core, leg, phase, target);
     return placement;
   }
   // The pivot stands where it is when the foot lies flat on its footstep.
@@ -162,6 +172,7 @@ LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPl
   if (phase.state != kMove) {
     // The foot stands where it stands, also where the leg is too short to reach it at the key.
     key.objectTarget = placement.ankle;
+    if (HasObjectFrame(leg)) key.objectTarget = placement.ankle * Inverse(leg.objectFrame);
     SetKeyPivot(leg, key, placement.pivot);
   }
   return key;
