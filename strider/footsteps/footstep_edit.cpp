@@ -88,16 +88,6 @@ void EndPeriodBefore(FootstepTrack& track, const FootstepSpan* const previous[2]
   if (latest) track.freeFormAfter.Set(latest->footstep, false);
 }
 
-/// Moves `angle` by whole turns until it lies within half a turn of `near`; one that does already
-/// keeps its bits.
-float UnwrapTo(float near, float angle) {
-  if (!(std::fabs(angle) <= kHeadingLimit)) angle = 0;
-  const double away = static_cast<double>(angle) - near;
-  if (std::fabs(away) <= kPi) return angle;
-  const double turns = std::floor(away / kTwoPi + 0.5);
-  return static_cast<float>(angle - turns * kTwoPi);
-}
-
 Matrix3 AboutUp(float angle) {  // the host's space
   const float c = Cos(angle), s = Sin(angle);
   return {{{c, s, 0}, {-s, c, 0}, {0, 0, 1}, {}}};
@@ -360,6 +350,14 @@ void ClearFootstepSelection(FootstepTrack& track) {
 
 // --- Places ------------------------------------------------------------------------------------
 
+float UnwrapTo(float near, float angle) {
+  if (!(std::fabs(angle) <= kHeadingLimit)) angle = 0;
+  const double away = static_cast<double>(angle) - near;
+  if (std::fabs(away) <= kPi) return angle;
+  const double turns = std::floor(away / kTwoPi + 0.5);
+  return static_cast<float>(angle - turns * kTwoPi);
+}
+
 void NormalizeAngles(FootstepTrack& track) {
   float before = 0;
   for (float& angle : track.angle) before = angle = UnwrapTo(before, angle);
@@ -372,17 +370,20 @@ float HeadingOf(const Matrix3& transform) {
   return IsFinite(heading) ? heading : 0;
 }
 
+void TransformFromPosition(FootstepTrack& track, int footstep) {
+  if (!HasFootstep(track, footstep)) return;
+  const std::size_t i = Idx(footstep);
+  Matrix3& m = track.transform[i];
+  const bool level = m.row[0].z == 0 && m.row[1].z == 0 && m.row[2] == Point3{0, 0, 1};
+  m.row[3] = {};
+  // A level footstep is turned anew, so that edit after edit leaves no trace in its axes.
+  m = level ? AboutUp(track.angle[i])
+            : Orthogonalized(m * AboutUp(-HeadingOf(m))) * AboutUp(track.angle[i]);
+  m.row[3] = HostFromCore(track.position[i]);
+}
+
 void TransformsFromPositions(FootstepTrack& track) {
-  for (int i = 0; i < track.numFootsteps; ++i) {
-    Matrix3& m = track.transform[Idx(i)];
-    const Point3 origin = HostFromCore(track.position[Idx(i)]);
-    const bool level = m.row[0].z == 0 && m.row[1].z == 0 && m.row[2] == Point3{0, 0, 1};
-    m.row[3] = {};
-    // A level footstep is turned anew, so that edit after edit leaves no trace in its axes.
-    m = level ? AboutUp(track.angle[Idx(i)])
-              : Orthogonalized(m * AboutUp(-HeadingOf(m))) * AboutUp(track.angle[Idx(i)]);
-    m.row[3] = origin;
-  }
+  for (int i = 0; i < track.numFootsteps; ++i) TransformFromPosition(track, i);
 }
 
 void PositionFromTransform(FootstepTrack& track, int footstep) {

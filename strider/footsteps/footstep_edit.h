@@ -72,11 +72,14 @@ void RetimeToTicksPerFrame(FootstepTrack& track, TimeValue ticksPerFrame);
 /// Brings every heading within half a turn of the one before it, the first within half a turn of
 /// 0. Headings that are not finite or past any count of turns become 0.
 void NormalizeAngles(FootstepTrack& track);
+/// `angle` by whole turns as near to `near` as it comes; one within half a turn keeps its bits.
+float UnwrapTo(float near, float angle);
 
 /// Heading of a transform of the host's space, radians in [-pi, pi].
 float HeadingOf(const Matrix3& transform);
 /// Writes the transforms from position and angle, keeping the tilt of each against its heading.
 void TransformsFromPositions(FootstepTrack& track);
+void TransformFromPosition(FootstepTrack& track, int footstep);
 /// Reads position and angle of one footstep from its transform.
 void PositionFromTransform(FootstepTrack& track, int footstep);
 
