@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "strider/core/track_reader.h"
 #include "strider/footsteps/generation.h"
 
 namespace strider {
@@ -70,6 +71,16 @@ bool IsTaken(const SupportPhase& phase, bool atEnd) {
   return atEnd || !(r == l && (r == kPlant || r == kMove));
 }
 
+/// The loin bends against the rock of the pelvis, so that the trunk stays upright on it: a turn of
+/// the first link in the spine's base.
+Quat AgainstPelvis(const MotionCore& core, TimeValue t) {
+  const KeyTable<PelvisKey>& pelvis = core.pelvis.table;
+  const Quat rock = TrackReader<PelvisKey>(pelvis, t).Rotation(
+      0, [](const PelvisKey& key) -> const Quat& { return key.rotation; });
+  const Quat& base = core.spine.baseRotation;
+  return Conjugate(base) * Conjugate(rock) * base;
+}
+
 }  // namespace
 
 void MakeArmKeys(Generation& g) {
@@ -98,6 +109,7 @@ void MakeSpineKeys(Generation& g) {
   const int links = core.spine.numLinks;
   if (links == 0) return;
   const auto& phases = g.Phases();
+  RefreshTracks(core);
   Spacing spacing{kSpineFrames * core.ticksPerFrame};
   for (std::size_t i = 0; i < phases.size(); ++i) {
     const SupportPhase& phase = phases[i];
@@ -116,12 +128,13 @@ void MakeSpineKeys(Generation& g) {
     }
     const bool rightMoves = phase.rightLegState == kMove, leftMoves = phase.leftLegState == kMove;
     const float roll = rightMoves ? kRoll : leftMoves ? -kRoll : 0;
-    // X up, Y back, Z right: the shoulders follow the swinging leg's hip backwards.
+    // X up, Y back, Z right: the shoulders turn against the hip of the swinging leg.
     const float share = 1 / static_cast<float>(links);
     const Quat turn =
         AboutZ(-lean * share) * AboutY(sway * share) * AboutX(-roll * share);
     ChainKey key = core.spine.rest;
     for (int k = 0; k < links; ++k) key.rotation[k] = turn * core.spine.rest.rotation[k];
+    key.rotation[0] = AgainstPelvis(core, t) * key.rotation[0];
     g.Check(PutKey(core, kSpine, t, key));
   }
 }

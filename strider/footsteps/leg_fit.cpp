@@ -78,8 +78,11 @@ float PitchOf(const MotionCore& core, const FootstepTrack& footsteps, const Limb
       if (phase.nearAir) pitch *= kFlightTouchShare;
       break;
     case kPlant:
-      // A foot that has come down lies flat; only one that is left behind rises over its toes.
-      pitch = kPlantShare * kLiftPitch * std::max(-lead, 0.0f);
+      // A foot that has come down lies flat. It rises over its toes when it is left behind, as the
+      // other one comes down.
+      if (phase.otherState != kLift && phase.otherState != kPlant) {
+        pitch = kPlantShare * kLiftPitch * std::max(-lead, 0.0f);
+      }
       if (pitch < kLeastPlant && phase.otherState == kMove) pitch = 0;
       break;
     case kLift: pitch = kLiftShare * kLiftPitch * std::max(-lead, 0.0f); break;
