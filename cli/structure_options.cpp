@@ -4,6 +4,8 @@
 #include <optional>
 #include <string_view>
 
+#include "exchange/read_number.h"
+
 namespace strider {
 namespace {
 
@@ -48,17 +50,6 @@ std::optional<double> ReadBoolean(std::string_view text) {
     if (word == no) return 0;
   }
   return std::nullopt;
-}
-
-/// A decimal number that fills the text, whatever the locale; none for a hexadecimal and for what a
-/// double cannot hold. Infinities and the like are read, and are within no parameter's bounds.
-std::optional<double> ReadNumber(std::string_view text) {
-  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
-  double value = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc{} || stop != end) return std::nullopt;
-  return value;
 }
 
 }  // namespace

@@ -1,36 +1,12 @@
 #include "exchange/figure_json.h"
 
-#include <cstdint>
-#include <map>
-#include <nlohmann/json.hpp>
-#include <vector>
-
+#include "exchange/json_values.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "strider/core/node_tree.h"
 
 namespace strider {
 namespace {
-
-// Numbers are floats here as they are in the engine, so that each is printed as the shortest
-// decimal that reads back as the same float. Fields keep the order in which they are set.
-using Json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool,
-                                  std::int64_t, std::uint64_t, float>;
-
-/// Adding zero turns a negative zero into the plain one.
-float Plain(float value) { return value + 0.0f; }
-
-Json ToJson(const Point3& p) { return Json::array({Plain(p.x), Plain(p.y), Plain(p.z)}); }
-Json ToJson(const Quat& q) { return Json::array({Plain(q.x), Plain(q.y), Plain(q.z), Plain(q.w)}); }
-
-/// Of the two quaternions of a rotation the one with w not negative; of a half turn the one whose
-/// first part that is not zero is positive.
-Quat OneOfTwo(const Quat& q) {
-  for (float part : {q.w, q.x, q.y, q.z}) {
-    if (part != 0) return part < 0 ? -q : q;
-  }
-  return q;
-}
 
 Json ValueOf(const Structure& structure, const StructureParameter& parameter) {
   const double value = parameter.get(structure);
@@ -69,8 +45,8 @@ Json NodeJson(const MotionCore& core, const NodeInfo& node) {
 
 }  // namespace
 
-std::string FigureJson(const MotionCore& core) {
-  std::string text = "{\n\"height\": " + Json(Plain(CoreFigureHeight(core))).dump();
+std::string FigureFieldsJson(const MotionCore& core) {
+  std::string text = "\"height\": " + Json(Plain(CoreFigureHeight(core))).dump();
   text += ",\n\"structure\": {";
   const char* separator = "\n";
   for (const StructureParameter& parameter : StructureParameters()) {
@@ -78,8 +54,12 @@ std::string FigureJson(const MotionCore& core) {
     text += "  " + Json(parameter.name).dump() + ": " + ValueOf(core.structure, parameter).dump();
     separator = ",\n";
   }
-  text += "\n},\n\"nodes\": [";
-  separator = "\n";
+  return text + "\n}";
+}
+
+std::string FigureJson(const MotionCore& core) {
+  std::string text = "{\n" + FigureFieldsJson(core) + ",\n\"nodes\": [";
+  const char* separator = "\n";
   for (const NodeInfo& node : BuildNodeTree(core)) {
     text += separator;
     text += "  " + NodeJson(core, node).dump();

@@ -12,4 +12,7 @@ namespace strider {
 /// units. The same figure always gives the same bytes.
 std::string FigureJson(const MotionCore& core);
 
+/// Of that document the fields `height` and `structure`, a parameter a line, without the braces.
+std::string FigureFieldsJson(const MotionCore& core);
+
 }  // namespace strider

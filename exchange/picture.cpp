@@ -1,115 +1,14 @@
 #include "exchange/picture.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <memory>
-#include <new>
 
 #include "exchange/figure_drawing.h"
+#include "exchange/page.h"
 #include "strider/core/figure_layout.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define STRIDER_LEAKS_ARE_SOUGHT
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-#define STRIDER_LEAKS_ARE_SOUGHT
-#endif
-#ifdef STRIDER_LEAKS_ARE_SOUGHT
-// Cairo keeps the fonts that it found up to the end, in records of fontconfig whose pointers are
-// offsets, so that a search for leaks takes them for lost.
-extern "C" {
-const char* __lsan_default_suppressions();
-const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
-const char* __lsan_default_options();
-const char* __lsan_default_options() { return "print_suppressions=0"; }
-}
-#endif
 
 namespace strider {
 namespace {
-
-// Pages are laid out in points; each takes this many pixels both ways.
-constexpr double kPixelsPerPoint = 2;
-constexpr Ink kPaper{0.985, 0.98, 0.97}, kText{0.15, 0.17, 0.21}, kFaint{0.45, 0.46, 0.48};
-constexpr Ink kGround{0.62, 0.60, 0.56}, kShadow{0.35, 0.33, 0.30};
-
-struct DestroyPage {
-  void operator()(cairo_t* page) const { cairo_destroy(page); }
-};
-using PageHandle = std::unique_ptr<cairo_t, DestroyPage>;
-
-void SetInk(cairo_t* page, const Ink& ink, double alpha = 1) {
-  cairo_set_source_rgba(page, ink.red, ink.green, ink.blue, alpha);
-}
-
-PageHandle NewPage(double width, double height) {
-  cairo_surface_t* surface =
-      cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width * kPixelsPerPoint),
-                                 static_cast<int>(height * kPixelsPerPoint));
-  PageHandle handle(cairo_create(surface));
-  cairo_surface_destroy(surface);  // the page keeps it
-  cairo_t* page = handle.get();
-  cairo_scale(page, kPixelsPerPoint, kPixelsPerPoint);
-  SetInk(page, kPaper);
-  cairo_paint(page);
-  // Glyphs must not depend on the settings of the screen that the program runs at.
-  cairo_font_options_t* options = cairo_font_options_create();
-  cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
-  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
-  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-  cairo_set_font_options(page, options);
-  cairo_font_options_destroy(options);
-  return handle;
-}
-
-cairo_status_t AppendBytes(void* sink, const unsigned char* bytes, unsigned int count) {
-  try {
-    static_cast<std::string*>(sink)->append(reinterpret_cast<const char*>(bytes), count);
-  } catch (const std::bad_alloc&) {  // Cairo is C: nothing may be thrown through it
-    return CAIRO_STATUS_NO_MEMORY;
-  }
-  return CAIRO_STATUS_SUCCESS;
-}
-
-bool Encode(cairo_t* page, std::string& png, std::string& cause) {
-  cairo_status_t status = cairo_status(page);
-  std::string bytes;
-  if (status == CAIRO_STATUS_SUCCESS) {
-    status = cairo_surface_write_to_png_stream(cairo_get_target(page), AppendBytes, &bytes);
-  }
-  if (status != CAIRO_STATUS_SUCCESS) {
-    cause = std::string("cannot be drawn: ") + cairo_status_to_string(status);
-    return false;
-  }
-  png = std::move(bytes);
-  return true;
-}
-
-// --- Text ------------------------------------------------------------------------------------
-
-enum class Align { kLeft, kCentre, kRight };
-
-void SetFont(cairo_t* page, double size, bool bold = false) {
-  cairo_select_font_face(page, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
-                         bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-  cairo_set_font_size(page, size);
-}
-
-double TextWidth(cairo_t* page, const std::string& text) {
-  cairo_text_extents_t extents;
-  cairo_text_extents(page, text.c_str(), &extents);
-  return extents.x_advance;
-}
-
-void DrawText(cairo_t* page, double x, double y, const std::string& text,
-              Align align = Align::kLeft) {
-  if (align == Align::kCentre) x -= 0.5 * TextWidth(page, text);
-  if (align == Align::kRight) x -= TextWidth(page, text);
-  cairo_move_to(page, x, y);
-  cairo_show_text(page, text.c_str());
-}
 
 /// Joins words to lines no wider than `width`; a word that is wider has a line of its own.
 std::vector<std::string> Wrap(cairo_t* page, const std::vector<std::string>& words,
@@ -126,11 +25,6 @@ std::vector<std::string> Wrap(cairo_t* page, const std::vector<std::string>& wor
   return lines;
 }
 
-std::string Written(float value) {
-  char text[64];
-  return {text, std::to_chars(text, text + sizeof text, value).ptr};
-}
-
 /// "tailLinks 5" for each parameter that a user would have to set to get this figure.
 std::vector<std::string> ChangedParameters(const Structure& structure) {
   std::vector<std::string> changed;
@@ -145,30 +39,7 @@ std::vector<std::string> ChangedParameters(const Structure& structure) {
   return changed;
 }
 
-// --- Ground, scale bar, views ----------------------------------------------------------------
-
-/// The largest of 1, 2 and 5 times a power of ten that is not above `limit`.
-double RoundLength(double limit) {
-  double length = std::pow(10.0, std::floor(std::log10(limit)));
-  for (double step : {5.0, 2.0}) {
-    if (step * length <= limit) return step * length;
-  }
-  return length;
-}
-
-void DrawScaleBar(cairo_t* page, double x, double y, double scale, double longest) {
-  const double units = RoundLength(longest / scale), length = units * scale;
-  SetInk(page, kText);
-  cairo_set_line_width(page, 1);
-  cairo_move_to(page, x, y - 3);
-  cairo_line_to(page, x, y);
-  cairo_line_to(page, x + length, y);
-  cairo_line_to(page, x + length, y - 3);
-  cairo_stroke(page);
-  SetFont(page, 8.5);
-  DrawText(page, x + 0.5 * length, y - 5, Written(static_cast<float>(units)) + " units",
-           Align::kCentre);
-}
+// --- Ground, views ----------------------------------------------------------------------------
 
 /// The ground under a figure that reaches from `left` to `right`.
 void DrawGround(cairo_t* page, double left, double right, double margin, double y) {
@@ -215,11 +86,6 @@ struct FigureViews {
     const double size = Width(0) + Width(1) + Above() + Below();
     return std::isfinite(size) && size > 1e-30;
   }
-};
-
-/// A part of the page that a figure has for itself.
-struct Box {
-  double x = 0, y = 0, width = 0, height = 0;
 };
 
 // Between the two views, and from them to the box's sides, as parts of the box's width.
@@ -287,7 +153,7 @@ bool FigurePicture(const MotionCore& core, std::string& png, std::string& cause)
   SetInk(page, kFaint);
   DrawText(page, kMargin, kHeight - kMargin + 8, "from ahead, and from its right");
   DrawScaleBar(page, kWidth - kMargin - 110, kHeight - kMargin + 8, scale, 110);
-  return Encode(page, png, cause);
+  return EncodePng(page, png, cause);
 }
 
 namespace {
@@ -359,7 +225,7 @@ bool FigureSheet(const std::vector<CaptionedFigure>& figures, std::string& png,
              figures[i].caption, Align::kCentre);
   }
   DrawKey(page, cellBox(figures.size()), scale);
-  return Encode(page, png, cause);
+  return EncodePng(page, png, cause);
 }
 
 }  // namespace strider

@@ -65,39 +65,69 @@ void SyncFolder(const std::string& folder) {
   close(handle);
 }
 
+// Pieces are gathered up to this many bytes before they are handed to the system.
+constexpr std::size_t kBufferSize = std::size_t{1} << 18;
+
 }  // namespace
 
-bool WriteWholeFile(const std::string& path, std::string_view bytes, std::string& cause) {
-  const std::string target = FollowLinks(path);
+bool WholeFile::Open(const std::string& path, std::string& cause) {
+  Discard();
+  target_ = FollowLinks(path);
   struct stat there = {};
-  if (stat(target.c_str(), &there) == 0 && !S_ISREG(there.st_mode)) {
+  if (stat(target_.c_str(), &there) == 0 && !S_ISREG(there.st_mode)) {
     cause = S_ISDIR(there.st_mode) ? "is a folder" : "is not a plain file";
     return false;
   }
-  const std::string folder = FolderOf(target);
-  std::string temporary;
-  const int file = OpenBeside(folder, temporary);
-  if (file < 0) {
-    cause = std::strerror(errno);
+  file_ = OpenBeside(FolderOf(target_), temporary_);
+  if (file_ < 0) cause = std::strerror(errno);
+  return file_ >= 0;
+}
+
+void WholeFile::Write(std::string_view bytes) {
+  if (!Good()) return;
+  if (buffer_.size() + bytes.size() > kBufferSize) Flush();
+  if (bytes.size() < kBufferSize) {
+    buffer_.append(bytes);
+  } else if (Good() && !WriteAll(file_, bytes)) {
+    error_ = errno;
+  }
+}
+
+void WholeFile::Flush() {
+  if (Good() && !WriteAll(file_, buffer_)) error_ = errno;
+  buffer_.clear();
+}
+
+bool WholeFile::Commit(std::string& cause) {
+  Flush();
+  if (Good() && (!KeepRights(file_, target_) || fsync(file_) != 0)) error_ = errno;
+  if (close(file_) != 0 && Good()) error_ = errno;
+  file_ = -1;
+  if (Good() && std::rename(temporary_.c_str(), target_.c_str()) != 0) error_ = errno;
+  if (!Good()) {
+    unlink(temporary_.c_str());
+    cause = std::strerror(error_);
     return false;
   }
-  bool done = WriteAll(file, bytes) && KeepRights(file, target) && fsync(file) == 0;
-  int error = done ? 0 : errno;
-  if (close(file) != 0 && done) {
-    done = false;
-    error = errno;
-  }
-  if (done && std::rename(temporary.c_str(), target.c_str()) != 0) {
-    done = false;
-    error = errno;
-  }
-  if (!done) {
-    unlink(temporary.c_str());
-    cause = std::strerror(error);
-    return false;
-  }
-  SyncFolder(folder);
+  SyncFolder(FolderOf(target_));
   return true;
+}
+
+void WholeFile::Discard() {
+  if (file_ >= 0) {
+    close(file_);
+    unlink(temporary_.c_str());
+  }
+  file_ = -1;
+  error_ = 0;
+  buffer_.clear();
+}
+
+bool WriteWholeFile(const std::string& path, std::string_view bytes, std::string& cause) {
+  WholeFile file;
+  if (!file.Open(path, cause)) return false;
+  file.Write(bytes);
+  return file.Commit(cause);
 }
 
 }  // namespace strider

@@ -166,7 +166,7 @@ int FitLegKeys(MotionCore& core, int side, TimeValue first, TimeValue last,
     if (t > last) break;
     const LegPhase phase = LegPhaseAt(core.footsteps, side, t, table[i].keyState);
     CoreEvaluate(core, t, context);
-    const FootPlacement placement = PlaceFoot(core, side, phase, GroundLevel::kTrue);
+    const FootPlacement placement = PlaceFoot(core, core.footsteps, side, phase, GroundLevel::kTrue);
     const LimbKey key = LegKeyOf(core, side, phase, placement, context);
     if (PutKey(core, LimbId(leg), t, key) != KeyRefusal::kNone) return kRefused;
   }

@@ -61,15 +61,15 @@ float LeadOf(const MotionCore& core, const LimbRecord& leg, const FootTarget& ta
 }
 
 /// Half the way of a swing, in leg lengths along its heading.
-float HalfWay(const MotionCore& core, const LimbRecord& leg, const FootTarget& target) {
-  const std::vector<Point3>& places = core.footsteps.position;
+float HalfWay(const FootstepTrack& footsteps, const LimbRecord& leg, const FootTarget& target) {
+  const std::vector<Point3>& places = footsteps.position;
   const Point3 way = places[static_cast<std::size_t>(target.next)] -
                      places[static_cast<std::size_t>(target.previous)];
   return 0.5f * Dot(way, ForwardOf(target.angle)) / leg.totalLength;
 }
 
-float PitchOf(const MotionCore& core, const LimbRecord& leg, const LegPhase& phase,
-              const FootTarget& target) {
+float PitchOf(const MotionCore& core, const FootstepTrack& footsteps, const LimbRecord& leg,
+              const LegPhase& phase, const FootTarget& target) {
   const float lead = LeadOf(core, leg, target);
   float pitch = 0;
   switch (phase.state) {
@@ -84,7 +84,7 @@ float PitchOf(const MotionCore& core, const LimbRecord& leg, const LegPhase& pha
       break;
     case kLift: pitch = kLiftShare * kLiftPitch * std::max(-lead, 0.0f); break;
     default: {
-      const float way = std::max(HalfWay(core, leg, target), 0.0f);
+      const float way = std::max(HalfWay(footsteps, leg, target), 0.0f);
       pitch = kSwingPitch * way * 2 * (1 - target.u);
       pitch *= phase.nearAir ? kRunSwingShare : kWalkSwingShare;
       break;
@@ -106,6 +106,7 @@ Point3 CarriedFoot(const MotionCore& core, const LimbRecord& leg, const LegPhase
   place.y += leg.extremityHeight + rise * leg.totalLength * Sin(kPi * target.u);
   const float out = kSwingOutShare * kSwingOut * leg.totalLength * Sin(kPi * target.u);
   place += (leg.side == kRight ? -out : out) * LeftOf(target.angle);
+  if (target.u <= 0 || target.u >= 1) return place;  // it stands beside the other one
   const Point3 hip = HipOf(core, leg);
   const float distance = Length(place - hip), most = kMostStretch * leg.totalLength;
   return distance > most ? Lerp(hip, place, most / distance) : place;
@@ -113,15 +114,15 @@ Point3 CarriedFoot(const MotionCore& core, const LimbRecord& leg, const LegPhase
 
 }  // namespace
 
-FootPlacement PlaceFoot(const MotionCore& core, int side, const LegPhase& phase,
-                        GroundLevel level) {
+FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, int side,
+                        const LegPhase& phase, GroundLevel level) {
   const LimbRecord& leg = core.leg[side];
   const bool atMiddle = phase.otherState == kPlant;
   const FootTarget target =
-      FootTargetAs(core.footsteps, side, phase.time, phase.state, level,
+      FootTargetAs(footsteps, side, phase.time, phase.state, level,
                    atMiddle ? SwingPlace::kHalfWay : SwingPlace::kByTime);
   FootPlacement placement;
-  placement.pitch = PitchOf(core, leg, phase, target);
+  placement.pitch = PitchOf(core, footsteps, leg, phase, target);
   placement.rotation = FootRotation(target.angle, placement.pitch);
   placement.pivot.index = phase.state == kTouch ? kHeelPivot : kToePivot;
   if (phase.state == kMove) {
@@ -146,20 +147,35 @@ void LayToes(LimbRecord& leg, const FootPlacement& placement, int state) {
   AdjustToesToPivot(leg, flat, placement.rotation);
 }
 
-}  // namespace
-
-LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPlacement& placement,
-                 const EvalContext& context) {
-  LimbRecord& leg = core.leg[side];
+/// Poses the leg so that its foot is where a placement has it, as far as it reaches.
+void PoseLeg(MotionCore& core, LimbRecord& leg, const FootPlacement& placement,
+             const EvalContext& context) {
   LimbPose& pose = leg.pose;
   TakeLimbRest(leg);
   PlaceLimbBase(core, leg);
   pose.worldTarget = placement.ankle;
   pose.localTarget = IntoBase(leg, placement.ankle);
   SolveToLocalTarget(leg, context);
-  LayToes(leg, placement, phase.state);
   pose.endRotation =
       Normalized(Conjugate(LastSegmentInWorld(leg, ShapeOfPose(leg))) * placement.rotation);
+}
+
+/// The foot stands where it stands, also where the leg is too short to reach it at the key.
+void StandOn(const LimbRecord& leg, LimbKey& key, const FootPlacement& placement) {
+  key.objectTarget = placement.ankle;
+  if (HasObjectFrame(leg)) key.objectTarget = placement.ankle * Inverse(leg.objectFrame);
+  SetKeyPivot(leg, key, placement.pivot);
+}
+
+
+}  // namespace
+
+LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPlacement& placement,
+                 const EvalContext& context) {
+  LimbRecord& leg = core.leg[side];
+  LimbPose& pose = leg.pose;
+  PoseLeg(core, leg, placement, context);
+  LayToes(leg, placement, phase.state);
   pose.pivotKind = placement.pivot.kind;
   pose.pivotIndex = placement.pivot.index;
   pose.forwardBend = 0;
@@ -169,13 +185,42 @@ LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPl
   LimbKey key = CurrentLimbKey(core, leg, phase.state == kMove ? kFreeKey : kPlantedKey);
   // The heel strikes anew; from there on each contact goes on from the one before.
   if (phase.state == kTouch) key.ikJoinedPivot = 0;
-  if (phase.state != kMove) {
-    // The foot stands where it stands, also where the leg is too short to reach it at the key.
-    key.objectTarget = placement.ankle;
-    if (HasObjectFrame(leg)) key.objectTarget = placement.ankle * Inverse(leg.objectFrame);
-    SetKeyPivot(leg, key, placement.pivot);
-  }
+  if (phase.state != kMove) StandOn(leg, key, placement);
   return key;
+}
+
+LimbKey RefitLegKey(MotionCore& core, int side, const LimbKey& old, const FootPlacement& placement,
+                    const EvalContext& context) {
+  LimbRecord& leg = core.leg[side];
+  PoseLeg(core, leg, placement, context);
+  leg.keyState = static_cast<LegState>(old.keyState);
+  const LimbKey now = CurrentLimbKey(core, leg, InObjectSpace(old) ? kPlantedKey : kFreeKey);
+  LimbKey key = old;
+  std::copy(now.jointAngles, now.jointAngles + kNumJointAngles, key.jointAngles);
+  key.limbRotation = now.limbRotation;
+  key.endRotation = now.endRotation;
+  key.spaceRotation = now.spaceRotation;
+  key.bodyTarget = now.bodyTarget;
+  key.objectTarget = now.objectTarget;
+  key.anklePose = now.anklePose;
+  FootPlacement standing = placement;
+  standing.pivot = PivotOf(old);
+  StandOn(leg, key, standing);
+  return key;
+}
+
+FootPlacement PlacementOfKey(const MotionCore& core, int side, const LimbKey& key) {
+  const LimbRecord& leg = core.leg[side];
+  FootPlacement placement;
+  placement.pivot = PivotOf(key);
+  if (InObjectSpace(key)) {
+    placement.rotation = ObjectRotation(leg) * key.spaceRotation;
+    placement.ankle = ThroughObject(leg, key.objectTarget);
+  } else {
+    placement.rotation = core.body.bodyRotation * key.spaceRotation;
+    placement.ankle = OutOfBase(leg, key.bodyTarget);
+  }
+  return placement;
 }
 
 }  // namespace strider

@@ -1,0 +1,128 @@
+#include "exchange/motion_json.h"
+
+#include "exchange/figure_json.h"
+#include "exchange/json_values.h"
+#include "exchange/motion_range.h"
+#include "strider/base/trig.h"
+
+namespace strider {
+namespace {
+
+/// A list or a record with one entry a line.
+class Lines {
+ public:
+  Lines(std::string& text, char open, char close) : text_(text), close_(close) { text_ += open; }
+  void Add(const std::string& line) {
+    text_ += empty_ ? "\n  " : ",\n  ";
+    text_ += line;
+    empty_ = false;
+  }
+  void End() {
+    if (!empty_) text_ += '\n';
+    text_ += close_;
+  }
+
+ private:
+  std::string& text_;
+  char close_;
+  bool empty_ = true;
+};
+
+Json FootstepJson(const FootstepTrack& track, std::size_t i) {
+  const int side = track.side[i];
+  const FootstepSpan& span = track.spans[side][static_cast<std::size_t>(track.sideIndex[i])];
+  Json json;
+  json["index"] = static_cast<std::int64_t>(i);
+  json["side"] = side == kLeft ? "left" : "right";
+  json["start"] = span.start;
+  json["duration"] = span.duration;
+  json["position"] = ToJson(HostFromCore(track.position[i]));
+  json["heading"] = Plain(RadiansToDegrees(track.angle[i]));
+  json["active"] = track.active.Get(static_cast<int>(i));
+  return json;
+}
+
+Json TransitionJson(const SupportTransition& transition) {
+  Json json;
+  json["time"] = transition.time;
+  json["length"] = transition.length;
+  json["support"] = transition.support;
+  return json;
+}
+
+Json PhaseJson(const SupportPhase& phase) {
+  Json json;
+  json["time"] = phase.time;
+  json["support"] = phase.support;
+  json["rightLegState"] = phase.rightLegState;
+  json["leftLegState"] = phase.leftLegState;
+  return json;
+}
+
+Json FlightJson(const FlightPeriod& flight) {
+  Json json;
+  json["takeoffTime"] = flight.takeoffTime;
+  json["landTime"] = flight.landTime;
+  json["takeoffSpeed"] = Plain(flight.takeoffSpeed);
+  json["landSpeed"] = Plain(flight.landSpeed);
+  return json;
+}
+
+Json TrackJson(const KeyTrack& track) {
+  Json json;
+  json["numKeys"] = track.numKeys;
+  json["times"] = Json::array();
+  for (int i = 0; i < track.numKeys; ++i) {
+    json["times"].push_back(track.times[static_cast<std::size_t>(i)].time);
+  }
+  return json;
+}
+
+template <class Record, class Write>
+void AddList(std::string& text, const char* name, const std::vector<Record>& records, Write write) {
+  text += ",\n\"" + std::string(name) + "\": ";
+  Lines list(text, '[', ']');
+  for (const Record& record : records) list.Add(write(record).dump());
+  list.End();
+}
+
+void AddTracks(std::string& text, const MotionCore& core) {
+  text += ",\n\"tracks\": ";
+  Lines tracks(text, '{', '}');
+  const auto add = [&](int id, const std::string& name) {
+    const KeyTrack* track = FindTrack(core, id);
+    if (track != nullptr) tracks.Add(Json(name).dump() + ": " + TrackJson(*track).dump());
+  };
+  for (int id = 0; id <= kProp3; ++id) {
+    const BodyPart* part = FindBodyPart(id);
+    if (part->track == id) add(id, part->scriptName);  // the others are keyed on a track of these
+  }
+  // Extra chains share a script name and are told apart by their number, from 1.
+  for (int i = 0; i < static_cast<int>(core.xtras.size()); ++i) {
+    add(kXtraFirst + i, FindBodyPart(kXtraFirst)->scriptName + std::to_string(i + 1));
+  }
+  tracks.End();
+}
+
+}  // namespace
+
+std::string MotionJson(const MotionCore& core) {
+  const FootstepTrack& track = core.footsteps;
+  const FrameRange range = FrameRangeOf(core);
+  std::string text = "{\n\"figure\": {\n" + FigureFieldsJson(core) + "\n}";
+  text += ",\n\"frameRange\": " + Json::array({range.first, range.last}).dump();
+  text += ",\n\"ticksPerFrame\": " + std::to_string(core.ticksPerFrame);
+  text += ",\n\"footsteps\": ";
+  Lines footsteps(text, '[', ']');
+  for (std::size_t i = 0; i < static_cast<std::size_t>(track.numFootsteps); ++i) {
+    footsteps.Add(FootstepJson(track, i).dump());
+  }
+  footsteps.End();
+  AddList(text, "transitions", track.transitions, TransitionJson);
+  AddList(text, "phases", track.phases, PhaseJson);
+  AddList(text, "flights", core.body.flights, FlightJson);
+  AddTracks(text, core);
+  return text + "\n}\n";
+}
+
+}  // namespace strider
