@@ -130,6 +130,15 @@ TEST(MotionMeasures, FindAKneeThatPopsAndOneThatBendsBackwards) {
   EXPECT_STREQ(m.jointAcceleration.highAt.part, "left knee");
 }
 
+TEST(MotionMeasures, FindAThighTurnedAboutSoThatItsKneePointsBack) {
+  Glider glider;
+  LimbKey key = CurrentLimbKey(glider.Core(), glider.Core().leg[kRight], kFreeKey);
+  key.jointAngles[kHinge] = DegreesToRadians(155);
+  key.limbRotation = key.limbRotation * AboutX(kPi);
+  Put(PutKey(glider.Core(), kRightLeg, 0, key));
+  EXPECT_NEAR(glider.Measure().kneeBackwards.high, 25, 1e-2);
+}
+
 TEST(MotionMeasures, FindAnAnkleOutOfReach) {
   Glider glider;
   MotionCore& core = glider.Core();
@@ -271,6 +280,8 @@ TEST(MotionMeasures, DescribeAWalkByItsFigures) {
   const float slope = RadiansToDegrees(Asin(drop / (leg.toeLength + leg.heelLength)));
   EXPECT_GE(slope, m.toeDownAtLift.low - 0.05f);
   EXPECT_LE(slope, m.toeDownAtLift.high + 0.05f);
+  // Pivots pass from heel to ball, more than a fifth of the leg apart, which is not a slide.
+  EXPECT_LT(m.skate.high, 5);
   EXPECT_EQ(m.lowestInSupport.count, 1);
   EXPECT_GE(m.kneeInSwing.low, m.kneeAtLift.low);
 }
