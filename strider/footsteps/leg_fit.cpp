@@ -61,15 +61,12 @@ float LeadOf(const MotionCore& core, const LimbRecord& leg, const FootTarget& ta
 }
 
 /// Half the way of a swing, in leg lengths along its heading.
-float HalfWay(const FootstepTrack& footsteps, const LimbRecord& leg, const FootTarget& target) {
-  const std::vector<Point3>& places = footsteps.position;
-  const Point3 way = places[static_cast<std::size_t>(target.next)] -
-                     places[static_cast<std::size_t>(target.previous)];
-  return 0.5f * Dot(way, ForwardOf(target.angle)) / leg.totalLength;
+float HalfWay(const LimbRecord& leg, const FootTarget& target) {
+  return 0.5f * Dot(target.to - target.from, ForwardOf(target.angle)) / leg.totalLength;
 }
 
-float PitchOf(const MotionCore& core, const FootstepTrack& footsteps, const LimbRecord& leg,
-              const LegPhase& phase, const FootTarget& target) {
+float PitchOf(const MotionCore& core, const LimbRecord& leg, const LegPhase& phase,
+              const FootTarget& target) {
   const float lead = LeadOf(core, leg, target);
   float pitch = 0;
   switch (phase.state) {
@@ -87,7 +84,7 @@ float PitchOf(const MotionCore& core, const FootstepTrack& footsteps, const Limb
       break;
     case kLift: pitch = kLiftShare * kLiftPitch * std::max(-lead, 0.0f); break;
     default: {
-      const float way = std::max(HalfWay(footsteps, leg, target), 0.0f);
+      const float way = std::max(HalfWay(leg, target), 0.0f);
       pitch = kSwingPitch * way * 2 * (1 - target.u);
       pitch *= phase.nearAir ? kRunSwingShare : kWalkSwingShare;
       break;
@@ -102,14 +99,20 @@ Quat FootRotation(float angle, float pitch) {
   return Normalized(AboutY(angle) * RotationOf(axes) * AboutZ(-pitch));
 }
 
+/// How far a foot is in the air: not at all at the ends of its way.
+float CarriedShare(const FootTarget& target) { return target.idle ? 1 : Sin(kPi * target.u); }
+
 Point3 CarriedFoot(const MotionCore& core, const LimbRecord& leg, const LegPhase& phase,
                    const FootTarget& target) {
-  const float rise = phase.nearAir ? kRunSwingRise : kWalkSwingRise;
+  const float share = CarriedShare(target);
+  const float rise = phase.nearAir || target.idle ? kRunSwingRise : kWalkSwingRise;
   Point3 place = target.position;
-  place.y += leg.extremityHeight + rise * leg.totalLength * Sin(kPi * target.u);
-  const float out = kSwingOutShare * kSwingOut * leg.totalLength * Sin(kPi * target.u);
+  // Up a step the foot has to be over it by the time that it is half way.
+  const float climb = std::max(target.to.y - target.position.y, 0.0f);
+  place.y += leg.extremityHeight + share * (rise * leg.totalLength + climb);
+  const float out = kSwingOutShare * kSwingOut * leg.totalLength * share;
   place += (leg.side == kRight ? -out : out) * LeftOf(target.angle);
-  if (target.u <= 0 || target.u >= 1) return place;  // it stands beside the other one
+  if (share <= 0) return place;  // it stands beside the other one
   const Point3 hip = HipOf(core, leg);
   const float distance = Length(place - hip), most = kMostStretch * leg.totalLength;
   return distance > most ? Lerp(hip, place, most / distance) : place;
@@ -125,7 +128,7 @@ FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, 
       FootTargetAs(footsteps, side, phase.time, phase.state, level,
                    atMiddle ? SwingPlace::kHalfWay : SwingPlace::kByTime);
   FootPlacement placement;
-  placement.pitch = PitchOf(core, footsteps, leg, phase, target);
+  placement.pitch = PitchOf(core, leg, phase, target);
   placement.rotation = FootRotation(target.angle, placement.pitch);
   placement.pivot.index = phase.state == kTouch ? kHeelPivot : kToePivot;
   if (phase.state == kMove) {
