@@ -42,6 +42,14 @@ constexpr float kSwingOutShare = 0.6f;
 // it is drawn up, and between its keys it never passes through straight.
 constexpr float kMostStretch = 0.9f;
 
+// A leg that stands is not quite straight: there a small step of the body turns the knee fast.
+constexpr float kMostStance = 0.995f;
+constexpr int kPitchSteps = 12;  // a thousandth of the range of pitches
+
+// Toes bend back over the ground by this share of the foot's pitch. They ease from key to key while
+// the foot hurries up to its lift, and would outrun it with the whole.
+constexpr float kToeShare = 0.7f;
+
 // The heel's middle and the toe row's middle, as named pivots count.
 constexpr int kHeelPivot = 2, kToePivot = 5;
 
@@ -118,15 +126,40 @@ Point3 CarriedFoot(const MotionCore& core, const LimbRecord& leg, const LegPhase
   return distance > most ? Lerp(hip, place, most / distance) : place;
 }
 
+/// Pitches a standing foot: its pivot is where it is when the foot lies flat on its footstep.
+void PitchAbout(const LimbRecord& leg, const FootTarget& target, float pitch,
+                FootPlacement& placement) {
+  const Point3 pivot = PivotPoint(leg, placement.pivot);
+  const Point3 flatAnkle = target.position + Point3{0, leg.extremityHeight, 0};
+  const Point3 anchor = flatAnkle + Rotate(FootRotation(target.angle, 0), pivot);
+  placement.pitch = pitch;
+  placement.rotation = FootRotation(target.angle, pitch);
+  placement.ankle = anchor - Rotate(placement.rotation, pivot);
+}
+
+/// Lets the heel rise where the leg would be too short for a flat foot.
+void RiseOntoToes(const MotionCore& core, const LimbRecord& leg, const FootTarget& target,
+                  FootPlacement& placement) {
+  const Point3 hip = HipOf(core, leg);
+  const float most = kMostStance * leg.totalLength;
+  const auto reaches = [&] { return Length(placement.ankle - hip) <= most; };
+  if (reaches()) return;
+  float low = placement.pitch, high = kMostPitch;
+  for (int i = 0; i < kPitchSteps; ++i) {
+    const float middle = 0.5f * (low + high);
+    PitchAbout(leg, target, middle, placement);
+    (reaches() ? high : low) = middle;
+  }
+  PitchAbout(leg, target, high, placement);
+}
+
 }  // namespace
 
 FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, int side,
                         const LegPhase& phase, GroundLevel level) {
   const LimbRecord& leg = core.leg[side];
-  const bool atMiddle = phase.otherState == kPlant;
   const FootTarget target =
-      FootTargetAs(footsteps, side, phase.time, phase.state, level,
-                   atMiddle ? SwingPlace::kHalfWay : SwingPlace::kByTime);
+      FootTargetAs(footsteps, side, phase.time, phase.state, level, SwingPlace::kByTime);
   FootPlacement placement;
   placement.pitch = PitchOf(core, leg, phase, target);
   placement.rotation = FootRotation(target.angle, placement.pitch);
@@ -135,11 +168,8 @@ FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, 
     placement.ankle = CarriedFoot(core, leg, phase, target);
     return placement;
   }
-  // The pivot stands where it is when the foot lies flat on its footstep.
-  const Point3 pivot = PivotPoint(leg, placement.pivot);
-  const Point3 flatAnkle = target.position + Point3{0, leg.extremityHeight, 0};
-  const Point3 anchor = flatAnkle + Rotate(FootRotation(target.angle, 0), pivot);
-  placement.ankle = anchor - Rotate(placement.rotation, pivot);
+  PitchAbout(leg, target, placement.pitch, placement);
+  if (phase.state != kTouch) RiseOntoToes(core, leg, target, placement);
   return placement;
 }
 
@@ -149,7 +179,7 @@ namespace {
 void LayToes(LimbRecord& leg, const FootPlacement& placement, int state) {
   for (int d = 0; d < leg.numDigits; ++d) leg.digits[d].pose = leg.rest.digits[d];
   if (state == kMove || placement.pitch <= 0) return;
-  const Quat flat = placement.rotation * AboutZ(placement.pitch);
+  const Quat flat = placement.rotation * AboutZ(kToeShare * placement.pitch);
   AdjustToesToPivot(leg, flat, placement.rotation);
 }
 
