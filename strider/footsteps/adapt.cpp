@@ -28,10 +28,10 @@ struct TimeRange {
 /// A leg key on its way from the old footsteps to the new.
 struct LegMove {
   int side = 0;
-  TimeValue time = 0;        // old
-  FootPlacement placed;      // where the key had its foot
-  FootPlacement implied;     // where the old footsteps had it
-  Point3 target;             // of the foot by the old footsteps, on the ground
+  TimeValue time = 0;     // old
+  FootPlacement placed;   // where the key had its foot
+  FootPlacement implied;  // where the old footsteps had it
+  Point3 target;          // of the foot by the old footsteps, on the ground
   float angle = 0;
   bool inFreeForm = false;
 };
@@ -61,7 +61,8 @@ struct Adaptation {
   }
 };
 
-// --- Which keys -----------------------------------------------------------------------------------
+// --- Which keys
+// -----------------------------------------------------------------------------------
 
 /// Old times between the contacts that enclose the changed footsteps on both sides.
 TimeRange RangeAround(const FootstepTrack& track, int first, int last) {
@@ -133,8 +134,8 @@ void MakePaths(Adaptation& a) {
 /// The heading that the footsteps imply at `t`: even between the body's phases.
 float TurnAt(const FootstepTrack& track, const std::vector<int>& bodyPhases,
              const std::vector<float>& turns, TimeValue t) {
-  const auto after = std::upper_bound(
-      bodyPhases.begin(), bodyPhases.end(), t, [&track](TimeValue time, int i) {
+  const auto after =
+      std::upper_bound(bodyPhases.begin(), bodyPhases.end(), t, [&track](TimeValue time, int i) {
         return time < track.phases[static_cast<std::size_t>(i)].time;
       });
   const auto at = [&](std::vector<int>::const_iterator it) {
@@ -150,7 +151,8 @@ float TurnAt(const FootstepTrack& track, const std::vector<int>& bodyPhases,
   return at(std::prev(after)) + u * (at(after) - at(std::prev(after)));
 }
 
-// --- Step 1: where the leg keys are, before anything moves -----------------------------------------
+// --- Step 1: where the leg keys are, before anything moves
+// -----------------------------------------
 
 bool LegIsLocked(const AdaptLocks& locks, int side) {
   return side == kRight ? locks.rleg : locks.lleg;
@@ -180,7 +182,8 @@ void NoteLegKeys(Adaptation& a) {
   }
 }
 
-// --- Step 2: times ----------------------------------------------------------------------------------
+// --- Step 2: times
+// ----------------------------------------------------------------------------------
 
 /// Moves the keys of a track to new times. Keys that go on move from the last, keys that go back
 /// from the first, so that none meets one that still has to make way.
@@ -231,7 +234,8 @@ void RetimeKeys(Adaptation& a) {
   for (PropRecord& prop : core.props) Retime(prop.table.track, a.range, byTransition);
 }
 
-// --- Step 3: the body -------------------------------------------------------------------------------
+// --- Step 3: the body
+// -------------------------------------------------------------------------------
 
 /// Runs `use` on every key of a table in the range, with its old and its new time.
 template <class Key, class Use>
@@ -283,7 +287,8 @@ void MoveHeights(Adaptation& a) {
   RefreshHeights(a.core, first, last, HeightMode::kKeepRange, GroundLevel::kTrue, a.context);
 }
 
-// --- Step 4: the legs -------------------------------------------------------------------------------
+// --- Step 4: the legs
+// -------------------------------------------------------------------------------
 
 Quat HeadingTurn(float angle) { return AboutY(angle); }
 
@@ -292,8 +297,8 @@ FootPlacement Moved(const LegMove& move, const FootPlacement& implied, float tur
   FootPlacement placement = implied;
   const Quat turn = HeadingTurn(turned);
   placement.ankle = implied.ankle + Rotate(turn, move.placed.ankle - move.implied.ankle);
-  placement.rotation = Normalized(implied.rotation * Conjugate(move.implied.rotation) *
-                                  move.placed.rotation);
+  placement.rotation =
+      Normalized(implied.rotation * Conjugate(move.implied.rotation) * move.placed.rotation);
   return placement;
 }
 
@@ -308,8 +313,8 @@ void MoveLegs(Adaptation& a) {
     const LegPhase phase = LegPhaseAt(core.footsteps, move.side, move.time, old.keyState);
     CoreEvaluate(core, move.time, a.context);
     PlaceLimbBase(core, leg);
-    const FootTarget target = FootTargetAt(core.footsteps, move.side, move.time,
-                                           GroundLevel::kTrue, SwingPlace::kByTime);
+    const FootTarget target =
+        FootTargetAt(core.footsteps, move.side, move.time, GroundLevel::kTrue, SwingPlace::kByTime);
     const float turned = target.angle - move.angle;
     FootPlacement placement;
     if (move.inFreeForm) {

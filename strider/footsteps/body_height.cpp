@@ -122,8 +122,7 @@ void RefreshHeights(MotionCore& core, int first, int last, HeightMode mode, Grou
       const Point3 offset =
           FootTargetAs(core.footsteps, side, t, key.legState[side], level, SwingPlace::kHalfWay)
               .position -
-          (core.pelvisFrame.origin +
-           Rotate(core.pelvisFrame.rotation, core.leg[side].baseOffset));
+          (core.pelvisFrame.origin + Rotate(core.pelvisFrame.rotation, core.leg[side].baseOffset));
       key.footReach[side] = std::sqrt(offset.x * offset.x + offset.z * offset.z);
     }
     MarkDirty(table.track, i, i);

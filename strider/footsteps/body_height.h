@@ -18,9 +18,9 @@ BodyStance StanceAt(const MotionCore& core, TimeValue t, const int (&states)[2],
 
 struct BodyHeight {
   float height = 0;
-  float base = 0;      // ground that the fractions are measured from
-  int namedLeg = -1;   // the leg that the body is drawn towards; -1 for none
-  float weight = 1;    // share of its distance that the body keeps to that leg
+  float base = 0;     // ground that the fractions are measured from
+  int namedLeg = -1;  // the leg that the body is drawn towards; -1 for none
+  float weight = 1;   // share of its distance that the body keeps to that leg
 };
 /// Height of the body by the states of the legs. Each leg's limit is where it would stand straight
 /// over its target, the foot flat; the states say how much of it is used.

@@ -104,8 +104,10 @@ FootTarget FootTargetAs(const FootstepTrack& track, int side, TimeValue t, int s
     if (next < others.size() && others[next].Lift() <= from->Lift()) ++next;
     if (next >= others.size()) return OnTheWay(standOf(*from), standOf(*from), 1);
     if (t > others[next].Lift()) return Carried(track, side, t, level, place);
+    // A foot at its end counts as arrived: taken half way it would hold the body back.
+    const float half = next + 1 == others.size() ? 1.0f : 0.5f;
     return OnTheWay(standOf(*from), Beside(track, standOf(others[next]), side),
-                    byTime ? ShareOf(t, from->Lift(), others[next].Lift()) : 1.0f);
+                    byTime ? ShareOf(t, from->Lift(), others[next].Lift()) : half);
   }
   if (to) {
     const int previous = LastTouched(others, to->start);
@@ -113,7 +115,9 @@ FootTarget FootTargetAs(const FootstepTrack& track, int side, TimeValue t, int s
     const FootstepSpan& other = others[static_cast<std::size_t>(previous)];
     if (t < other.start) return Carried(track, side, t, level, place);
     return OnTheWay(Beside(track, standOf(other), side), standOf(*to),
-                    byTime ? ShareOf(t, other.start, to->start) : 0.0f);
+                    byTime          ? ShareOf(t, other.start, to->start)
+                    : previous == 0 ? 0.0f
+                                    : 0.5f);
   }
   return Carried(track, side, t, level, place);
 }

@@ -18,9 +18,9 @@ struct FootTarget {
   Point3 position;    // on the ground, the core's axes
   float angle = 0;    // heading, radians
   // Of a foot on its way:
-  float u = 0;                   // share of the way
-  Point3 from, to;               // its ends
-  bool idle = false;             // no way of its own: carried beside the other foot
+  float u = 0;        // share of the way
+  Point3 from, to;    // its ends
+  bool idle = false;  // no way of its own: carried beside the other foot
 };
 
 /// The target of a side's foot at `t`. A foot whose side has no later footstep goes to the other

@@ -63,6 +63,7 @@ int GenerateMotion(MotionCore& core, const EvalContext& context, const GenerateO
     MakeSpineKeys(g);  // before the heights: balance moves the hips by the spine's centre
     MakeContactKeys(g);
     ThinVerticalKeys(g);
+    StandStill(g);
     SnapKeysToFrames(g);
     FillStances(g);
     MakeArmKeys(g);

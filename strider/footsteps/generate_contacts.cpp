@@ -94,8 +94,8 @@ void ThinVerticalKeys(Generation& g) {
   for (int i = 0; i < count; ++i) {
     const VerticalKey& key = table[i];
     const bool inner = i > 0 && i + 1 < count;
-    const bool inAir = key.bordersFlight[0] && key.bordersFlight[1] &&
-                       key.legState[0] != kLift && key.legState[1] != kLift;
+    const bool inAir = key.bordersFlight[0] && key.bordersFlight[1] && key.legState[0] != kLift &&
+                       key.legState[1] != kLift;
     if (inner && inAir && table.TimeOf(i) - table.TimeOf(i - 1) < crowded &&
         table.TimeOf(i + 1) - table.TimeOf(i) < crowded) {
       continue;
@@ -103,6 +103,17 @@ void ThinVerticalKeys(Generation& g) {
     kept.push_back(i);
   }
   if (static_cast<int>(kept.size()) < count) KeepKeys(table, kept);
+}
+
+void StandStill(Generation& g) {
+  KeyTrack& track = g.core.body.vertical.track;
+  const int count = track.numKeys;
+  for (int i = 0; i < count; ++i) {
+    if (i > 1 && i < count - 2) continue;
+    KeyTcb tcb = GetTcb(track, i, 0);
+    tcb.tension = 50;
+    if (SetTcb(track, i, 0, tcb) == kRefused) g.failed = true;
+  }
 }
 
 namespace {
@@ -145,7 +156,8 @@ void FillStances(Generation& g) {
       const bool unfilled = table[i + 1].keyState == kLift && to - from >= 2 * frame;
       if (!standing && !unfilled) continue;
       const TimeValue middle = RoundToFrame(Later(from, (to - from) / 2), frame);
-      const TimeValue over = core.body.horizontal.TimeOf(FindKey(core.body.horizontal.track, to - 1));
+      const TimeValue over =
+          core.body.horizontal.TimeOf(FindKey(core.body.horizontal.track, to - 1));
       TimeValue flat = over > from && over < to ? over : middle;
       if (standing) flat = Later(from, kRollFrames * frame);
       MakeLegKey(g, side, flat, kPlant);
@@ -158,9 +170,9 @@ LegPhase LegPhaseAt(const FootstepTrack& track, int side, TimeValue t, int state
   phase.time = t;
   phase.state = state;
   phase.otherState = FootstepLegState(track, 1 - side, t);
-  const auto after = std::upper_bound(
-      track.transitions.begin(), track.transitions.end(), t,
-      [](TimeValue time, const SupportTransition& s) { return time < s.time; });
+  const auto after =
+      std::upper_bound(track.transitions.begin(), track.transitions.end(), t,
+                       [](TimeValue time, const SupportTransition& s) { return time < s.time; });
   phase.nearAir = after != track.transitions.begin() && std::prev(after)->nearAir != 0;
   return phase;
 }
@@ -174,7 +186,8 @@ int FitLegKeys(MotionCore& core, int side, TimeValue first, TimeValue last,
     if (t > last) break;
     const LegPhase phase = LegPhaseAt(core.footsteps, side, t, table[i].keyState);
     CoreEvaluate(core, t, context);
-    const FootPlacement placement = PlaceFoot(core, core.footsteps, side, phase, GroundLevel::kTrue);
+    const FootPlacement placement =
+        PlaceFoot(core, core.footsteps, side, phase, GroundLevel::kTrue);
     const LimbKey key = LegKeyOf(core, side, phase, placement, context);
     if (PutKey(core, LimbId(leg), t, key) != KeyRefusal::kNone) return kRefused;
   }

@@ -37,8 +37,8 @@ struct Spacing {
 };
 
 /// 1 where the arm of `side` is ahead, -1 where it is behind, 0 in between: arms go with the
-/// opposite foot, so at a touch the other side's arm is ahead, and at a lift this side's. A jump off
-/// both feet takes both arms ahead, and coming down brings them back.
+/// opposite foot, so at a touch the other side's arm is ahead, and at a lift this side's. A jump
+/// off both feet takes both arms ahead, and coming down brings them back.
 float SwingOf(const SupportPhase& phase, int side) {
   if (phase.rightLegState == phase.leftLegState) {
     return phase.rightLegState == kLift ? 1.0f : phase.rightLegState == kTouch ? -1.0f : 0.0f;
@@ -94,8 +94,7 @@ void MakeArmKeys(Generation& g) {
     if (InFreeForm(core.footsteps, phase.time) || !IsTaken(phase, atEnd)) continue;
     const TimeValue t = RoundToFrame(phase.time, core.ticksPerFrame);
     if (!spacing.Takes(t, atEnd)) continue;
-    const float wave =
-        g.options.variation ? Sin(2 * static_cast<float>(spacing.count)) : 0;
+    const float wave = g.options.variation ? Sin(2 * static_cast<float>(spacing.count)) : 0;
     for (int side = 0; side < 2; ++side) {
       const LimbRecord& arm = core.arm[side];
       const float swing = i == 0 ? 0 : SwingOf(phase, side);  // a figure starts at ease
@@ -176,8 +175,8 @@ void MakeSpineKeys(Generation& g) {
   for (const SpineSwing& swing : WithPelvisKeys(core, SpineSwings(g))) {
     // X up, Y back, Z right: the shoulders turn against the hip of the swinging leg.
     const float share = 1 / static_cast<float>(links);
-    const Quat turn = AboutZ(-swing.lean * share) * AboutY(swing.sway * share) *
-                      AboutX(-swing.roll * share);
+    const Quat turn =
+        AboutZ(-swing.lean * share) * AboutY(swing.sway * share) * AboutX(-swing.roll * share);
     ChainKey key = core.spine.rest;
     for (int k = 0; k < links; ++k) key.rotation[k] = turn * core.spine.rest.rotation[k];
     key.rotation[0] = AgainstPelvis(core, swing.time) * key.rotation[0];

@@ -28,6 +28,8 @@ void ShapeTurns(Generation& g);
 // Contacts (generate_contacts.cpp).
 void MakeContactKeys(Generation& g);
 void ThinVerticalKeys(Generation& g);
+/// At its ends the body's height comes to rest without swinging past what the legs reach.
+void StandStill(Generation& g);
 void SnapKeysToFrames(Generation& g);
 void FillStances(Generation& g);
 

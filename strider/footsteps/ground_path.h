@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "strider/core/key_table.h"
 #include "strider/core/key_records.h"
+#include "strider/core/key_table.h"
 #include "strider/footsteps/support.h"
 
 namespace strider {

@@ -128,7 +128,8 @@ TimeValue TimeOfPhase(const FootstepTrack& track, int side, const LegKeyPhase& p
 bool SamePattern(const FootstepTrack& a, const FootstepTrack& b) {
   return a.numFootsteps == b.numFootsteps &&
          std::equal(a.transitions.begin(), a.transitions.end(), b.transitions.begin(),
-                    b.transitions.end(), [](const SupportTransition& x, const SupportTransition& y) {
+                    b.transitions.end(),
+                    [](const SupportTransition& x, const SupportTransition& y) {
                       return x.rightSpan == y.rightSpan && x.leftSpan == y.leftSpan &&
                              x.support == y.support;
                     });

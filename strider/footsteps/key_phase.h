@@ -8,8 +8,8 @@
 namespace strider {
 
 struct TransitionPhase {
-  int transition = 0;   // index
-  float fraction = 0;   // of the transition's length; below 0 before the first touch
+  int transition = 0;  // index
+  float fraction = 0;  // of the transition's length; below 0 before the first touch
 };
 TransitionPhase TransitionPhaseOf(const FootstepTrack& track, TimeValue t);
 /// The time of a phase in `track`, ticks, on a whole frame.

@@ -10,7 +10,8 @@
 namespace strider {
 namespace {
 
-// --- How a foot is pitched ------------------------------------------------------------------------
+// --- How a foot is pitched
+// ------------------------------------------------------------------------
 
 // Pitch of the foot (radians, toes down) for each leg length that it is behind its hip. People
 // leave the ground with the foot 40 to 70 degrees toe-down; a default walk lifts half a leg length
@@ -29,21 +30,24 @@ constexpr float kPlantShare = 0.2f, kLeastPlant = 0.2f;
 constexpr float kWalkSwingShare = -0.3f, kRunSwingShare = -0.65f;
 constexpr float kFlightTouchShare = 1.5f;
 
-// --- How a foot is carried through the air ----------------------------------------------------------
+// --- How a foot is carried through the air
+// ----------------------------------------------------------
 
 // Rise of the ankle in the middle of a swing, in leg lengths. People raise it by 14 to 23 per cent
 // in a walk, which with the hip over the standing foot bends the knee to 55 to 75 degrees; in a
 // run the heel comes up behind.
-constexpr float kWalkSwingRise = 0.145f, kRunSwingRise = 0.3f;
+constexpr float kWalkSwingRise = 0.18f, kRunSwingRise = 0.3f;
+// Of the height that is still to climb half way, so much is climbed ahead.
+constexpr float kClimb = 1.35f;
 // A swinging leg passes the other one a little to the outside.
 constexpr float kSwingOut = 0.03f;
 constexpr float kSwingOutShare = 0.6f;
 // A leg in the air stays bent, its end this share of its length from the hip: high over the ground
 // it is drawn up, and between its keys it never passes through straight.
-constexpr float kMostStretch = 0.9f;
+constexpr float kMostStretch = 0.94f;
 
 // A leg that stands is not quite straight: there a small step of the body turns the knee fast.
-constexpr float kMostStance = 0.995f;
+constexpr float kMostStance = 0.998f;
 constexpr int kPitchSteps = 12;  // a thousandth of the range of pitches
 
 // Toes bend back over the ground by this share of the foot's pitch. They ease from key to key while
@@ -115,8 +119,8 @@ Point3 CarriedFoot(const MotionCore& core, const LimbRecord& leg, const LegPhase
   const float share = CarriedShare(target);
   const float rise = phase.nearAir || target.idle ? kRunSwingRise : kWalkSwingRise;
   Point3 place = target.position;
-  // Up a step the foot has to be over it by the time that it is half way.
-  const float climb = std::max(target.to.y - target.position.y, 0.0f);
+  // Up a step the foot has to be well over it by the time that it is half way.
+  const float climb = kClimb * std::max(target.to.y - target.position.y, 0.0f);
   place.y += leg.extremityHeight + share * (rise * leg.totalLength + climb);
   const float out = kSwingOutShare * kSwingOut * leg.totalLength * share;
   place += (leg.side == kRight ? -out : out) * LeftOf(target.angle);
@@ -202,7 +206,6 @@ void StandOn(const LimbRecord& leg, LimbKey& key, const FootPlacement& placement
   if (HasObjectFrame(leg)) key.objectTarget = placement.ankle * Inverse(leg.objectFrame);
   SetKeyPivot(leg, key, placement.pivot);
 }
-
 
 }  // namespace
 
