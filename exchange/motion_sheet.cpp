@@ -14,10 +14,11 @@ namespace {
 constexpr double kWidth = 1000, kMargin = 30, kContent = kWidth - 2 * kMargin;
 constexpr double kHeader = 58;                        // title and key
 constexpr double kMostFigure = 210;                   // a figure's height on the page
-constexpr double kMostStrip = 330;                    // a strip's
+constexpr double kMostStrip = 380;                    // a strip's
 constexpr double kMostPlan = 330;                     // the top view's
 constexpr double kStripAbove = 18, kStripBelow = 26;  // frame numbers; footstep numbers
-constexpr double kTimeLine = 118;
+constexpr double kPlanRoom = 20;                      // for the numbers around a top view
+constexpr double kTimeLine = 84;
 constexpr Ink kPathInk{0.62, 0.20, 0.45}, kFlightInk{0.42, 0.62, 0.45};
 
 Ink Darker(const Ink& ink, double u) {
@@ -110,37 +111,38 @@ View TopViewAlong(const Point3& along) {
   return view;
 }
 
-Bounds StripBounds(const Strip& strip, const std::vector<Footprint>& prints) {
+/// The view of a strip's frame: moved on with the figures.
+View ShiftedView(const View& view, const Strip& strip, std::int64_t frame) {
+  View shifted = view;
+  shifted.pageX += view.scale * strip.ShiftAt(frame);
+  return shifted;
+}
+
+Bounds BoundsOf(const Strip& strip, const std::vector<const Footprint*>& prints, const View& view) {
   Bounds bounds;
-  const View view = SideViewAlong(strip.along);
-  for (const Shot& shot : strip.shots) bounds.Cover(ExtentOf(shot.body, view));
-  for (const Point3& place : strip.path) bounds.Cover(Project(view, place));
-  for (const Footprint& print : prints) {
-    if (print.TouchesWithin(static_cast<double>(strip.first), static_cast<double>(strip.last))) {
-      CoverPrint(bounds, print, view);
-    }
+  for (const Shot& shot : strip.shots) {
+    bounds.Cover(ExtentOf(shot.body, ShiftedView(view, strip, shot.frame)));
+  }
+  for (std::size_t i = 0; i < strip.path.size(); ++i) {
+    const auto frame = strip.first + static_cast<std::int64_t>(i);
+    bounds.Cover(Project(ShiftedView(view, strip, frame), strip.path[i]));
+  }
+  if (strip.drift == 0) {
+    for (const Footprint* print : prints) CoverPrint(bounds, *print, view);
   }
   return bounds;
 }
 
-Bounds PlanBounds(const MotionShots& shots, const std::vector<Footprint>& prints) {
-  Bounds bounds;
-  const View view = TopViewAlong(shots.along);
-  for (const Strip& strip : shots.strips) {
-    for (const Point3& place : strip.path) bounds.Cover(Project(view, place));
-  }
-  for (const Footprint& print : prints) CoverPrint(bounds, print, view);
-  return bounds;
+/// The path and the footprints from above, without the figures.
+void CoverPlan(Bounds& bounds, const Strip& strip, const std::vector<const Footprint*>& prints,
+               const View& view) {
+  for (const Point3& place : strip.path) bounds.Cover(Project(view, place));
+  for (const Footprint* print : prints) CoverPrint(bounds, *print, view);
 }
 
 // --- What both views draw --------------------------------------------------------------------
 
-void DrawPath(cairo_t* page, const std::vector<Point3>& path, const View& view) {
-  cairo_new_path(page);
-  for (const Point3& place : path) {
-    const PagePoint p = Project(view, place);
-    cairo_line_to(page, p.x, p.y);
-  }
+void StrokePath(cairo_t* page) {
   SetInk(page, kPathInk, 0.9);
   cairo_set_line_width(page, 0.9);
   cairo_stroke(page);
@@ -223,26 +225,64 @@ void DrawSidePrint(cairo_t* page, const Footprint& print, const View& view, Labe
               std::to_string(print.index));
 }
 
-void DrawStrip(cairo_t* page, const Strip& strip, const std::vector<Footprint>& prints,
-               const View& view) {
-  std::vector<const Footprint*> here;
-  for (const Footprint& print : prints) {
-    if (print.TouchesWithin(static_cast<double>(strip.first), static_cast<double>(strip.last))) {
-      here.push_back(&print);
-    }
+void DrawSidePath(cairo_t* page, const Strip& strip, const View& view) {
+  cairo_new_path(page);
+  for (std::size_t i = 0; i < strip.path.size(); ++i) {
+    const auto frame = strip.first + static_cast<std::int64_t>(i);
+    const PagePoint p = Project(ShiftedView(view, strip, frame), strip.path[i]);
+    cairo_line_to(page, p.x, p.y);
   }
-  DrawSideGround(page, here, view, kMargin, kWidth - kMargin);
-  for (const Shot& shot : strip.shots) DrawBody(page, shot.body, view);
-  DrawPath(page, strip.path, view);
+  StrokePath(page);
+}
+
+/// Ground and footprints of figures that are moved apart: under each the feet that it stands on.
+void DrawShiftedPrints(cairo_t* page, const Strip& strip,
+                       const std::vector<const Footprint*>& prints, const View& view, double left,
+                       double right) {
   SetFont(page, 6.5);
-  Labels numbers(page);
-  for (const Footprint* print : here) DrawSidePrint(page, *print, view, numbers);
+  std::vector<const Footprint*> under;
+  for (std::size_t i = 0; i < strip.shots.size(); ++i) {
+    const auto frame = static_cast<double>(strip.shots[i].frame);
+    std::vector<const Footprint*> here;
+    for (const Footprint* print : prints) {
+      if (print->TouchesWithin(frame, frame)) here.push_back(print);
+    }
+    if (!here.empty()) under = here;  // in the air the ground stays as it was
+    const View shifted = ShiftedView(view, strip, strip.shots[i].frame);
+    const auto middle = [&](std::size_t a) {
+      const auto at = [&](std::size_t k) {
+        return Project(ShiftedView(view, strip, strip.shots[k].frame), strip.shots[k].centre).x;
+      };
+      return 0.5 * (at(a) + at(a + 1));
+    };
+    DrawSideGround(page, under, shifted, i == 0 ? left : middle(i - 1),
+                   i + 1 == strip.shots.size() ? right : middle(i));
+    Labels numbers(page);
+    for (const Footprint* print : here) DrawSidePrint(page, *print, shifted, numbers);
+  }
+}
+
+void DrawStrip(cairo_t* page, const Strip& strip, const std::vector<const Footprint*>& prints,
+               const View& view, double left, double right) {
+  if (strip.drift == 0) DrawSideGround(page, prints, view, left, right);
+  for (const Shot& shot : strip.shots) {
+    DrawBody(page, shot.body, ShiftedView(view, strip, shot.frame));
+  }
+  DrawSidePath(page, strip, view);
+  SetFont(page, 6.5);
+  if (strip.drift == 0) {
+    Labels numbers(page);
+    for (const Footprint* print : prints) DrawSidePrint(page, *print, view, numbers);
+  } else {
+    DrawShiftedPrints(page, strip, prints, view, left, right);
+  }
   Labels frames(page);
   for (const Shot& shot : strip.shots) {
-    const PagePoint p = Project(view, shot.centre);
+    const View here = ShiftedView(view, strip, shot.frame);
+    const PagePoint p = Project(here, shot.centre);
     DrawSpot(page, p, 1.5, kPathInk);
     SetInk(page, kFaint);
-    frames.Draw(p.x, ExtentOf(shot.body, view).top - 4, std::to_string(shot.frame));
+    frames.Draw(p.x, ExtentOf(shot.body, here).top - 4, std::to_string(shot.frame));
   }
 }
 
@@ -274,25 +314,27 @@ void DrawTopPrint(cairo_t* page, const Footprint& print, const View& view, Label
   cairo_line_to(page, mark.x, mark.y);
   cairo_set_line_width(page, 0.8);
   cairo_stroke(page);
-  // The number stands beside the foot, on the outer side.
-  const double side = print.side == 1 ? 1 : -1;
-  const PagePoint edge = at(0, side * print.half);
-  const double away = std::hypot(edge.x - ankle.x, edge.y - ankle.y);
-  if (away <= 0) return;
+  // The number stands behind the heel, where neither the path nor the next foot is.
   constexpr double kRoom = 6;
-  labels.Draw(edge.x + kRoom * (edge.x - ankle.x) / away,
-              edge.y + kRoom * (edge.y - ankle.y) / away + 2.5, std::to_string(print.index));
+  const PagePoint back = at(-print.heel, 0);
+  labels.Draw(back.x - kRoom * std::cos(turn), back.y - kRoom * std::sin(turn) + 2.5,
+              std::to_string(print.index));
 }
 
-void DrawPlan(cairo_t* page, const MotionShots& shots, const std::vector<Footprint>& prints,
-              const View& view) {
+void DrawTopPrints(cairo_t* page, const std::vector<const Footprint*>& prints, const View& view) {
   SetFont(page, 6.5);
   Labels labels(page);
-  for (const Footprint& print : prints) DrawTopPrint(page, print, view, labels);
-  for (const Strip& strip : shots.strips) DrawPath(page, strip.path, view);
-  for (const Strip& strip : shots.strips) {
-    for (const Shot& shot : strip.shots) DrawSpot(page, Project(view, shot.centre), 1.5, kPathInk);
+  for (const Footprint* print : prints) DrawTopPrint(page, *print, view, labels);
+}
+
+void DrawTopPath(cairo_t* page, const Strip& strip, const View& view) {
+  cairo_new_path(page);
+  for (const Point3& place : strip.path) {
+    const PagePoint p = Project(view, place);
+    cairo_line_to(page, p.x, p.y);
   }
+  StrokePath(page);
+  for (const Shot& shot : strip.shots) DrawSpot(page, Project(view, shot.centre), 1.5, kPathInk);
 }
 
 // --- Time line -------------------------------------------------------------------------------
@@ -408,12 +450,120 @@ void DrawTitle(cairo_t* page, const MotionCore& core, const MotionShots& shots) 
   DrawKeyEntry(page, keyX, y, kPathInk, 1, "path of the centre of mass");
   if (!core.body.flights.empty()) DrawKeyEntry(page, keyX, y, kFlightInk, 0.35, "flight");
   SetInk(page, kFaint);
-  DrawText(page, keyX, y, "over the figures their frames, at the footprints their numbers");
+  const bool movedApart = shots.strips.front().drift != 0;
+  DrawText(page, keyX, y,
+           std::string("over the figures their frames, at the footprints their numbers") +
+               (movedApart ? "; the figures are moved apart" : ""));
 }
 
-bool CanBeDrawn(const Bounds& bounds) {
-  const double size = bounds.Width() + bounds.Height();
-  return std::isfinite(size) && size > 1e-30;
+// --- Layout ----------------------------------------------------------------------------------
+
+/// A strip with its place on the page. Bounds are at scale 1 from the host's origin.
+struct StripLayout {
+  const Strip* strip = nullptr;
+  std::vector<const Footprint*> prints;  // with contact in the strip's frames
+  Bounds side, plan;
+  double x = 0, y = 0;  // on the page, of the left and upper edge
+  double Left() const { return std::min(side.left, plan.left); }
+  double Width() const { return std::max(side.right, plan.right) - Left(); }
+};
+
+struct Layout {
+  std::vector<StripLayout> strips;
+  double scale = HUGE_VAL;  // of all strips
+  Bounds plan;              // of the whole path
+  double planScale = 0, planY = 0;
+  bool plansInStrips = false;  // the whole path is too long to be read from above
+  double timeY = 0, height = 0;
+};
+
+/// Heights and widths of all that is shown, and the scale at which it fits.
+bool Measure(Layout& layout, const MotionShots& shots, const std::vector<Footprint>& prints) {
+  const View whole = TopViewAlong(shots.along);
+  for (const Strip& strip : shots.strips) {
+    StripLayout& here = layout.strips.emplace_back();
+    here.strip = &strip;
+    for (const Footprint& print : prints) {
+      if (print.TouchesWithin(static_cast<double>(strip.first), static_cast<double>(strip.last))) {
+        here.prints.push_back(&print);
+      }
+    }
+    const View side = SideViewAlong(strip.along);
+    here.side = BoundsOf(strip, here.prints, side);
+    CoverPlan(here.plan, strip, here.prints, TopViewAlong(strip.along));
+    CoverPlan(layout.plan, strip, here.prints, whole);
+    double figure = 0;
+    for (const Shot& shot : strip.shots) {
+      const Extent extent = ExtentOf(shot.body, side);
+      figure = std::max(figure, extent.bottom - extent.top);
+    }
+    const double size = here.Width() + here.side.Height() + here.plan.Height();
+    if (!std::isfinite(size) || !(figure > 1e-30)) return false;
+    layout.scale = std::min({layout.scale, kContent / here.Width(), kMostStrip / here.side.Height(),
+                             kMostFigure / figure});
+  }
+  layout.planScale =
+      std::min({layout.scale, kContent / layout.plan.Width(), kMostPlan / layout.plan.Height()});
+  layout.plansInStrips = layout.planScale < 0.5 * layout.scale;
+  return std::isfinite(layout.planScale) && layout.planScale > 0;
+}
+
+/// Puts strips side by side from the first one on as far as they fit, in the middle of the page;
+/// how many.
+std::size_t ArrangeRow(Layout& layout, std::size_t first, double y) {
+  constexpr double kGap = 24;
+  std::size_t end = first;
+  double width = -kGap;
+  while (end < layout.strips.size()) {
+    const double wider = width + kGap + layout.scale * layout.strips[end].Width();
+    if (end > first && wider > kContent) break;
+    width = wider;
+    ++end;
+  }
+  double x = kMargin + 0.5 * (kContent - width);
+  for (std::size_t i = first; i < end; ++i) {
+    layout.strips[i].x = x;
+    layout.strips[i].y = y;
+    x += layout.scale * layout.strips[i].Width() + kGap;
+  }
+  return end - first;
+}
+
+/// The strips in rows; then the whole path, then the time line.
+void Arrange(Layout& layout) {
+  double y = kHeader;
+  for (std::size_t first = 0; first < layout.strips.size();) {
+    const std::size_t count = ArrangeRow(layout, first, y);
+    double rowHeight = 0;
+    for (std::size_t i = first; i < first + count; ++i) {
+      const StripLayout& strip = layout.strips[i];
+      double height = kStripAbove + layout.scale * strip.side.Height() + kStripBelow;
+      if (layout.plansInStrips) height += layout.scale * strip.plan.Height() + 2 * kPlanRoom;
+      rowHeight = std::max(rowHeight, height);
+    }
+    y += rowHeight;
+    first += count;
+  }
+  layout.planY = y + kPlanRoom;
+  layout.timeY = layout.planY + layout.planScale * layout.plan.Height() + 2 * kPlanRoom;
+  layout.height = layout.timeY + kTimeLine + kMargin;
+}
+
+void DrawStripLayout(cairo_t* page, const Layout& layout, const StripLayout& here) {
+  const double scale = layout.scale;
+  View side = SideViewAlong(here.strip->along);
+  side.scale = scale;
+  side.pageX = here.x - scale * here.Left();
+  side.pageY = here.y + kStripAbove - scale * here.side.top;
+  DrawStrip(page, *here.strip, here.prints, side, here.x, here.x + scale * here.Width());
+  if (!layout.plansInStrips) return;
+  View top = TopViewAlong(here.strip->along);
+  top.scale = scale;
+  top.pageX = side.pageX;
+  top.pageY = here.y + kStripAbove + scale * here.side.Height() + kStripBelow + kPlanRoom -
+              scale * here.plan.top;
+  DrawTopPrints(page, here.prints, top);
+  DrawTopPath(page, *here.strip, top);
 }
 
 }  // namespace
@@ -422,52 +572,29 @@ bool MotionSheet(const MotionCore& core, const EvalContext& context, std::string
                  std::string& cause) {
   const MotionShots shots = TakeShots(core, context);
   const std::vector<Footprint> prints = FootprintsIn(core, shots.shown);
-
-  // One scale for all strips; the top view at the same, or smaller where it is larger than a strip.
-  std::vector<Bounds> bounds;
-  const Bounds plan = PlanBounds(shots, prints);
-  bool canBeDrawn = std::isfinite(plan.Width() + plan.Height());
-  double scale = HUGE_VAL;
-  for (const Strip& strip : shots.strips) {
-    bounds.push_back(StripBounds(strip, prints));
-    canBeDrawn = canBeDrawn && CanBeDrawn(bounds.back());
-    scale =
-        std::min({scale, kContent / bounds.back().Width(), kMostStrip / bounds.back().Height()});
-    for (const Shot& shot : strip.shots) {
-      const Extent extent = ExtentOf(shot.body, SideViewAlong(strip.along));
-      scale = std::min(scale, kMostFigure / (extent.bottom - extent.top));
-    }
-  }
-  if (!canBeDrawn) {
+  Layout layout;
+  if (!Measure(layout, shots, prints)) {
     cause = "the motion is too small or too large for a picture";
     return false;
   }
-  const double planScale =
-      std::min({scale, kContent / plan.Width(), (kMostPlan - 40) / plan.Height()});
-  double height = kHeader + kMargin;
-  for (const Bounds& strip : bounds) height += scale * strip.Height() + kStripAbove + kStripBelow;
-  height += planScale * plan.Height() + 40 + kTimeLine;
+  Arrange(layout);
 
-  const PageHandle handle = NewPage(kWidth, std::ceil(height));
+  const PageHandle handle = NewPage(kWidth, std::ceil(layout.height));
   cairo_t* page = handle.get();
   DrawTitle(page, core, shots);
-  double y = kHeader;
-  for (std::size_t i = 0; i < shots.strips.size(); ++i) {
-    View view = SideViewAlong(shots.strips[i].along);
-    view.scale = scale;
-    view.pageX = kMargin + 0.5 * (kContent - scale * bounds[i].Width()) - scale * bounds[i].left;
-    view.pageY = y + kStripAbove - scale * bounds[i].top;
-    DrawStrip(page, shots.strips[i], prints, view);
-    y += scale * bounds[i].Height() + kStripAbove + kStripBelow;
-  }
-  View view = TopViewAlong(shots.along);
-  view.scale = planScale;
-  view.pageX = kMargin + 0.5 * (kContent - planScale * plan.Width()) - planScale * plan.left;
-  view.pageY = y + 20 - planScale * plan.top;
-  DrawPlan(page, shots, prints, view);
-  y += planScale * plan.Height() + 40;
-  DrawScaleBar(page, kWidth - kMargin - 90, y, planScale, 90);
-  DrawTimeLine(page, core, shots, prints, y + 22);
+  for (const StripLayout& strip : layout.strips) DrawStripLayout(page, layout, strip);
+
+  View whole = TopViewAlong(shots.along);
+  whole.scale = layout.planScale;
+  whole.pageX = kMargin + 0.5 * (kContent - whole.scale * layout.plan.Width()) -
+                whole.scale * layout.plan.left;
+  whole.pageY = layout.planY - whole.scale * layout.plan.top;
+  std::vector<const Footprint*> all;
+  for (const Footprint& print : prints) all.push_back(&print);
+  DrawTopPrints(page, all, whole);
+  for (const Strip& strip : shots.strips) DrawTopPath(page, strip, whole);
+  DrawScaleBar(page, kWidth - kMargin - 90, layout.timeY - 14, whole.scale, 90);
+  DrawTimeLine(page, core, shots, prints, layout.timeY);
   return EncodePng(page, png, cause);
 }
 
