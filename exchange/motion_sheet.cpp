@@ -4,9 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "exchange/motion_shots.h"
-#include "exchange/page.h"
-#include "strider/base/trig.h"
+#include "exchange/motion_drawing.h"
 
 namespace strider {
 namespace {
@@ -14,286 +12,12 @@ namespace {
 constexpr double kWidth = 1000, kMargin = 30, kContent = kWidth - 2 * kMargin;
 constexpr double kHeader = 58;                        // title and key
 constexpr double kMostFigure = 210;                   // a figure's height on the page
-constexpr double kMostStrip = 330;                    // a strip's
+constexpr double kMostStrip = 380;                    // a strip's
 constexpr double kMostPlan = 330;                     // the top view's
 constexpr double kStripAbove = 18, kStripBelow = 26;  // frame numbers; footstep numbers
-constexpr double kTimeLine = 118;
-constexpr Ink kPathInk{0.62, 0.20, 0.45}, kFlightInk{0.42, 0.62, 0.45};
-
-Ink Darker(const Ink& ink, double u) {
-  return {ink.red * (1 - u), ink.green * (1 - u), ink.blue * (1 - u)};
-}
-Ink InkOfSide(int side) { return InkOf(side == 0 ? kRight : kLeft); }
-
-/// A footstep as the sheet shows it. Host space.
-struct Footprint {
-  int index = 0, side = 0;
-  Point3 place, ahead, left;  // unit, level
-  double toe = 0, heel = 0, half = 0;
-  double start = 0, end = 0;  // frames
-
-  bool TouchesWithin(double first, double last) const { return start <= last && end >= first; }
-};
-
-/// The footprints with contact in the frames that are shown.
-std::vector<Footprint> FootprintsIn(const MotionCore& core, const FrameRange& shown) {
-  std::vector<Footprint> prints;
-  const FootstepTrack& track = core.footsteps;
-  const double frame = core.ticksPerFrame;
-  for (int i = 0; i < track.numFootsteps; ++i) {
-    const auto k = static_cast<std::size_t>(i);
-    Footprint print;
-    print.index = i;
-    print.side = track.side[k];
-    const FootstepSpan& span =
-        track.spans[print.side][static_cast<std::size_t>(track.sideIndex[k])];
-    print.start = span.start / frame;
-    print.end = span.Lift() / frame;
-    if (print.start > static_cast<double>(shown.last)) break;  // they ascend in time
-    if (!print.TouchesWithin(static_cast<double>(shown.first), static_cast<double>(shown.last))) {
-      continue;
-    }
-    print.place = HostFromCore(track.position[k]);
-    const SinCosD heading = SinCosOf(track.angle[k]);
-    print.ahead = {static_cast<float>(heading.cos), static_cast<float>(heading.sin), 0};
-    print.left = {-print.ahead.y, print.ahead.x, 0};
-    const LimbRecord& leg = core.leg[print.side];
-    print.toe = leg.toeLength;
-    print.heel = leg.heelLength;
-    print.half = 0.5 * leg.extremityWidth;
-    prints.push_back(print);
-  }
-  return prints;
-}
-
-Point3 OnSole(const Footprint& print, double ahead, double left) {
-  return print.place + static_cast<float>(ahead) * print.ahead +
-         static_cast<float>(left) * print.left;
-}
-
-// --- Extents ---------------------------------------------------------------------------------
-
-struct Bounds {
-  double left = HUGE_VAL, top = HUGE_VAL, right = -HUGE_VAL, bottom = -HUGE_VAL;
-
-  void Cover(const PagePoint& p) { Cover({p.x, p.y, p.x, p.y}); }
-  void Cover(const Extent& e) {
-    left = std::min(left, e.left);
-    top = std::min(top, e.top);
-    right = std::max(right, e.right);
-    bottom = std::max(bottom, e.bottom);
-  }
-  double Width() const { return right - left; }
-  double Height() const { return bottom - top; }
-};
-
-void CoverPrint(Bounds& bounds, const Footprint& print, const View& view) {
-  for (const double ahead : {-print.heel, print.toe}) {
-    for (const double left : {-print.half, print.half}) {
-      bounds.Cover(Project(view, OnSole(print, ahead, left)));
-    }
-  }
-}
-
-View SideViewAlong(const Point3& along) {
-  View view;
-  view.right = along;
-  view.up = {0, 0, 1};
-  view.toward = Cross(view.right, view.up);
-  return view;
-}
-View TopViewAlong(const Point3& along) {
-  View view;
-  view.right = along;
-  view.toward = {0, 0, 1};
-  view.up = Cross(view.toward, view.right);
-  return view;
-}
-
-Bounds StripBounds(const Strip& strip, const std::vector<Footprint>& prints) {
-  Bounds bounds;
-  const View view = SideViewAlong(strip.along);
-  for (const Shot& shot : strip.shots) bounds.Cover(ExtentOf(shot.body, view));
-  for (const Point3& place : strip.path) bounds.Cover(Project(view, place));
-  for (const Footprint& print : prints) {
-    if (print.TouchesWithin(static_cast<double>(strip.first), static_cast<double>(strip.last))) {
-      CoverPrint(bounds, print, view);
-    }
-  }
-  return bounds;
-}
-
-Bounds PlanBounds(const MotionShots& shots, const std::vector<Footprint>& prints) {
-  Bounds bounds;
-  const View view = TopViewAlong(shots.along);
-  for (const Strip& strip : shots.strips) {
-    for (const Point3& place : strip.path) bounds.Cover(Project(view, place));
-  }
-  for (const Footprint& print : prints) CoverPrint(bounds, print, view);
-  return bounds;
-}
-
-// --- What both views draw --------------------------------------------------------------------
-
-void DrawPath(cairo_t* page, const std::vector<Point3>& path, const View& view) {
-  cairo_new_path(page);
-  for (const Point3& place : path) {
-    const PagePoint p = Project(view, place);
-    cairo_line_to(page, p.x, p.y);
-  }
-  SetInk(page, kPathInk, 0.9);
-  cairo_set_line_width(page, 0.9);
-  cairo_stroke(page);
-}
-
-void DrawSpot(cairo_t* page, const PagePoint& p, double radius, const Ink& ink) {
-  cairo_new_path(page);
-  cairo_arc(page, p.x, p.y, radius, 0, 2 * kPi);
-  SetInk(page, ink);
-  cairo_fill(page);
-}
-
-/// Numbers that would stand on one that is there already are left out.
-class Labels {
- public:
-  explicit Labels(cairo_t* page) : page_(page) {}
-  void Draw(double x, double y, const std::string& text, Align align = Align::kCentre) {
-    const double width = TextWidth(page_, text), height = 7;
-    const double left = align == Align::kCentre ? x - 0.5 * width : x;
-    const Extent here{left - 1, y - height, left + width + 1, y + 1};
-    for (const Extent& other : taken_) {
-      if (here.left < other.right && other.left < here.right && here.top < other.bottom &&
-          other.top < here.bottom) {
-        return;
-      }
-    }
-    taken_.push_back(here);
-    DrawText(page_, left, y, text);
-  }
-
- private:
-  cairo_t* page_;
-  std::vector<Extent> taken_;
-};
-
-// --- Side view -------------------------------------------------------------------------------
-
-/// The ground from footstep to footstep, with a riser half way where two differ in height.
-void DrawSideGround(cairo_t* page, const std::vector<const Footprint*>& prints, const View& view,
-                    double left, double right) {
-  if (prints.empty()) return;
-  std::vector<std::pair<double, double>> treads;  // place along the page, height on it
-  for (const Footprint* print : prints) {
-    const PagePoint p = Project(view, print->place);
-    treads.emplace_back(p.x, p.y);
-  }
-  std::stable_sort(treads.begin(), treads.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
-  cairo_new_path(page);
-  cairo_move_to(page, left, treads.front().second);
-  for (std::size_t i = 1; i < treads.size(); ++i) {
-    if (std::fabs(treads[i].second - treads[i - 1].second) < 1e-3) continue;
-    const double middle = 0.5 * (treads[i - 1].first + treads[i].first);
-    cairo_line_to(page, middle, treads[i - 1].second);
-    cairo_line_to(page, middle, treads[i].second);
-  }
-  cairo_line_to(page, right, treads.back().second);
-  SetInk(page, kGround);
-  cairo_set_line_width(page, 0.8);
-  cairo_stroke(page);
-}
-
-void DrawSidePrint(cairo_t* page, const Footprint& print, const View& view, Labels& labels) {
-  PagePoint heel = Project(view, OnSole(print, -print.heel, 0));
-  PagePoint toe = Project(view, OnSole(print, print.toe, 0));
-  // Seen from behind a footprint is as long as it is wide.
-  const double least = view.scale * print.half;
-  if (std::fabs(toe.x - heel.x) < 2 * least) {
-    const PagePoint middle = Project(view, print.place);
-    heel.x = middle.x - least;
-    toe.x = middle.x + least;
-  }
-  const Ink ink = InkOfSide(print.side);
-  cairo_rectangle(page, std::min(heel.x, toe.x), heel.y + 0.6, std::fabs(toe.x - heel.x), 2.6);
-  SetInk(page, ink);
-  cairo_fill(page);
-  SetInk(page, Darker(ink, 0.35));
-  // Left and right have a line of numbers each: feet side by side are at one place here.
-  labels.Draw(0.5 * (heel.x + toe.x), heel.y + (print.side == 1 ? 11 : 19),
-              std::to_string(print.index));
-}
-
-void DrawStrip(cairo_t* page, const Strip& strip, const std::vector<Footprint>& prints,
-               const View& view) {
-  std::vector<const Footprint*> here;
-  for (const Footprint& print : prints) {
-    if (print.TouchesWithin(static_cast<double>(strip.first), static_cast<double>(strip.last))) {
-      here.push_back(&print);
-    }
-  }
-  DrawSideGround(page, here, view, kMargin, kWidth - kMargin);
-  for (const Shot& shot : strip.shots) DrawBody(page, shot.body, view);
-  DrawPath(page, strip.path, view);
-  SetFont(page, 6.5);
-  Labels numbers(page);
-  for (const Footprint* print : here) DrawSidePrint(page, *print, view, numbers);
-  Labels frames(page);
-  for (const Shot& shot : strip.shots) {
-    const PagePoint p = Project(view, shot.centre);
-    DrawSpot(page, p, 1.5, kPathInk);
-    SetInk(page, kFaint);
-    frames.Draw(p.x, ExtentOf(shot.body, view).top - 4, std::to_string(shot.frame));
-  }
-}
-
-// --- Top view --------------------------------------------------------------------------------
-
-/// A sole: round heel and broader, round toes.
-void DrawTopPrint(cairo_t* page, const Footprint& print, const View& view, Labels& labels) {
-  const auto at = [&](double ahead, double left) {
-    return Project(view, OnSole(print, ahead, left));
-  };
-  const PagePoint ball = at(print.toe - print.half, 0);
-  const PagePoint heel = at(0.75 * print.half - print.heel, 0);
-  const PagePoint tip = at(print.toe, 0), mark = at(print.toe + 0.9 * print.half, 0);
-  const double turn = std::atan2(tip.y - ball.y, tip.x - ball.x);
-  cairo_new_path(page);
-  cairo_arc(page, ball.x, ball.y, view.scale * print.half, turn - 0.5 * kPi, turn + 0.5 * kPi);
-  cairo_arc(page, heel.x, heel.y, 0.75 * view.scale * print.half, turn + 0.5 * kPi,
-            turn + 1.5 * kPi);
-  cairo_close_path(page);
-  const Ink ink = InkOfSide(print.side);
-  SetInk(page, ink);
-  cairo_fill_preserve(page);
-  SetInk(page, Darker(ink, 0.45));
-  cairo_set_line_width(page, 0.5);
-  cairo_stroke(page);
-  // The heading.
-  const PagePoint ankle = at(0, 0);
-  cairo_move_to(page, ankle.x, ankle.y);
-  cairo_line_to(page, mark.x, mark.y);
-  cairo_set_line_width(page, 0.8);
-  cairo_stroke(page);
-  // The number stands beside the foot, on the outer side.
-  const double side = print.side == 1 ? 1 : -1;
-  const PagePoint edge = at(0, side * print.half);
-  const double away = std::hypot(edge.x - ankle.x, edge.y - ankle.y);
-  if (away <= 0) return;
-  constexpr double kRoom = 6;
-  labels.Draw(edge.x + kRoom * (edge.x - ankle.x) / away,
-              edge.y + kRoom * (edge.y - ankle.y) / away + 2.5, std::to_string(print.index));
-}
-
-void DrawPlan(cairo_t* page, const MotionShots& shots, const std::vector<Footprint>& prints,
-              const View& view) {
-  SetFont(page, 6.5);
-  Labels labels(page);
-  for (const Footprint& print : prints) DrawTopPrint(page, print, view, labels);
-  for (const Strip& strip : shots.strips) DrawPath(page, strip.path, view);
-  for (const Strip& strip : shots.strips) {
-    for (const Shot& shot : strip.shots) DrawSpot(page, Project(view, shot.centre), 1.5, kPathInk);
-  }
-}
+constexpr double kPlanRoom = 20;                      // for the numbers around a top view
+constexpr double kTimeLine = 84;
+constexpr Ink kFlightInk{0.42, 0.62, 0.45};
 
 // --- Time line -------------------------------------------------------------------------------
 
@@ -408,12 +132,120 @@ void DrawTitle(cairo_t* page, const MotionCore& core, const MotionShots& shots) 
   DrawKeyEntry(page, keyX, y, kPathInk, 1, "path of the centre of mass");
   if (!core.body.flights.empty()) DrawKeyEntry(page, keyX, y, kFlightInk, 0.35, "flight");
   SetInk(page, kFaint);
-  DrawText(page, keyX, y, "over the figures their frames, at the footprints their numbers");
+  const bool movedApart = shots.strips.front().drift != 0;
+  DrawText(page, keyX, y,
+           std::string("over the figures their frames, at the footprints their numbers") +
+               (movedApart ? "; the figures are moved apart" : ""));
 }
 
-bool CanBeDrawn(const Bounds& bounds) {
-  const double size = bounds.Width() + bounds.Height();
-  return std::isfinite(size) && size > 1e-30;
+// --- Layout ----------------------------------------------------------------------------------
+
+/// A strip with its place on the page. Bounds are at scale 1 from the host's origin.
+struct StripLayout {
+  const Strip* strip = nullptr;
+  std::vector<const Footprint*> prints;  // with contact in the strip's frames
+  Bounds side, plan;
+  double x = 0, y = 0;  // on the page, of the left and upper edge
+  double Left() const { return std::min(side.left, plan.left); }
+  double Width() const { return std::max(side.right, plan.right) - Left(); }
+};
+
+struct Layout {
+  std::vector<StripLayout> strips;
+  double scale = HUGE_VAL;  // of all strips
+  Bounds plan;              // of the whole path
+  double planScale = 0, planY = 0;
+  bool plansInStrips = false;  // the whole path is too long to be read from above
+  double timeY = 0, height = 0;
+};
+
+/// Heights and widths of all that is shown, and the scale at which it fits.
+bool Measure(Layout& layout, const MotionShots& shots, const std::vector<Footprint>& prints) {
+  const View whole = TopViewAlong(shots.along);
+  for (const Strip& strip : shots.strips) {
+    StripLayout& here = layout.strips.emplace_back();
+    here.strip = &strip;
+    for (const Footprint& print : prints) {
+      if (print.TouchesWithin(static_cast<double>(strip.first), static_cast<double>(strip.last))) {
+        here.prints.push_back(&print);
+      }
+    }
+    const View side = SideViewAlong(strip.along);
+    CoverStrip(here.side, strip, here.prints, side);
+    CoverPlan(here.plan, strip, here.prints, TopViewAlong(strip.along));
+    CoverPlan(layout.plan, strip, here.prints, whole);
+    double figure = 0;
+    for (const Shot& shot : strip.shots) {
+      const Extent extent = ExtentOf(shot.body, side);
+      figure = std::max(figure, extent.bottom - extent.top);
+    }
+    const double size = here.Width() + here.side.Height() + here.plan.Height();
+    if (!std::isfinite(size) || !(figure > 1e-30)) return false;
+    layout.scale = std::min({layout.scale, kContent / here.Width(), kMostStrip / here.side.Height(),
+                             kMostFigure / figure});
+  }
+  layout.planScale =
+      std::min({layout.scale, kContent / layout.plan.Width(), kMostPlan / layout.plan.Height()});
+  layout.plansInStrips = layout.planScale < 0.5 * layout.scale;
+  return std::isfinite(layout.planScale) && layout.planScale > 0;
+}
+
+/// Puts strips side by side from the first one on as far as they fit, in the middle of the page;
+/// how many.
+std::size_t ArrangeRow(Layout& layout, std::size_t first, double y) {
+  constexpr double kGap = 24;
+  std::size_t end = first;
+  double width = -kGap;
+  while (end < layout.strips.size()) {
+    const double wider = width + kGap + layout.scale * layout.strips[end].Width();
+    if (end > first && wider > kContent) break;
+    width = wider;
+    ++end;
+  }
+  double x = kMargin + 0.5 * (kContent - width);
+  for (std::size_t i = first; i < end; ++i) {
+    layout.strips[i].x = x;
+    layout.strips[i].y = y;
+    x += layout.scale * layout.strips[i].Width() + kGap;
+  }
+  return end - first;
+}
+
+/// The strips in rows; then the whole path, then the time line.
+void Arrange(Layout& layout) {
+  double y = kHeader;
+  for (std::size_t first = 0; first < layout.strips.size();) {
+    const std::size_t count = ArrangeRow(layout, first, y);
+    double rowHeight = 0;
+    for (std::size_t i = first; i < first + count; ++i) {
+      const StripLayout& strip = layout.strips[i];
+      double height = kStripAbove + layout.scale * strip.side.Height() + kStripBelow;
+      if (layout.plansInStrips) height += layout.scale * strip.plan.Height() + 2 * kPlanRoom;
+      rowHeight = std::max(rowHeight, height);
+    }
+    y += rowHeight;
+    first += count;
+  }
+  layout.planY = y + kPlanRoom;
+  layout.timeY = layout.planY + layout.planScale * layout.plan.Height() + 2 * kPlanRoom;
+  layout.height = layout.timeY + kTimeLine + kMargin;
+}
+
+void DrawStripLayout(cairo_t* page, const Layout& layout, const StripLayout& here) {
+  const double scale = layout.scale;
+  View side = SideViewAlong(here.strip->along);
+  side.scale = scale;
+  side.pageX = here.x - scale * here.Left();
+  side.pageY = here.y + kStripAbove - scale * here.side.top;
+  DrawStrip(page, *here.strip, here.prints, side, here.x, here.x + scale * here.Width());
+  if (!layout.plansInStrips) return;
+  View top = TopViewAlong(here.strip->along);
+  top.scale = scale;
+  top.pageX = side.pageX;
+  top.pageY = here.y + kStripAbove + scale * here.side.Height() + kStripBelow + kPlanRoom -
+              scale * here.plan.top;
+  DrawTopPrints(page, here.prints, top);
+  DrawTopPath(page, *here.strip, top);
 }
 
 }  // namespace
@@ -422,52 +254,29 @@ bool MotionSheet(const MotionCore& core, const EvalContext& context, std::string
                  std::string& cause) {
   const MotionShots shots = TakeShots(core, context);
   const std::vector<Footprint> prints = FootprintsIn(core, shots.shown);
-
-  // One scale for all strips; the top view at the same, or smaller where it is larger than a strip.
-  std::vector<Bounds> bounds;
-  const Bounds plan = PlanBounds(shots, prints);
-  bool canBeDrawn = std::isfinite(plan.Width() + plan.Height());
-  double scale = HUGE_VAL;
-  for (const Strip& strip : shots.strips) {
-    bounds.push_back(StripBounds(strip, prints));
-    canBeDrawn = canBeDrawn && CanBeDrawn(bounds.back());
-    scale =
-        std::min({scale, kContent / bounds.back().Width(), kMostStrip / bounds.back().Height()});
-    for (const Shot& shot : strip.shots) {
-      const Extent extent = ExtentOf(shot.body, SideViewAlong(strip.along));
-      scale = std::min(scale, kMostFigure / (extent.bottom - extent.top));
-    }
-  }
-  if (!canBeDrawn) {
+  Layout layout;
+  if (!Measure(layout, shots, prints)) {
     cause = "the motion is too small or too large for a picture";
     return false;
   }
-  const double planScale =
-      std::min({scale, kContent / plan.Width(), (kMostPlan - 40) / plan.Height()});
-  double height = kHeader + kMargin;
-  for (const Bounds& strip : bounds) height += scale * strip.Height() + kStripAbove + kStripBelow;
-  height += planScale * plan.Height() + 40 + kTimeLine;
+  Arrange(layout);
 
-  const PageHandle handle = NewPage(kWidth, std::ceil(height));
+  const PageHandle handle = NewPage(kWidth, std::ceil(layout.height));
   cairo_t* page = handle.get();
   DrawTitle(page, core, shots);
-  double y = kHeader;
-  for (std::size_t i = 0; i < shots.strips.size(); ++i) {
-    View view = SideViewAlong(shots.strips[i].along);
-    view.scale = scale;
-    view.pageX = kMargin + 0.5 * (kContent - scale * bounds[i].Width()) - scale * bounds[i].left;
-    view.pageY = y + kStripAbove - scale * bounds[i].top;
-    DrawStrip(page, shots.strips[i], prints, view);
-    y += scale * bounds[i].Height() + kStripAbove + kStripBelow;
-  }
-  View view = TopViewAlong(shots.along);
-  view.scale = planScale;
-  view.pageX = kMargin + 0.5 * (kContent - planScale * plan.Width()) - planScale * plan.left;
-  view.pageY = y + 20 - planScale * plan.top;
-  DrawPlan(page, shots, prints, view);
-  y += planScale * plan.Height() + 40;
-  DrawScaleBar(page, kWidth - kMargin - 90, y, planScale, 90);
-  DrawTimeLine(page, core, shots, prints, y + 22);
+  for (const StripLayout& strip : layout.strips) DrawStripLayout(page, layout, strip);
+
+  View whole = TopViewAlong(shots.along);
+  whole.scale = layout.planScale;
+  whole.pageX = kMargin + 0.5 * (kContent - whole.scale * layout.plan.Width()) -
+                whole.scale * layout.plan.left;
+  whole.pageY = layout.planY - whole.scale * layout.plan.top;
+  std::vector<const Footprint*> all;
+  for (const Footprint& print : prints) all.push_back(&print);
+  DrawTopPrints(page, all, whole);
+  for (const Strip& strip : shots.strips) DrawTopPath(page, strip, whole);
+  DrawScaleBar(page, kWidth - kMargin - 90, layout.timeY - 14, whole.scale, 90);
+  DrawTimeLine(page, core, shots, prints, layout.timeY);
   return EncodePng(page, png, cause);
 }
 

@@ -19,10 +19,12 @@ constexpr double kSpacing = 0.27;
 // A figure that moved less than this since the one before would only be drawn over it.
 constexpr double kNoticedMove = 0.15;
 constexpr std::int64_t kMostShots = 24;  // in a strip
+// Where fewer than this many figures find room on their way, they are drawn moved apart instead.
+constexpr double kLeastShots = 3, kShotsApart = 8;
 
-/// Where body and ankles are at a frame.
+/// Where body and ankles are at a frame, and the way from shoulder to shoulder or hip to hip.
 struct Sample {
-  Point3 centre, ankles[2];
+  Point3 centre, ankles[2], breadth;
 };
 
 double PlanDistance(const Point3& a, const Point3& b) {
@@ -47,6 +49,10 @@ Sample SampleOf(const MotionCore& posed) {
     sample.ankles[side] =
         UnmirroredLinkTransform(posed, LimbId(leg), NumLimbLinks(leg) - 1).Origin();
   }
+  const bool arms = posed.structure.arms;
+  sample.breadth =
+      UnmirroredLinkTransform(posed, arms ? kLeftArm : kLeftLeg, arms ? 1 : 0).Origin() -
+      UnmirroredLinkTransform(posed, arms ? kRightArm : kRightLeg, arms ? 1 : 0).Origin();
   return sample;
 }
 
@@ -85,10 +91,17 @@ class StripMeter {
   Point3 last_, trail_;
 };
 
-/// Level direction from one place to another; `fallback` where they are closer than `least`.
+/// Level direction from one place to another; `fallback` where they are closer than `least`. A body
+/// that sways ends a little beside the way that it goes: close to a twenty-fourth of a turn the
+/// direction is that one, so that a straight walk lies straight on the page.
 Point3 LevelDirection(const Point3& from, const Point3& to, double least, const Point3& fallback) {
   if (!(PlanDistance(from, to) > least)) return fallback;
-  return Normalized({to.x - from.x, to.y - from.y, 0}, fallback);
+  constexpr double kEven = kPiD / 12, kClose = 5 * kPiD / 180;
+  double angle = PlanAngle(from, to);
+  const double even = kEven * std::round(angle / kEven);
+  if (std::fabs(angle - even) < kClose) angle = even;
+  const SinCosD direction = SinCosOf(angle);
+  return {static_cast<float>(direction.cos), static_cast<float>(direction.sin), 0};
 }
 
 /// The direction of all: from start to end, unless the path comes back to where it began.
@@ -112,63 +125,113 @@ std::int64_t ShotSpacing(const std::vector<Sample>& samples, double height) {
   return std::max<std::int64_t>(1, static_cast<std::int64_t>(std::ceil(spacing)));
 }
 
+/// The motion as far as strips reach, with how much of strips each frame has used up.
+struct Samples {
+  std::int64_t first = 0;
+  std::vector<Sample> at;
+  std::vector<double> used;
+
+  const Sample& Of(std::int64_t frame) const { return at[static_cast<std::size_t>(frame - first)]; }
+  double UsedBy(std::int64_t frame) const { return used[static_cast<std::size_t>(frame - first)]; }
+};
+
+Samples TakeSamples(const MotionCore& core, const EvalContext& context, const FrameRange& range,
+                    double height) {
+  Samples samples;
+  samples.first = range.first;
+  MotionCore posed = core;
+  StripMeter meter(height);
+  for (std::int64_t frame = range.first; frame <= range.last; ++frame) {
+    CorePose(posed, TimeOfFrame(core, frame), context);
+    const Sample sample = SampleOf(posed);
+    const double sum = meter.Add(sample.centre);
+    if (sum > kMostStrips && !samples.at.empty()) break;
+    samples.at.push_back(sample);
+    samples.used.push_back(sum);
+  }
+  return samples;
+}
+
+/// Strips of equal worth; neighbours share the frame at which one ends and the next begins.
+void CutStrips(MotionShots& shots, const Samples& samples, double height) {
+  const double worth = samples.used.back() / std::max(1.0, std::ceil(samples.used.back()));
+  std::int64_t frame = shots.shown.first;
+  while (shots.strips.empty() || frame < shots.shown.last) {
+    Strip strip;
+    strip.first = frame;
+    const double end = worth * static_cast<double>(shots.strips.size() + 1) * (1 + 1e-9);
+    while (frame < shots.shown.last && (frame == strip.first || samples.UsedBy(frame + 1) <= end)) {
+      ++frame;
+    }
+    strip.last = frame;
+    strip.along = LevelDirection(samples.Of(strip.first).centre, samples.Of(strip.last).centre,
+                                 0.3 * height, shots.along);
+    for (std::int64_t f = strip.first; f <= strip.last; ++f) {
+      strip.path.push_back(samples.Of(f).centre);
+    }
+    shots.strips.push_back(std::move(strip));
+  }
+}
+
+/// How far a strip's figures come along it, and how far apart they have to be.
+double Advance(const Strip& strip) {
+  return Dot(strip.path.back() - strip.path.front(), strip.along);
+}
+double NeededSpacing(const Strip& strip, const Samples& samples, double height) {
+  return kSpacing * height + std::fabs(Dot(samples.Of(strip.first).breadth, strip.along));
+}
+
+/// True where the figures would hide each other. A path that turns has many short strips, whose
+/// figures do stand apart.
+bool AreCrowded(const MotionShots& shots, const Samples& samples, double height) {
+  double advance = 0, needed = 0;
+  for (const Strip& strip : shots.strips) {
+    advance += Advance(strip);
+    needed += kLeastShots * NeededSpacing(strip, samples, height);
+  }
+  const auto count = static_cast<double>(shots.strips.size());
+  return advance < needed && (count <= 2 || advance < 0.3 * height * count);
+}
+
+/// Frames of a strip at which its figure is drawn.
+std::vector<std::int64_t> ChooseFrames(const Strip& strip, const Samples& samples,
+                                       std::int64_t every, double leastMove) {
+  std::vector<std::int64_t> frames;
+  for (std::int64_t f = strip.first; f <= strip.last; ++f) {
+    const bool isTurn = (f - strip.first) % every == 0 && strip.last - f >= every / 2;
+    if (f != strip.last && !isTurn) continue;
+    if (!frames.empty() && Moved(samples.Of(frames.back()), samples.Of(f)) < leastMove) continue;
+    frames.push_back(f);
+  }
+  return frames;
+}
+
 }  // namespace
 
 MotionShots TakeShots(const MotionCore& core, const EvalContext& context) {
   MotionShots shots;
   shots.all = FrameRangeOf(core);
   const double height = CoreFigureHeight(core);
+  const Samples samples = TakeSamples(core, context, shots.all, height);
+  shots.shown = {samples.first, samples.first + static_cast<std::int64_t>(samples.at.size()) - 1};
+  shots.along = MainDirection(samples.at, height);
+  CutStrips(shots, samples, height);
+
+  const std::int64_t spacing = ShotSpacing(samples.at, height);
+  const bool crowded = AreCrowded(shots, samples, height);
   MotionCore posed = core;
-  std::vector<Sample> samples;
-  std::vector<double> used;
-  StripMeter meter(height);
-  for (std::int64_t frame = shots.all.first; frame <= shots.all.last; ++frame) {
-    CorePose(posed, TimeOfFrame(core, frame), context);
-    const Sample sample = SampleOf(posed);
-    const double sum = meter.Add(sample.centre);
-    // One strip beyond the last that is shown tells that there is more.
-    if (sum > kMostStrips && !samples.empty()) break;
-    samples.push_back(sample);
-    used.push_back(sum);
-  }
-  const auto sampleAt = [&](std::int64_t frame) -> const Sample& {
-    return samples[static_cast<std::size_t>(frame - shots.all.first)];
-  };
-  shots.shown = {shots.all.first, shots.all.first + static_cast<std::int64_t>(samples.size()) - 1};
-  shots.along = MainDirection(samples, height);
-  shots.every = ShotSpacing(samples, height);
-
-  // Strips of equal worth; neighbours share the frame at which one ends and the next begins.
-  const double worth = used.back() / std::max(1.0, std::ceil(used.back()));
-  std::int64_t frame = shots.shown.first;
-  while (shots.strips.empty() || frame < shots.shown.last) {
-    Strip strip;
-    strip.first = frame;
-    const double end = worth * static_cast<double>(shots.strips.size() + 1) * (1 + 1e-9);
-    while (frame < shots.shown.last &&
-           used[static_cast<std::size_t>(frame + 1 - shots.shown.first)] <= end) {
-      ++frame;
-    }
-    if (frame == strip.first && frame < shots.shown.last) ++frame;
-    strip.last = frame;
-    shots.strips.push_back(std::move(strip));
-  }
-
   for (Strip& strip : shots.strips) {
-    strip.along = LevelDirection(sampleAt(strip.first).centre, sampleAt(strip.last).centre,
-                                 0.3 * height, shots.along);
-    const std::int64_t least = (strip.last - strip.first) / kMostShots + 1;
-    const std::int64_t every = std::max(shots.every, least);
-    const Sample* before = nullptr;
-    for (std::int64_t f = strip.first; f <= strip.last; ++f) {
-      const Sample& here = sampleAt(f);
-      strip.path.push_back(here.centre);
-      const bool isTurn = (f - strip.first) % every == 0 && strip.last - f >= every / 2;
-      if (f != strip.last && !isTurn) continue;
-      if (before != nullptr && Moved(*before, here) < kNoticedMove * height) continue;
-      CorePose(posed, TimeOfFrame(core, f), context);
-      strip.shots.push_back({f, here.centre, BodySolids(posed)});
-      before = &here;
+    const std::int64_t frames = strip.last - strip.first;
+    std::int64_t every = std::max(spacing, frames / kMostShots + 1);
+    if (crowded && frames > 0) {
+      every = static_cast<std::int64_t>(std::ceil(static_cast<double>(frames) / kShotsApart));
+      strip.drift = NeededSpacing(strip, samples, height) / static_cast<double>(every) -
+                    Advance(strip) / static_cast<double>(frames);
+    }
+    const double leastMove = crowded ? 0 : kNoticedMove * height;
+    for (const std::int64_t frame : ChooseFrames(strip, samples, every, leastMove)) {
+      CorePose(posed, TimeOfFrame(core, frame), context);
+      strip.shots.push_back({frame, samples.Of(frame).centre, BodySolids(posed)});
     }
   }
   return shots;

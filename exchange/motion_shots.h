@@ -21,14 +21,19 @@ struct Shot {
 struct Strip {
   std::int64_t first = 0, last = 0;  // frames
   Point3 along;                      // unit, level: the main direction of travel
-  std::vector<Shot> shots;           // the first and the last frame among them
+  std::vector<Shot> shots;           // from the first frame on
   std::vector<Point3> path;          // of the centre of mass, every frame
+  double drift = 0;                  // scene units a frame, see ShiftAt
+
+  /// Where figures hardly leave their place, or go sideways, the later are moved on along the strip
+  /// so that they do not hide each other: by this much at a frame. 0 where all stand where they
+  /// are.
+  double ShiftAt(std::int64_t frame) const { return drift * static_cast<double>(frame - first); }
 };
 
 struct MotionShots {
-  FrameRange all, shown;   // a long motion is shown up to where the strips end
-  std::int64_t every = 1;  // frames from one shot to the next
-  Point3 along;            // main direction of all that is shown
+  FrameRange all, shown;  // a long motion is shown up to where the strips end
+  Point3 along;           // main direction of all that is shown
   std::vector<Strip> strips;
 };
 
