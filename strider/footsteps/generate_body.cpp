@@ -56,6 +56,9 @@ void MakeBodyKeys(Generation& g) {
     HorizontalKey key = path[i];
     key.balanceFactor = core.body.defaultBalance;
     g.Check(PutKey(core, path.TimeOf(i), key));
+    KeyTrack& track = core.body.horizontal.track;
+    const int index = KeyAt(track, path.TimeOf(i));
+    if (SetTcb(track, index, 0, GetTcb(path.track, i, 0)) == kRefused) g.failed = true;
   }
 }
 

@@ -12,6 +12,8 @@ namespace {
 // A key that is relaxed moves at most this share of the leg, or of the way to a neighbour.
 constexpr float kFlightRelaxation = 0.5f, kStanceRelaxation = 0.25f;
 constexpr float kSegmentShare = 0.48f;
+// Places nearer than this share of the leg are one.
+constexpr float kStillShare = 0.001f;
 // The body is this many ticks ahead of the middle of its feet, the more so as it starts.
 constexpr TimeValue kLead = 160, kStartLead = 480;
 
@@ -34,6 +36,19 @@ Point3 Relaxation(const Point3& before, const Point3& here, const Point3& after,
   const float a = kSegmentShare * Length(here - before), b = kSegmentShare * Length(after - here);
   // Never past the middle itself: a path that is even already stays.
   return (std::min({limit, a, b, distance}) / distance) * toMiddle;
+}
+
+/// A key from which (to which) the body does not move has no tangents: it neither swings past
+/// where it stops nor back before it starts.
+void HoldStill(KeyTable<HorizontalKey>& table, const std::vector<Point3>& places, float legLength) {
+  for (std::size_t k = 0; k + 1 < places.size(); ++k) {
+    if (Length(places[k + 1] - places[k]) > kStillShare * legLength) continue;
+    for (const std::size_t i : {k, k + 1}) {
+      KeyTcb tcb = GetTcb(table.track, static_cast<int>(i), 0);
+      tcb.tension = 50;
+      (void)SetTcb(table.track, static_cast<int>(i), 0, tcb);
+    }
+  }
 }
 
 /// True where a free-form interval starts or ends at `t` or lies around it.
@@ -95,6 +110,7 @@ KeyTable<HorizontalKey> GroundPath(const FootstepTrack& track, const std::vector
     key.type = IsMidStance(phase) ? kMidStanceKey : kOrdinaryKey;
     (void)PutKeyRecord(smooth, phase.time, key);
   }
+  HoldStill(smooth, places, legLength);
   RefreshDerived(smooth, NoRotations{});
 
   // Ahead by a frame, and on whole frames; the middle of a stance on one foot needs no key.
@@ -108,6 +124,7 @@ KeyTable<HorizontalKey> GroundPath(const FootstepTrack& track, const std::vector
     HorizontalKey key = smooth[k];
     key.position = PlaceOn(smooth, Later(t, i == 0 ? kStartLead : kLead));
     (void)PutKeyRecord(path, t, key);
+    (void)SetTcb(path.track, KeyAt(path.track, t), 0, GetTcb(smooth.track, k, 0));
   }
   RefreshDerived(path, NoRotations{});
   return path;
