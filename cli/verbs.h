@@ -18,6 +18,8 @@ struct Verb {
 Verb AddFigureVerb(CLI::App& program);
 /// `strider make`: footsteps and the motion that they imply; a table or a picture of it.
 Verb AddMakeVerb(CLI::App& program);
+/// `strider measure`: how good the sample motions are, as a table.
+Verb AddMeasureVerb(CLI::App& program);
 /// `strider sheet`: the contact sheet of the documentation.
 Verb AddSheetVerb(CLI::App& program);
 

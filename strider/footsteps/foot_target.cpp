@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "strider/footsteps/footstep_edit.h"
+
 namespace strider {
 namespace {
 
@@ -13,14 +15,51 @@ int LastTouched(const std::vector<FootstepSpan>& spans, TimeValue t) {
   return static_cast<int>(after - spans.begin()) - 1;
 }
 
-Point3 PlaceOf(const FootstepTrack& track, int footstep, GroundLevel level) {
-  Point3 place = track.position[static_cast<std::size_t>(footstep)];
-  if (level == GroundLevel::kFlat) place.y = 0;
-  return place;
+/// A place that a foot can have on the ground, with its heading.
+struct Stand {
+  Point3 place;
+  float angle = 0;
+};
+
+Stand StandOn(const FootstepTrack& track, int footstep, GroundLevel level) {
+  const auto i = static_cast<std::size_t>(footstep);
+  Stand stand{track.position[i], track.angle[i]};
+  if (level == GroundLevel::kFlat) stand.place.y = 0;
+  return stand;
 }
 
-float AngleOf(const FootstepTrack& track, int footstep) {
-  return track.angle[static_cast<std::size_t>(footstep)];
+/// Beside a foot of the other side, as wide as the hips.
+Stand Beside(const FootstepTrack& track, const Stand& other, int side) {
+  const float out = 2 * track.scaleHipWidth;
+  return {other.place + (side == 0 ? -out : out) * LeftOf(other.angle), other.angle};
+}
+
+FootTarget OnTheWay(const Stand& from, const Stand& to, float u) {
+  FootTarget target;
+  target.u = u;
+  target.from = from.place;
+  target.to = to.place;
+  target.position = Lerp(from.place, to.place, u);
+  target.angle = from.angle + u * (to.angle - from.angle);
+  return target;
+}
+
+float ShareOf(TimeValue t, TimeValue from, TimeValue to) {
+  const auto whole = static_cast<float>(std::int64_t{to} - from);
+  const auto gone = static_cast<float>(std::int64_t{t} - from);
+  return whole > 0 ? std::clamp(gone / whole, 0.0f, 1.0f) : 1;
+}
+
+/// A foot that goes along beside the other one.
+FootTarget Carried(const FootstepTrack& track, int side, TimeValue t, GroundLevel level,
+                   SwingPlace place) {
+  FootTarget target = FootTargetAt(track, 1 - side, t, level, place);
+  const Stand beside = Beside(track, {target.position, target.angle}, side);
+  target.state = kMove;
+  target.from = target.to = target.position = beside.place;
+  target.u = 0.5f;
+  target.idle = true;
+  return target;
 }
 
 }  // namespace
@@ -33,36 +72,50 @@ FootTarget FootTargetAt(const FootstepTrack& track, int side, TimeValue t, Groun
 FootTarget FootTargetAs(const FootstepTrack& track, int side, TimeValue t, int state,
                         GroundLevel level, SwingPlace place) {
   const std::vector<FootstepSpan>& spans = track.spans[side];
+  const std::vector<FootstepSpan>& others = track.spans[1 - side];
+  const auto standOf = [&](const FootstepSpan& span) {
+    return StandOn(track, span.footstep, level);
+  };
   const int index = LastTouched(spans, t);
-  const int last = static_cast<int>(spans.size()) - 1;
-  FootTarget target;
-  target.state = state;
   if (state < kMove && index >= 0) {
     int stood = index;
     // One step's end may be the next one's start.
     if (state == kLift && index > 0 && spans[static_cast<std::size_t>(index)].start == t) --stood;
-    target.footstep = spans[static_cast<std::size_t>(stood)].footstep;
-    target.position = PlaceOf(track, target.footstep, level);
-    target.angle = AngleOf(track, target.footstep);
+    const Stand stand = standOf(spans[static_cast<std::size_t>(stood)]);
+    FootTarget target;
+    target.state = state;
+    target.position = target.from = target.to = stand.place;
+    target.angle = stand.angle;
     return target;
   }
+
   const FootstepSpan* from = index >= 0 ? &spans[static_cast<std::size_t>(index)] : nullptr;
-  const FootstepSpan* to = index < last ? &spans[static_cast<std::size_t>(index + 1)] : nullptr;
-  target.previous = from ? from->footstep : 0;
-  target.next = to ? to->footstep : track.numFootsteps - 1;
-  target.footstep = target.next;
-  // Without a step to go to (to come from) the track's end (start) is where the foot is.
-  target.u = !to ? 1.0f : !from ? 0.0f : 0.5f;
-  if (from && to && place == SwingPlace::kByTime) {
-    const auto whole = static_cast<float>(std::int64_t{to->start} - from->Lift());
-    const auto gone = static_cast<float>(std::int64_t{t} - from->Lift());
-    if (whole > 0) target.u = std::clamp(gone / whole, 0.0f, 1.0f);
+  const FootstepSpan* to = index + 1 < static_cast<int>(spans.size())
+                               ? &spans[static_cast<std::size_t>(index + 1)]
+                               : nullptr;
+  const bool byTime = place == SwingPlace::kByTime;
+  if (from && to) {
+    return OnTheWay(standOf(*from), standOf(*to),
+                    byTime ? ShareOf(t, from->Lift(), to->start) : 0.5f);
   }
-  target.position = Lerp(PlaceOf(track, target.previous, level),
-                         PlaceOf(track, target.next, level), target.u);
-  const float a = AngleOf(track, target.previous), b = AngleOf(track, target.next);
-  target.angle = a + target.u * (b - a);
-  return target;
+  if (from) {
+    // To the first footstep of the other side that still stands after the lift.
+    auto next = static_cast<std::size_t>(std::max(LastTouched(others, from->Lift()), 0));
+    if (next < others.size() && others[next].Lift() <= from->Lift()) ++next;
+    if (next >= others.size()) return OnTheWay(standOf(*from), standOf(*from), 1);
+    if (t > others[next].Lift()) return Carried(track, side, t, level, place);
+    return OnTheWay(standOf(*from), Beside(track, standOf(others[next]), side),
+                    byTime ? ShareOf(t, from->Lift(), others[next].Lift()) : 1.0f);
+  }
+  if (to) {
+    const int previous = LastTouched(others, to->start);
+    if (previous < 0) return OnTheWay(standOf(*to), standOf(*to), 0);
+    const FootstepSpan& other = others[static_cast<std::size_t>(previous)];
+    if (t < other.start) return Carried(track, side, t, level, place);
+    return OnTheWay(Beside(track, standOf(other), side), standOf(*to),
+                    byTime ? ShareOf(t, other.start, to->start) : 0.0f);
+  }
+  return Carried(track, side, t, level, place);
 }
 
 }  // namespace strider

@@ -14,17 +14,18 @@ enum class GroundLevel { kTrue, kFlat };
 enum class SwingPlace { kByTime, kHalfWay };
 
 struct FootTarget {
-  int state = kMove;            // LegState
-  Point3 position;              // on the ground, the core's axes
-  float angle = 0;              // heading, radians
-  float u = 0;                  // share of the way from the step before to the next; 0 on the ground
-  int footstep = -1;            // stood on, or the next one
-  int previous = -1, next = -1; // of a foot on its way; the track's ends where its side has none
+  int state = kMove;  // LegState
+  Point3 position;    // on the ground, the core's axes
+  float angle = 0;    // heading, radians
+  // Of a foot on its way:
+  float u = 0;                   // share of the way
+  Point3 from, to;               // its ends
+  bool idle = false;             // no way of its own: carried beside the other foot
 };
 
-/// The target of a side's foot at `t`. Before a side's first footstep it comes from the track's
-/// first, after its last it goes to the track's last, so that a figure which starts or ends on
-/// one foot keeps the other one under it. The track has footsteps.
+/// The target of a side's foot at `t`. A foot whose side has no later footstep goes to the other
+/// side's next one, to stand beside it; where that side then walks on alone, it is carried along.
+/// Before a side's first footstep the same holds the other way round. The track has footsteps.
 FootTarget FootTargetAt(const FootstepTrack& track, int side, TimeValue t, GroundLevel level,
                         SwingPlace place);
 

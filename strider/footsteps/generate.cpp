@@ -59,7 +59,6 @@ int GenerateMotion(MotionCore& core, const EvalContext& context, const GenerateO
     if (RefreshSupport(core.footsteps) == kRefused) return kRefused;
     Generation g{core, context, options, PhaseTurns(core.footsteps)};
     MakeBodyKeys(g);
-    SmoothGroundPath(g);
     ShapeTurns(g);
     MakeSpineKeys(g);  // before the heights: balance moves the hips by the spine's centre
     MakeContactKeys(g);

@@ -16,6 +16,9 @@ constexpr float kWideStance = 6;
 // Vertical keys in the air nearer than this to both neighbours say nothing of their own.
 constexpr int kCrowdedFrames = 10;
 
+// A foot is flat this many frames after it came down, where it stands this long and more.
+constexpr int kRollFrames = 3, kLongStance = 5;
+
 /// Phases in which nothing happens to the legs make no keys.
 bool MakesKeys(const SupportPhase& phase) {
   return !(phase.rightLegState == kPlant && phase.leftLegState == kPlant);
@@ -129,18 +132,23 @@ void SnapKeysToFrames(Generation& g) {
 void FillStances(Generation& g) {
   MotionCore& core = g.core;
   const TimeValue frame = core.ticksPerFrame;
+  const TimeValue first = FirstFootstepTime(core.footsteps);
   for (int side = 0; side < 2; ++side) {
     const KeyTable<LimbKey>& table = core.leg[side].table;
     for (int i = 0; i + 1 < table.track.numKeys; ++i) {
+      if (table[i].keyState != kTouch) continue;
+      const TimeValue from = table.TimeOf(i), to = table.TimeOf(i + 1);
+      // A figure that stands from the start on does so with the whole foot.
+      const bool standing = from == first && to - from >= kLongStance * frame;
       // A foot that touches and lifts without a key between would roll over its heel into the
       // ground: it lies flat where the body passes over it.
-      if (table[i].keyState != kTouch || table[i + 1].keyState != kLift) continue;
-      const TimeValue from = table.TimeOf(i), to = table.TimeOf(i + 1);
-      if (to - from < 2 * frame) continue;
+      const bool unfilled = table[i + 1].keyState == kLift && to - from >= 2 * frame;
+      if (!standing && !unfilled) continue;
       const TimeValue middle = RoundToFrame(Later(from, (to - from) / 2), frame);
-      const int body = FindKey(core.body.horizontal.track, to - 1);
-      const TimeValue stands = core.body.horizontal.TimeOf(body);
-      MakeLegKey(g, side, stands > from && stands < to ? stands : middle, kPlant);
+      const TimeValue over = core.body.horizontal.TimeOf(FindKey(core.body.horizontal.track, to - 1));
+      TimeValue flat = over > from && over < to ? over : middle;
+      if (standing) flat = Later(from, kRollFrames * frame);
+      MakeLegKey(g, side, flat, kPlant);
     }
   }
 }
@@ -166,7 +174,7 @@ int FitLegKeys(MotionCore& core, int side, TimeValue first, TimeValue last,
     if (t > last) break;
     const LegPhase phase = LegPhaseAt(core.footsteps, side, t, table[i].keyState);
     CoreEvaluate(core, t, context);
-    const FootPlacement placement = PlaceFoot(core, side, phase, GroundLevel::kTrue);
+    const FootPlacement placement = PlaceFoot(core, core.footsteps, side, phase, GroundLevel::kTrue);
     const LimbKey key = LegKeyOf(core, side, phase, placement, context);
     if (PutKey(core, LimbId(leg), t, key) != KeyRefusal::kNone) return kRefused;
   }

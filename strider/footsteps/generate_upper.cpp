@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "strider/core/track_reader.h"
 #include "strider/footsteps/generation.h"
 
 namespace strider {
@@ -70,6 +71,16 @@ bool IsTaken(const SupportPhase& phase, bool atEnd) {
   return atEnd || !(r == l && (r == kPlant || r == kMove));
 }
 
+/// The loin bends against the rock of the pelvis, so that the trunk stays upright on it: a turn of
+/// the first link in the spine's base.
+Quat AgainstPelvis(const MotionCore& core, TimeValue t) {
+  const KeyTable<PelvisKey>& pelvis = core.pelvis.table;
+  const Quat rock = TrackReader<PelvisKey>(pelvis, t).Rotation(
+      0, [](const PelvisKey& key) -> const Quat& { return key.rotation; });
+  const Quat& base = core.spine.baseRotation;
+  return Conjugate(base) * Conjugate(rock) * base;
+}
+
 }  // namespace
 
 void MakeArmKeys(Generation& g) {
@@ -93,36 +104,84 @@ void MakeArmKeys(Generation& g) {
   }
 }
 
-void MakeSpineKeys(Generation& g) {
-  MotionCore& core = g.core;
-  const int links = core.spine.numLinks;
-  if (links == 0) return;
+namespace {
+
+/// What the spine does at a time, radians over all its links.
+struct SpineSwing {
+  TimeValue time = 0;
+  float sway = 0, lean = 0, roll = 0;
+};
+
+std::vector<SpineSwing> SpineSwings(const Generation& g) {
+  const MotionCore& core = g.core;
   const auto& phases = g.Phases();
+  std::vector<SpineSwing> swings;
   Spacing spacing{kSpineFrames * core.ticksPerFrame};
   for (std::size_t i = 0; i < phases.size(); ++i) {
     const SupportPhase& phase = phases[i];
     const bool atEnd = i == 0 || i + 1 == phases.size();
     if (InFreeForm(core.footsteps, phase.time) || !IsTaken(phase, atEnd)) continue;
-    const TimeValue t = RoundToFrame(phase.time, core.ticksPerFrame);
-    if (!spacing.Takes(t, false)) continue;
+    SpineSwing swing;
+    swing.time = RoundToFrame(phase.time, core.ticksPerFrame);
+    if (!spacing.Takes(swing.time, false)) continue;
     const int n = spacing.count;
-    float sway = 0;
-    if (n % 3 == 0) sway = -kSway;
-    if (n % 5 == 0) sway = kSway;
-    float lean = n % 2 == 1 ? kOddTwist : kEvenTwist;
+    if (n % 3 == 0) swing.sway = -kSway;
+    if (n % 5 == 0) swing.sway = kSway;
+    swing.lean = n % 2 == 1 ? kOddTwist : kEvenTwist;
     if (!g.options.variation) {
-      sway = 0;
-      lean = 0.5f * (kOddTwist + kEvenTwist);
+      swing.sway = 0;
+      swing.lean = 0.5f * (kOddTwist + kEvenTwist);
     }
     const bool rightMoves = phase.rightLegState == kMove, leftMoves = phase.leftLegState == kMove;
-    const float roll = rightMoves ? kRoll : leftMoves ? -kRoll : 0;
-    // X up, Y back, Z right: the shoulders follow the swinging leg's hip backwards.
+    swing.roll = rightMoves ? kRoll : leftMoves ? -kRoll : 0;
+    swings.push_back(swing);
+  }
+  return swings;
+}
+
+SpineSwing Between(const SpineSwing& a, const SpineSwing& b, TimeValue t) {
+  const float u = static_cast<float>(std::int64_t{t} - a.time) /
+                  static_cast<float>(std::int64_t{b.time} - a.time);
+  return {t, a.sway + u * (b.sway - a.sway), a.lean + u * (b.lean - a.lean),
+          a.roll + u * (b.roll - a.roll)};
+}
+
+/// The swings, and where the pelvis is keyed between two of them what lies between: there the
+/// trunk has to follow its rock.
+std::vector<SpineSwing> WithPelvisKeys(const MotionCore& core,
+                                       const std::vector<SpineSwing>& swings) {
+  const KeyTable<PelvisKey>& pelvis = core.pelvis.table;
+  std::vector<SpineSwing> all;
+  int k = 0;
+  for (std::size_t i = 0; i < swings.size(); ++i) {
+    all.push_back(swings[i]);
+    if (i + 1 == swings.size()) break;
+    for (; k < pelvis.track.numKeys && pelvis.TimeOf(k) < swings[i + 1].time; ++k) {
+      const TimeValue t = RoundToFrame(pelvis.TimeOf(k), core.ticksPerFrame);
+      if (t <= all.back().time || t >= swings[i + 1].time) continue;
+      if (InFreeForm(core.footsteps, t)) continue;
+      all.push_back(Between(swings[i], swings[i + 1], t));
+    }
+  }
+  return all;
+}
+
+}  // namespace
+
+void MakeSpineKeys(Generation& g) {
+  MotionCore& core = g.core;
+  const int links = core.spine.numLinks;
+  if (links == 0) return;
+  RefreshTracks(core);
+  for (const SpineSwing& swing : WithPelvisKeys(core, SpineSwings(g))) {
+    // X up, Y back, Z right: the shoulders turn against the hip of the swinging leg.
     const float share = 1 / static_cast<float>(links);
-    const Quat turn =
-        AboutZ(-lean * share) * AboutY(sway * share) * AboutX(-roll * share);
+    const Quat turn = AboutZ(-swing.lean * share) * AboutY(swing.sway * share) *
+                      AboutX(-swing.roll * share);
     ChainKey key = core.spine.rest;
     for (int k = 0; k < links; ++k) key.rotation[k] = turn * core.spine.rest.rotation[k];
-    g.Check(PutKey(core, kSpine, t, key));
+    key.rotation[0] = AgainstPelvis(core, swing.time) * key.rotation[0];
+    g.Check(PutKey(core, kSpine, swing.time, key));
   }
 }
 

@@ -23,7 +23,6 @@ struct Generation {
 
 // Body (generate_body.cpp).
 void MakeBodyKeys(Generation& g);
-void SmoothGroundPath(Generation& g);
 void ShapeTurns(Generation& g);
 
 // Contacts (generate_contacts.cpp).

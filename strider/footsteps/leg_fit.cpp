@@ -42,6 +42,14 @@ constexpr float kSwingOutShare = 0.6f;
 // it is drawn up, and between its keys it never passes through straight.
 constexpr float kMostStretch = 0.9f;
 
+// A leg that stands is not quite straight: there a small step of the body turns the knee fast.
+constexpr float kMostStance = 0.995f;
+constexpr int kPitchSteps = 12;  // a thousandth of the range of pitches
+
+// Toes bend back over the ground by this share of the foot's pitch. They ease from key to key while
+// the foot hurries up to its lift, and would outrun it with the whole.
+constexpr float kToeShare = 0.7f;
+
 // The heel's middle and the toe row's middle, as named pivots count.
 constexpr int kHeelPivot = 2, kToePivot = 5;
 
@@ -61,11 +69,8 @@ float LeadOf(const MotionCore& core, const LimbRecord& leg, const FootTarget& ta
 }
 
 /// Half the way of a swing, in leg lengths along its heading.
-float HalfWay(const MotionCore& core, const LimbRecord& leg, const FootTarget& target) {
-  const std::vector<Point3>& places = core.footsteps.position;
-  const Point3 way = places[static_cast<std::size_t>(target.next)] -
-                     places[static_cast<std::size_t>(target.previous)];
-  return 0.5f * Dot(way, ForwardOf(target.angle)) / leg.totalLength;
+float HalfWay(const LimbRecord& leg, const FootTarget& target) {
+  return 0.5f * Dot(target.to - target.from, ForwardOf(target.angle)) / leg.totalLength;
 }
 
 float PitchOf(const MotionCore& core, const LimbRecord& leg, const LegPhase& phase,
@@ -78,13 +83,16 @@ float PitchOf(const MotionCore& core, const LimbRecord& leg, const LegPhase& pha
       if (phase.nearAir) pitch *= kFlightTouchShare;
       break;
     case kPlant:
-      // A foot that has come down lies flat; only one that is left behind rises over its toes.
-      pitch = kPlantShare * kLiftPitch * std::max(-lead, 0.0f);
+      // A foot that has come down lies flat. It rises over its toes when it is left behind, as the
+      // other one comes down.
+      if (phase.otherState != kLift && phase.otherState != kPlant) {
+        pitch = kPlantShare * kLiftPitch * std::max(-lead, 0.0f);
+      }
       if (pitch < kLeastPlant && phase.otherState == kMove) pitch = 0;
       break;
     case kLift: pitch = kLiftShare * kLiftPitch * std::max(-lead, 0.0f); break;
     default: {
-      const float way = std::max(HalfWay(core, leg, target), 0.0f);
+      const float way = std::max(HalfWay(leg, target), 0.0f);
       pitch = kSwingPitch * way * 2 * (1 - target.u);
       pitch *= phase.nearAir ? kRunSwingShare : kWalkSwingShare;
       break;
@@ -99,27 +107,59 @@ Quat FootRotation(float angle, float pitch) {
   return Normalized(AboutY(angle) * RotationOf(axes) * AboutZ(-pitch));
 }
 
+/// How far a foot is in the air: not at all at the ends of its way.
+float CarriedShare(const FootTarget& target) { return target.idle ? 1 : Sin(kPi * target.u); }
+
 Point3 CarriedFoot(const MotionCore& core, const LimbRecord& leg, const LegPhase& phase,
                    const FootTarget& target) {
-  const float rise = phase.nearAir ? kRunSwingRise : kWalkSwingRise;
+  const float share = CarriedShare(target);
+  const float rise = phase.nearAir || target.idle ? kRunSwingRise : kWalkSwingRise;
   Point3 place = target.position;
-  place.y += leg.extremityHeight + rise * leg.totalLength * Sin(kPi * target.u);
-  const float out = kSwingOutShare * kSwingOut * leg.totalLength * Sin(kPi * target.u);
+  // Up a step the foot has to be over it by the time that it is half way.
+  const float climb = std::max(target.to.y - target.position.y, 0.0f);
+  place.y += leg.extremityHeight + share * (rise * leg.totalLength + climb);
+  const float out = kSwingOutShare * kSwingOut * leg.totalLength * share;
   place += (leg.side == kRight ? -out : out) * LeftOf(target.angle);
+  if (share <= 0) return place;  // it stands beside the other one
   const Point3 hip = HipOf(core, leg);
   const float distance = Length(place - hip), most = kMostStretch * leg.totalLength;
   return distance > most ? Lerp(hip, place, most / distance) : place;
 }
 
+/// Pitches a standing foot: its pivot is where it is when the foot lies flat on its footstep.
+void PitchAbout(const LimbRecord& leg, const FootTarget& target, float pitch,
+                FootPlacement& placement) {
+  const Point3 pivot = PivotPoint(leg, placement.pivot);
+  const Point3 flatAnkle = target.position + Point3{0, leg.extremityHeight, 0};
+  const Point3 anchor = flatAnkle + Rotate(FootRotation(target.angle, 0), pivot);
+  placement.pitch = pitch;
+  placement.rotation = FootRotation(target.angle, pitch);
+  placement.ankle = anchor - Rotate(placement.rotation, pivot);
+}
+
+/// Lets the heel rise where the leg would be too short for a flat foot.
+void RiseOntoToes(const MotionCore& core, const LimbRecord& leg, const FootTarget& target,
+                  FootPlacement& placement) {
+  const Point3 hip = HipOf(core, leg);
+  const float most = kMostStance * leg.totalLength;
+  const auto reaches = [&] { return Length(placement.ankle - hip) <= most; };
+  if (reaches()) return;
+  float low = placement.pitch, high = kMostPitch;
+  for (int i = 0; i < kPitchSteps; ++i) {
+    const float middle = 0.5f * (low + high);
+    PitchAbout(leg, target, middle, placement);
+    (reaches() ? high : low) = middle;
+  }
+  PitchAbout(leg, target, high, placement);
+}
+
 }  // namespace
 
-FootPlacement PlaceFoot(const MotionCore& core, int side, const LegPhase& phase,
-                        GroundLevel level) {
+FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, int side,
+                        const LegPhase& phase, GroundLevel level) {
   const LimbRecord& leg = core.leg[side];
-  const bool atMiddle = phase.otherState == kPlant;
   const FootTarget target =
-      FootTargetAs(core.footsteps, side, phase.time, phase.state, level,
-                   atMiddle ? SwingPlace::kHalfWay : SwingPlace::kByTime);
+      FootTargetAs(footsteps, side, phase.time, phase.state, level, SwingPlace::kByTime);
   FootPlacement placement;
   placement.pitch = PitchOf(core, leg, phase, target);
   placement.rotation = FootRotation(target.angle, placement.pitch);
@@ -128,11 +168,8 @@ FootPlacement PlaceFoot(const MotionCore& core, int side, const LegPhase& phase,
     placement.ankle = CarriedFoot(core, leg, phase, target);
     return placement;
   }
-  // The pivot stands where it is when the foot lies flat on its footstep.
-  const Point3 pivot = PivotPoint(leg, placement.pivot);
-  const Point3 flatAnkle = target.position + Point3{0, leg.extremityHeight, 0};
-  const Point3 anchor = flatAnkle + Rotate(FootRotation(target.angle, 0), pivot);
-  placement.ankle = anchor - Rotate(placement.rotation, pivot);
+  PitchAbout(leg, target, placement.pitch, placement);
+  if (phase.state != kTouch) RiseOntoToes(core, leg, target, placement);
   return placement;
 }
 
@@ -142,9 +179,30 @@ namespace {
 void LayToes(LimbRecord& leg, const FootPlacement& placement, int state) {
   for (int d = 0; d < leg.numDigits; ++d) leg.digits[d].pose = leg.rest.digits[d];
   if (state == kMove || placement.pitch <= 0) return;
-  const Quat flat = placement.rotation * AboutZ(placement.pitch);
+  const Quat flat = placement.rotation * AboutZ(kToeShare * placement.pitch);
   AdjustToesToPivot(leg, flat, placement.rotation);
 }
+
+/// Poses the leg so that its foot is where a placement has it, as far as it reaches.
+void PoseLeg(MotionCore& core, LimbRecord& leg, const FootPlacement& placement,
+             const EvalContext& context) {
+  LimbPose& pose = leg.pose;
+  TakeLimbRest(leg);
+  PlaceLimbBase(core, leg);
+  pose.worldTarget = placement.ankle;
+  pose.localTarget = IntoBase(leg, placement.ankle);
+  SolveToLocalTarget(leg, context);
+  pose.endRotation =
+      Normalized(Conjugate(LastSegmentInWorld(leg, ShapeOfPose(leg))) * placement.rotation);
+}
+
+/// The foot stands where it stands, also where the leg is too short to reach it at the key.
+void StandOn(const LimbRecord& leg, LimbKey& key, const FootPlacement& placement) {
+  key.objectTarget = placement.ankle;
+  if (HasObjectFrame(leg)) key.objectTarget = placement.ankle * Inverse(leg.objectFrame);
+  SetKeyPivot(leg, key, placement.pivot);
+}
+
 
 }  // namespace
 
@@ -152,14 +210,8 @@ LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPl
                  const EvalContext& context) {
   LimbRecord& leg = core.leg[side];
   LimbPose& pose = leg.pose;
-  TakeLimbRest(leg);
-  PlaceLimbBase(core, leg);
-  pose.worldTarget = placement.ankle;
-  pose.localTarget = IntoBase(leg, placement.ankle);
-  SolveToLocalTarget(leg, context);
+  PoseLeg(core, leg, placement, context);
   LayToes(leg, placement, phase.state);
-  pose.endRotation =
-      Normalized(Conjugate(LastSegmentInWorld(leg, ShapeOfPose(leg))) * placement.rotation);
   pose.pivotKind = placement.pivot.kind;
   pose.pivotIndex = placement.pivot.index;
   pose.forwardBend = 0;
@@ -169,13 +221,42 @@ LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPl
   LimbKey key = CurrentLimbKey(core, leg, phase.state == kMove ? kFreeKey : kPlantedKey);
   // The heel strikes anew; from there on each contact goes on from the one before.
   if (phase.state == kTouch) key.ikJoinedPivot = 0;
-  if (phase.state != kMove) {
-    // The foot stands where it stands, also where the leg is too short to reach it at the key.
-    key.objectTarget = placement.ankle;
-    if (HasObjectFrame(leg)) key.objectTarget = placement.ankle * Inverse(leg.objectFrame);
-    SetKeyPivot(leg, key, placement.pivot);
-  }
+  if (phase.state != kMove) StandOn(leg, key, placement);
   return key;
+}
+
+LimbKey RefitLegKey(MotionCore& core, int side, const LimbKey& old, const FootPlacement& placement,
+                    const EvalContext& context) {
+  LimbRecord& leg = core.leg[side];
+  PoseLeg(core, leg, placement, context);
+  leg.keyState = static_cast<LegState>(old.keyState);
+  const LimbKey now = CurrentLimbKey(core, leg, InObjectSpace(old) ? kPlantedKey : kFreeKey);
+  LimbKey key = old;
+  std::copy(now.jointAngles, now.jointAngles + kNumJointAngles, key.jointAngles);
+  key.limbRotation = now.limbRotation;
+  key.endRotation = now.endRotation;
+  key.spaceRotation = now.spaceRotation;
+  key.bodyTarget = now.bodyTarget;
+  key.objectTarget = now.objectTarget;
+  key.anklePose = now.anklePose;
+  FootPlacement standing = placement;
+  standing.pivot = PivotOf(old);
+  StandOn(leg, key, standing);
+  return key;
+}
+
+FootPlacement PlacementOfKey(const MotionCore& core, int side, const LimbKey& key) {
+  const LimbRecord& leg = core.leg[side];
+  FootPlacement placement;
+  placement.pivot = PivotOf(key);
+  if (InObjectSpace(key)) {
+    placement.rotation = ObjectRotation(leg) * key.spaceRotation;
+    placement.ankle = ThroughObject(leg, key.objectTarget);
+  } else {
+    placement.rotation = core.body.bodyRotation * key.spaceRotation;
+    placement.ankle = OutOfBase(leg, key.bodyTarget);
+  }
+  return placement;
 }
 
 }  // namespace strider

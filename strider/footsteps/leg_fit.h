@@ -24,12 +24,21 @@ struct FootPlacement {
   float pitch = 0;  // toes down, radians
 };
 
-/// The placement of a side's foot. The core stands in the pose of the phase's time: the pitch
-/// follows from how far ahead of its hip, or behind it, the foot is.
-FootPlacement PlaceFoot(const MotionCore& core, int side, const LegPhase& phase, GroundLevel level);
+/// The placement of a side's foot by `footsteps`, which may be others than the core's own. The core
+/// stands in the pose of the phase's time: the pitch follows from how far ahead of its hip, or
+/// behind it, the foot is.
+FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, int side,
+                        const LegPhase& phase, GroundLevel level);
 
 /// The leg key of a placement, the core in the pose of its time. Leaves the leg in that pose.
 LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPlacement& placement,
                  const EvalContext& context);
+
+/// A key fitted to another placement: what else it holds stays, its pivot among it.
+LimbKey RefitLegKey(MotionCore& core, int side, const LimbKey& old, const FootPlacement& placement,
+                    const EvalContext& context);
+
+/// Where a key has its foot, the core in the pose of its time and the leg's base placed.
+FootPlacement PlacementOfKey(const MotionCore& core, int side, const LimbKey& key);
 
 }  // namespace strider

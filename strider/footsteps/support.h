@@ -36,6 +36,12 @@ inline int StateOf(const SupportPhase& phase, int side) {
   return side == 0 ? phase.rightLegState : phase.leftLegState;
 }
 
+/// The middle of a stance on one foot.
+inline bool IsMidStance(const SupportPhase& phase) {
+  const int r = phase.rightLegState, l = phase.leftLegState;
+  return (r == kPlant && l == kMove) || (r == kMove && l == kPlant);
+}
+
 /// Key state of the whole body (horizontal and vertical tracks): 2 lifts off the ground, 0 comes
 /// down on it, 3 in the air, 1 carried.
 int BodyKeyState(int right, int left);

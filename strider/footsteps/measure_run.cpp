@@ -1,0 +1,32 @@
+#include "strider/footsteps/measure_run.h"
+
+#include <algorithm>
+
+#include "strider/footsteps/contact.h"
+
+namespace strider {
+
+void MeasureRun::TakeFrames() {
+  const TimeValue frame = std::max(core.ticksPerFrame, 1);
+  for (TimeValue t = FirstFootstepTime(core.footsteps); t <= core.endTime; t = Later(t, frame)) {
+    const PoseSample* before = frames.empty() ? nullptr : &frames.back();
+    frames.push_back(TakePoseSample(core, t, context, before));
+  }
+}
+
+std::span<const PoseSample> MeasureRun::FramesWithin(TimeValue first, TimeValue last) const {
+  const auto begin = std::partition_point(
+      frames.begin(), frames.end(), [first](const PoseSample& pose) { return pose.time < first; });
+  const auto end = std::partition_point(
+      begin, frames.end(), [last](const PoseSample& pose) { return pose.time <= last; });
+  return {begin, end};
+}
+
+float MeasureRun::AnkleRise(const PoseSample& pose, int side) const {
+  const Point3& ankle = pose.leg[side].ankle;
+  const float standing =
+      GroundUnder(core.footsteps, side, pose.time, ankle) + core.leg[side].extremityHeight;
+  return ankle.y - standing;
+}
+
+}  // namespace strider
