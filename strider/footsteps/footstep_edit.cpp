@@ -184,6 +184,34 @@ int DeleteFootstep(FootstepTrack& track, int index) {
   return kDone;
 }
 
+int DeleteFootsteps(FootstepTrack& track, const BitArray& which) {
+  const BitArray gone = which;  // it may be one of the track's own
+  int kept = 0;
+  for (int i = 0; i < track.numFootsteps; ++i) {
+    FootstepSpan& span = *SpanOf(track, i);
+    if (gone.Get(i)) {
+      span.footstep = -1;
+      continue;
+    }
+    span.footstep = kept;
+    ForEachTable(track, [&](auto& table) { table[Idx(kept)] = table[Idx(i)]; });
+    ForEachBits(track, [&](BitArray& bits) { bits.Set(kept, bits.Get(i)); });
+    ++kept;
+  }
+  const int deleted = track.numFootsteps - kept;
+  if (deleted == 0) return 0;
+  for (Spans& spans : track.spans) {
+    std::erase_if(spans, [](const FootstepSpan& s) { return s.footstep < 0; });
+  }
+  track.numFootsteps = kept;
+  ForEachTable(track, [kept](auto& table) { table.resize(Idx(kept)); });
+  ForEachBits(track, [kept](BitArray& bits) { bits.Resize(kept); });
+  RebuildSides(track);
+  if (kept == 0) ClearFootsteps(track);
+  RefreshFreeFormIntervals(track);
+  return deleted;
+}
+
 void ClearFootsteps(FootstepTrack& track) {
   ForEachTable(track, [](auto& table) { table.clear(); });
   ForEachBits(track, [](BitArray& array) { array.Resize(0); });

@@ -31,6 +31,8 @@ Point3 LeftOf(float angle);
 [[nodiscard]] int InsertFootstep(FootstepTrack& track, int index, const NewFootstep& footstep);
 /// Takes a footstep out. kRefused for an index outside.
 int DeleteFootstep(FootstepTrack& track, int index);
+/// Takes those out whose bit is set, in one pass. How many that were.
+int DeleteFootsteps(FootstepTrack& track, const BitArray& which);
 /// Takes all out: the track is empty and free-form.
 void ClearFootsteps(FootstepTrack& track);
 /// Copies tables, spans, transitions and phases; of a track without footsteps an empty, free-form

@@ -33,6 +33,8 @@ PlaceStatus CheckNew(const NewFootstep& step) {
 PlaceStatus PlaceAt(FootstepTrack& track, int index, const NewFootstep& step) {
   const PlaceStatus status = CheckNew(step);
   if (status != PlaceStatus::kPlaced) return status;
+  const FootstepSpan* before = SpanOf(track, index - 1);
+  if (before && before->start > step.start) return PlaceStatus::kOutOfOrder;
   const TimeValue last = Later(step.start, std::int64_t{step.duration} - track.ticksPerFrame);
   if (!SpanFits(track, index, step.side, step.start, last)) return PlaceStatus::kDoesNotFit;
   return InsertFootstep(track, index, step) == kDone ? PlaceStatus::kPlaced
@@ -122,6 +124,8 @@ struct BatchRun {
   }
 };
 
+bool IsDuration(TimeValue t) { return t >= 0 && t < kFootstepTimeLimit; }
+
 /// Durations of both ends of the batch.
 bool TimeBatch(BatchRun& run) {
   MultFprintParams& params = run.params;
@@ -138,13 +142,18 @@ bool TimeBatch(BatchRun& run) {
     const auto timed = [&](float stride, TimeValue cycle) {
       return AutoTiming(settings.fsGaitMode, run.figure.legLength, stride, cycle, frame);
     };
-    if (params.cycle1 < frame || (params.interpTiming && params.cycle2 < frame)) {
-      return run.Refuse(PlaceStatus::kBadValue);
+    for (TimeValue cycle : {params.cycle1, params.interpTiming ? params.cycle2 : frame}) {
+      if (cycle < frame || !IsDuration(cycle)) return run.Refuse(PlaceStatus::kBadValue);
     }
     settings.Durations() = timed(params.actualStrideLength1, params.cycle1);
     settings.second = timed(params.actualStrideLength2, params.cycle2);
   }
   run.durations = settings.Durations();
+  for (const GaitDurations& durations : {run.durations, settings.second}) {
+    if (!IsDuration(durations.ground) || !IsDuration(durations.air)) {
+      return run.Refuse(PlaceStatus::kBadValue);
+    }
+  }
   return true;
 }
 
@@ -358,16 +367,15 @@ PlaceResult PlaceFootsteps(MotionCore& core, std::span<const NewFootstep> plan) 
 
 namespace {
 
-/// Puts one in at `index` with the settings' side and duration.
-int AddOne(MotionCore& core, GaitSettings& settings, const FootstepPlace& place, int index,
-           const NextStart& next) {
+/// Puts one in, with what that means for the footstep before it.
+PlaceStatus PutOne(MotionCore& core, int index, NewFootstep step, const NextStart& next = {}) {
   FootstepTrack& track = core.footsteps;
-  const int side = settings.nextSide;
   if (track.numFootsteps == 0) track.ticksPerFrame = core.ticksPerFrame;
-  const float near = index > 0 ? track.angle[static_cast<std::size_t>(index - 1)] : 0;
-  const NewFootstep step{side, next.start, settings.Durations().ground, place.position,
-                         IsFinite(place.angle) ? UnwrapTo(near, place.angle) : place.angle};
-  if (PlaceAt(track, index, step) != PlaceStatus::kPlaced) return kAddDoesNotFit;
+  if (SpanOf(track, index - 1) && IsFinite(step.angle)) {
+    step.angle = UnwrapTo(track.angle[static_cast<std::size_t>(index - 1)], step.angle);
+  }
+  const PlaceStatus status = PlaceAt(track, index, step);
+  if (status != PlaceStatus::kPlaced) return status;
   if (next.lengthened >= 0) {
     // It stands before the new one and keeps its number.
     SpanOf(track, next.lengthened)->duration = next.duration;
@@ -378,6 +386,16 @@ int AddOne(MotionCore& core, GaitSettings& settings, const FootstepPlace& place,
   ClearFootstepSelection(track);
   SelectFootstep(track, index, true);
   SayChanged(core);
+  return status;
+}
+
+/// Puts one in at `index` with the settings' side and duration.
+int AddOne(MotionCore& core, GaitSettings& settings, const FootstepPlace& place, int index,
+           const NextStart& next) {
+  const int side = settings.nextSide;
+  const NewFootstep step{side, next.start, settings.Durations().ground, place.position,
+                         place.angle};
+  if (PutOne(core, index, step, next) != PlaceStatus::kPlaced) return kAddDoesNotFit;
   settings.nextSide = 1 - side;
   return kFootstepAdded;
 }
@@ -387,6 +405,11 @@ bool NoSwing(const GaitSettings& settings) {
 }
 
 }  // namespace
+
+PlaceResult PlaceFootstepAt(MotionCore& core, int index, const NewFootstep& step) {
+  const PlaceStatus status = PutOne(core, index, step);
+  return status == PlaceStatus::kPlaced ? PlaceResult{status, 0, 1} : PlaceResult{status, 1, 0};
+}
 
 int AddFootstepAtTime(MotionCore& core, GaitSettings& settings, const FootstepPlace& place,
                       TimeValue time) {

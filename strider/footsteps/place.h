@@ -47,6 +47,10 @@ StepMeasures MeasuresOf(const MotionCore& core);
 /// cost of many behind the last one is even. Those placed are selected, and nothing else.
 [[nodiscard]] PlaceResult PlaceFootsteps(MotionCore& core, std::span<const NewFootstep> plan);
 
+/// One footstep as number `index` among those that stand. Refused as a row of a plan, and where its
+/// start would break their order. It is selected, and nothing else.
+[[nodiscard]] PlaceResult PlaceFootstepAt(MotionCore& core, int index, const NewFootstep& step);
+
 /// The index of a footstep that starts at `now`: before the first that starts later.
 int InsertPosition(const FootstepTrack& track, TimeValue now);
 /// The heading of a footstep at `position` (the core's space): from the footstep before `index` to

@@ -2,7 +2,11 @@
 // end, so that a caller of an older one needs no change.
 #pragma once
 
+#include <span>
+
 #include "strider/core/key_edit.h"
+#include "strider/footsteps/bend_scale.h"
+#include "strider/footsteps/place.h"
 #include "strider/host/control.h"
 #include "strider/host/scene.h"
 
@@ -101,6 +105,51 @@ class IStriderMaster11 : public IStriderMaster10 {
 class IStriderMaster12 : public IStriderMaster11 {
  public:
   virtual Matrix3 UnmirroredTransform(int id, int link, TimeValue t) = 0;
+};
+
+class FootprintControl;
+
+/// Footsteps. Those put in have no motion yet; a change to those that have it is carried into the
+/// keys. Each is one undo step within a hold; what is refused changes nothing and is told.
+class IStriderMaster13 : public IStriderMaster12 {
+ public:
+  /// One footstep at a place of the world, Z up, with its heading in radians. 1, or a code below 0:
+  /// see AddFootstepCode.
+  virtual int AddFootprint(const Point3& position, float angle) = 0;
+  /// The same as a click makes it: headed away from the footstep before it.
+  virtual int AddFootstepNow(const Point3& position) = 0;
+  /// A batch of the gait in force, at the end or at the current time.
+  virtual PlaceResult AddMultipleFootprints(const MultFprintParams& params) = 0;
+  /// What AddMultipleFootprints would answer; nothing is told.
+  virtual PlaceResult DryRunMultipleFootprints(const MultFprintParams& params) = 0;
+  /// A plan, in order of starts; places and headings as the engine holds them.
+  virtual PlaceResult AddFootsteps(std::span<const NewFootstep> plan) = 0;
+  virtual PlaceResult InsertFootstep(int index, const NewFootstep& footstep) = 0;
+
+  /// The session's batch parameters of a gait; null for a number that is no gait.
+  virtual MultFprintParams* GetMultFprintParams(int gait) = 0;
+  /// Side of the next footstep: 0 right, 1 left. Anything else is refused.
+  virtual int GetFSAddSide() const = 0;
+  virtual bool SetFSAddSide(int side) = 0;
+
+  virtual bool DeleteFootstep(int index) = 0;
+  /// False if none is selected.
+  virtual bool DeleteSelectedFootsteps() = 0;
+  /// `edges`: 0 none, 1 the start, 2 the end, 3 the whole footstep. `clearOthers` takes all else
+  /// off.
+  virtual bool SelectFootstep(int index, int edges, bool clearOthers) = 0;
+  /// Moves and turns a footstep; the space of the figure, Z up.
+  virtual bool SetFootstepTransform(int index, const Matrix3& transform) = 0;
+  virtual bool SetFootstepTimes(int index, TimeValue start, TimeValue duration) = 0;
+  /// Opens (closes) the free-form interval after a footstep.
+  virtual bool SetFreeFormAfter(int index, bool on) = 0;
+  /// Makes the motion of the footsteps that wait for it. False if none does.
+  virtual bool NewFootprintKeys() = 0;
+  /// Turns the selected runs by `angle` radians at each footstep, to the left where positive.
+  virtual bool BendFootprints(float angle) = 0;
+  virtual bool ScaleFootprints(const FootstepScale& scale) = 0;
+  /// The footsteps as keys.
+  virtual FootprintControl* GetFootprintControl() = 0;
 };
 
 }  // namespace strider

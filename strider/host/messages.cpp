@@ -14,6 +14,14 @@ struct CatalogueRow {
 
 // In rising order of the numbers, which the search relies on.
 constexpr CatalogueRow kCatalogue[] = {
+    {MessageId::kDoubleSupportTooLong,
+     "These footsteps cannot be placed: with two double supports as long as the time on the "
+     "ground, "
+     "the other foot has no time to swing."},
+    {MessageId::kOutsideInactiveFootsteps,
+     "The current time is too far from the footsteps that have no keys yet. Make keys for those "
+     "first, or place the new ones beside them."},
+    {MessageId::kFootstepDoesNotFit, "%1 %2."},
     {MessageId::kBatchCannotBePlaced,
      "These footsteps cannot be placed. There is no footstep to go on from, or the steps are too "
      "short in time for the figure to leave the ground."},
@@ -39,6 +47,14 @@ constexpr CatalogueRow kCatalogue[] = {
     {MessageId::kOutsideLimits, "%1 must be between %2 and %3, but was given as %4."},
     {MessageId::kUnknownBodyPart, "The figure has no body part %1 with a link %2."},
     {MessageId::kNotFinite, "The value given for %1 is not a finite number."},
+    {MessageId::kFootstepRefused, "Footstep %1 cannot be placed: %2."},
+    {MessageId::kBadFootstepValues,
+     "These footsteps cannot be placed: a value is not a finite number, names no gait or side, or "
+     "is a cycle shorter than a frame."},
+    {MessageId::kOutOfMemory, "There is not enough memory."},
+    {MessageId::kFootstepTimesRefused,
+     "A footstep cannot move there: it would pass another one, meet the same foot's next contact, "
+     "last less than a frame or leave the time that footsteps may take."},
 };
 
 constexpr bool NumbersRise() {

@@ -10,6 +10,9 @@ namespace strider {
 
 /// The numbers are known to scripts and stay. Those from 50000 on are this engine's own.
 enum class MessageId : int {
+  kDoubleSupportTooLong = 110,
+  kOutsideInactiveFootsteps = 111,
+  kFootstepDoesNotFit = 114,  // %1 the refusal in words, %2 number of the footstep
   kBatchCannotBePlaced = 147,
   kNegativeTimeWithFootsteps = 148,
   kNotInFigureMode = 152,
@@ -25,6 +28,10 @@ enum class MessageId : int {
   kOutsideLimits = 50000,    // %1 name of the value, %2 lowest, %3 highest, %4 given
   kUnknownBodyPart = 50001,  // %1 body part id, %2 link
   kNotFinite = 50002,        // %1 name of the value
+  kFootstepRefused = 50003,  // %1 number of the footstep, %2 cause
+  kBadFootstepValues = 50004,
+  kOutOfMemory = 50005,
+  kFootstepTimesRefused = 50006,
 };
 
 /// Where messages go: a window, a terminal, a list in a test.

@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "strider/footsteps/adapt.h"
+#include "strider/footsteps/gait.h"
 #include "strider/host/hold.h"
 #include "strider/host/messages.h"
 #include "strider/host/scene.h"
@@ -48,6 +50,8 @@ class Session {
   Hold hold;
   MessageSink messages;
   SharedModes modes;
+  GaitSettings gaits;
+  AdaptLocks adaptLocks;
 
   /// Takes a figure over; its nodes stand in the scene from then on.
   StriderMaster* Adopt(std::unique_ptr<StriderMaster> master);

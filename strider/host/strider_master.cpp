@@ -8,6 +8,8 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "strider/core/limb.h"
+#include "strider/footsteps/rescale.h"
+#include "strider/host/footprint_control.h"
 #include "strider/host/link_controls.h"
 
 namespace strider {
@@ -89,6 +91,7 @@ void StriderMaster::CreateNodes() {
   const NodeHandle root = scene.AddNode("Strider01");
   core_->name = scene.Name(root);
   body_ = std::make_unique<StriderBodyControl>(*this);
+  footprints_ = std::make_unique<FootprintControl>(*this);
   std::vector<NodeInfo> tree = BuildNodeTree(*core_);
   // All nodes first: a parent may come after its child.
   for (const NodeInfo& info : tree) {
@@ -103,6 +106,8 @@ void StriderMaster::CreateNodes() {
     }
     if (isRoot) {
       scene.SetControl(node, body_.get());
+    } else if (info.id == kFootprints) {
+      scene.SetControl(node, footprints_.get());
     } else {
       slaves_.push_back(std::make_unique<StriderSlaveControl>(*this, info.id, info.link));
       scene.SetControl(node, slaves_.back().get());
@@ -332,17 +337,6 @@ void StriderMaster::HoldState() {
   if (session_.hold.Holding()) session_.hold.Put(std::make_unique<StriderMasterRest>(*this));
 }
 
-/// Runs an edit that answers whether it was done. Only then is there something to undo and to tell.
-template <class Edit>
-bool StriderMaster::EditState(Edit edit) {
-  std::unique_ptr<StriderMasterRest> before;
-  if (session_.hold.Holding()) before = std::make_unique<StriderMasterRest>(*this);
-  if (!edit()) return false;
-  if (before) session_.hold.Put(std::move(before));
-  Changed();
-  return true;
-}
-
 template <class Edit>
 KeyRefusal StriderMaster::EditKeys(Edit edit) {
   KeyRefusal refusal = KeyRefusal::kNone;
@@ -445,7 +439,8 @@ float StriderMaster::GetHeight() const { return CoreFigureHeight(*core_); }
 
 bool StriderMaster::SetHeight(float height) {
   const bool done = EditState([&] {
-    if (strider::SetHeight(*core_, height) == kRefused) return false;
+    const bool scaleStrides = session_.modes.scaleStrideMode;
+    if (SetHeightOfMotion(*core_, height, scaleStrides, context_) == kRefused) return false;
     CoreForwardKinematics(*core_);
     return true;
   });
@@ -534,7 +529,7 @@ void StriderMasterRest::Redo() { Write(after_); }
 TimeValue StriderGetTicksPerFrame(const Session& session) { return session.scene.TicksPerFrame(); }
 TimeValue StriderGetTicksPerFrame() { return StriderGetTicksPerFrame(DefaultSession()); }
 
-IStriderMaster12* CreateNewStrider(Session& session, const Structure& structure, float angle,
+IStriderMaster13* CreateNewStrider(Session& session, const Structure& structure, float angle,
                                    const Point3& position) {
   std::unique_ptr<StriderMaster> master =
       StriderMaster::Create(session, structure, angle, position);

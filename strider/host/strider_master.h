@@ -2,6 +2,7 @@
 // nodes, and sees to it that the figure is computed once for each time that anyone asks for.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -14,8 +15,9 @@ namespace strider {
 
 class StriderSlaveControl;
 class StriderBodyControl;
+class FootprintControl;
 
-class StriderMaster final : public IStriderMaster12 {
+class StriderMaster final : public IStriderMaster13 {
  public:
   /// A figure of a legal structure, standing on `position` (the host's space) with its heading
   /// `angle` about the host's Z (radians, positive to the left). Its nodes join the session's
@@ -79,6 +81,31 @@ class StriderMaster final : public IStriderMaster12 {
   int GetEulerOrder(int id) const override;
   bool SetSeparateTracks(int id, bool on) override;
   Matrix3 UnmirroredTransform(int id, int link, TimeValue t) override;
+  int AddFootprint(const Point3& position, float angle) override;
+  int AddFootstepNow(const Point3& position) override;
+  PlaceResult AddMultipleFootprints(const MultFprintParams& params) override;
+  PlaceResult DryRunMultipleFootprints(const MultFprintParams& params) override;
+  PlaceResult AddFootsteps(std::span<const NewFootstep> plan) override;
+  PlaceResult InsertFootstep(int index, const NewFootstep& footstep) override;
+  MultFprintParams* GetMultFprintParams(int gait) override;
+  int GetFSAddSide() const override;
+  bool SetFSAddSide(int side) override;
+  bool DeleteFootstep(int index) override;
+  bool DeleteSelectedFootsteps() override;
+  bool SelectFootstep(int index, int edges, bool clearOthers) override;
+  bool SetFootstepTransform(int index, const Matrix3& transform) override;
+  bool SetFootstepTimes(int index, TimeValue start, TimeValue duration) override;
+  bool SetFreeFormAfter(int index, bool on) override;
+  FootprintControl* GetFootprintControl() override { return footprints_.get(); }
+  bool NewFootprintKeys() override;
+  bool BendFootprints(float angle) override;
+  bool ScaleFootprints(const FootstepScale& scale) override;
+
+  Session& OwnSession() { return session_; }
+  /// An edit of footsteps that may have their motion. `edit` changes the core and names the first
+  /// and last footstep that it changed; its answer is whether it did. The motion follows.
+  using FootstepEdit = std::function<bool(MotionCore& core, int& first, int& last)>;
+  bool EditFootsteps(const FootstepEdit& edit);
 
   /// How often the pose has been computed, for those who watch the cache.
   int NumEvaluations() const { return numEvaluations_; }
@@ -119,6 +146,10 @@ class StriderMaster final : public IStriderMaster12 {
   bool EditState(Edit edit);
   template <class Edit>
   KeyRefusal EditKeys(Edit edit);
+  GaitSettings& Gaits();
+  bool FootstepsCanChange();
+  PlaceResult TellPlacing(const PlaceResult& result);
+  int TellAdding(int code);
 
   Session& session_;
   std::unique_ptr<MotionCore> ownCore_;
@@ -146,6 +177,7 @@ class StriderMaster final : public IStriderMaster12 {
   std::vector<LinkNode> otherNodes_;  // extra chains and nubs
   std::vector<std::unique_ptr<StriderSlaveControl>> slaves_;
   std::unique_ptr<StriderBodyControl> body_;
+  std::unique_ptr<FootprintControl> footprints_;
 };
 
 /// The whole core of a figure and what its limbs and head follow, kept for undo.
@@ -168,12 +200,26 @@ class StriderMasterRest final : public RestoreObj {
   State before_, after_;
 };
 
+/// Runs an edit that answers whether it was done. Only then is there something to undo and to tell.
+template <class Edit>
+bool StriderMaster::EditState(Edit edit) {
+  std::unique_ptr<StriderMasterRest> before;
+  if (session_.hold.Holding()) before = std::make_unique<StriderMasterRest>(*this);
+  if (!edit()) return false;
+  if (before) session_.hold.Put(std::move(before));
+  Changed();
+  return true;
+}
+
 /// Ticks of a frame of the session's scene.
 TimeValue StriderGetTicksPerFrame(const Session& session);
 TimeValue StriderGetTicksPerFrame();
 
+/// Batch parameters of a gait in the default session; null for a number that is no gait.
+MultFprintParams* GetMultFprintParams(int gait);
+
 /// A figure in a session, owned by it; null, with a message, if refused.
-IStriderMaster12* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
+IStriderMaster13* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
                                    const Point3& position = {});
 
 /// The exported form, in the default session. Without arms the arms' digits count as 0; any twist

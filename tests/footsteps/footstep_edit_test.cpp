@@ -162,6 +162,18 @@ TEST(FootstepEdit, OpensAFreeFormIntervalOnlyWhereBothFeetAreOff) {
   }
 }
 
+// Both feet lift at once and their period's end is taken out: a new footstep ends the later one's
+// period alone, and the other's runs up to it.
+TEST(FootstepEdit, ANewLastFootstepBoundsAnIntervalThatWaited) {
+  FootstepTrack track = TrackOf({Step(kRight, 0, 5), Step(kLeft, 0, 5), Step(kRight, 20, 5)});
+  for (int i : {0, 1}) ASSERT_EQ(SetFreeFormAfter(track, i, true), kDone);
+  ASSERT_EQ(DeleteFootstep(track, 2), kDone);
+  EXPECT_FALSE(InFreeForm(track, 6 * kFrame));
+  ASSERT_EQ(InsertFootstep(track, 2, Step(kRight, 30, 5)), kDone);
+  EXPECT_FALSE(track.freeFormAfter.Get(1));
+  EXPECT_EQ(track.freeFormEnd, (std::vector<TimeValue>{29 * kFrame, 0, 0}));
+}
+
 TEST(FootstepEdit, RunsHeadingsOnWithoutAJump) {
   const float inf = std::numeric_limits<float>::infinity();
   const struct {

@@ -293,6 +293,15 @@ TEST(PlaceMultiple, RefusesWholeBatches) {
       {"a cycle below a frame", kRun,
        [](MultFprintParams& p, GaitSettings&, MotionCore&) { p.cycle1 = kFrame - 1; }, 0,
        PlaceStatus::kBadValue, 0},
+      {"back in time", kRun,
+       [](MultFprintParams& p, GaitSettings& s, MotionCore&) {
+         p.autoTiming = 0;
+         s.Durations().air = -20 * kFrame;
+       },
+       0, PlaceStatus::kBadValue, 0},
+      {"a cycle past all time", kWalk,
+       [](MultFprintParams& p, GaitSettings&, MotionCore&) { p.cycle1 = kTimeMax; }, 0,
+       PlaceStatus::kBadValue, 0},
       {"no gait", kWalk, [](MultFprintParams&, GaitSettings& s, MotionCore&) { s.nextSide = 2; }, 0,
        PlaceStatus::kBadValue, 0},
   };
@@ -357,6 +366,10 @@ TEST(PlaceFootsteps, TakesAPlanWholeOrNamesItsRow) {
   // Both feet may touch at once.
   MotionCore pair = test::MakeFigure();
   EXPECT_TRUE(PlaceFootsteps(pair, std::vector{row(kLeft, 3, 5), row(kRight, 3, 5)}).Done());
+  EXPECT_EQ(PlaceFootstepAt(pair, 2, row(kLeft, 2, 1)).status, PlaceStatus::kOutOfOrder);
+  EXPECT_TRUE(PlaceFootstepAt(pair, 2, row(kLeft, 9, 5)).Done());
+  EXPECT_TRUE(PlaceFootstepAt(pair, 0, row(kRight, 0, 3)).Done());
+  EXPECT_TRUE(CheckFootsteps(pair.footsteps));
   const NewFootstep early = row(kLeft, -1, 5);
   EXPECT_EQ(PlaceFootsteps(pair, {&early, 1}).status, PlaceStatus::kNegativeTime);
 }

@@ -433,7 +433,7 @@ TEST(Controllers, ListTheKeysOfTheirOwnTrackOrSubTrack) {
   EXPECT_EQ(master.GetTurnControl()->GetKeyTime(0), 200);
   EXPECT_EQ(master.GetHorizontalControl()->NumKeys(), 0);
   EXPECT_EQ(master.GetHorizontalControl()->GetKeyTime(0), kTimeMin);
-  EXPECT_EQ(control(kFootprints, 0)->NumKeys(), -1) << "no track at all";
+  EXPECT_EQ(control(kFootprints, 0)->NumKeys(), 0) << "footsteps are its keys";
   EXPECT_EQ(control(kHorizontal, 0)->NumKeys(), -1) << "three tracks, none of its own";
 
   ASSERT_TRUE(master.SetSeparateTracks(kSpine, true));
