@@ -1,5 +1,5 @@
-// What does a footstep motion cost? Making it, moving one footstep of it, and posing the figure that
-// walks, each in a long motion beside a short one.
+// What does a footstep motion cost? Making it, moving one footstep of it, and posing the figure
+// that walks, each in a long motion beside a short one.
 
 #include <cstdio>
 #include <memory>
@@ -69,8 +69,13 @@ void MoveOne() {
   Mover many(2000), few(20);
   constexpr int kMoves = 10;
   const Comparison c = Compare(
-      kRounds, [&] { for (int i = 0; i < kMoves; ++i) many.Move(); },
-      [&] { for (int i = 0; i < kMoves; ++i) few.Move(); });
+      kRounds,
+      [&] {
+        for (int i = 0; i < kMoves; ++i) many.Move();
+      },
+      [&] {
+        for (int i = 0; i < kMoves; ++i) few.Move();
+      });
   std::printf("moving one footstep of 20       %.3f ms\n", c.second.median / kMoves / 1e6);
   std::printf("one of 2,000 against one of 20  %.2f (%.2f to %.2f)\n", c.ratio.median, c.ratio.low,
               c.ratio.high);

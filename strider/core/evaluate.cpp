@@ -81,6 +81,17 @@ void ComputePropFrame(const MotionCore& core, PropRecord& prop) {
   if (!IsFinite(prop.frame)) prop.frame = frameOf(RestPose(prop));
 }
 
+/// Body, pelvis and spine at `t`, their keys refreshed and the free period known.
+void PoseTrunk(MotionCore& core, TimeValue t) {
+  EvaluateVertical(core, t);
+  // The trunk before the ground path: balance follows the spine's centre.
+  EvaluatePelvis(core.pelvis, t);
+  EvaluateChain(core.spine, t);
+  EvaluateHorizontalAndTurn(core, t);
+  core.body.bodyPosition.y = CombinedHeight(core, t);
+  ComputeTrunkFrames(core);
+}
+
 /// As CoreEvaluate. True if trunk and limb bases stand where the new pose has them.
 bool EvaluateKeys(MotionCore& core, TimeValue t, const EvalContext& context, int depth) {
   if (WaitsForMotion(core)) return false;
@@ -93,17 +104,10 @@ bool EvaluateKeys(MotionCore& core, TimeValue t, const EvalContext& context, int
   if (core.footsteps.numFootsteps > 0) {
     core.body.groundHeight = FootstepHeight(core.footsteps, t);
   }
-
   EvaluateFreePeriod(core, t);
-  // Contacts first: the body's height asks for them.
+  // Contacts first: the body's record tells them.
   for (LimbRecord& leg : core.leg) leg.keyState = LegKeyState(core, leg, t);
-  EvaluateVertical(core, t);
-  // The trunk before the ground path: balance follows the spine's centre.
-  EvaluatePelvis(core.pelvis, t);
-  EvaluateChain(core.spine, t);
-  EvaluateHorizontalAndTurn(core, t);
-  core.body.bodyPosition.y = CombinedHeight(core, t);
-  ComputeTrunkFrames(core);
+  PoseTrunk(core, t);
 
   EvaluateChain(core.tail, t);
   EvaluateHeadAndNeck(core, t);
@@ -144,6 +148,13 @@ void ComputeFramesOnTrunk(MotionCore& core) {
 
 void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int depth) {
   (void)EvaluateKeys(core, t, context, depth);
+}
+
+void EvaluateTrunk(MotionCore& core, TimeValue t) {
+  RefreshTrunkTracks(core);
+  t = WithinMotion(core, t);
+  EvaluateFreePeriod(core, t);
+  PoseTrunk(core, t);
 }
 
 void CorePose(MotionCore& core, TimeValue t, const EvalContext& context) {

@@ -13,6 +13,10 @@ inline constexpr int kLayerDepth = 100;
 /// does that for the stack.
 void CoreEvaluate(MotionCore& core, TimeValue t, const EvalContext& context, int depth = 1);
 
+/// Body, pelvis and spine alone at `t`, with their frames: for those who fit limbs to a trunk.
+/// Limbs and head keep their last pose; layers are not asked.
+void EvaluateTrunk(MotionCore& core, TimeValue t);
+
 /// Frames of all links from the pose.
 void CoreForwardKinematics(MotionCore& core);
 

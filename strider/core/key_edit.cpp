@@ -130,6 +130,16 @@ Point3 EulerAfter(const Point3* before, const Quat& rotation, int order) {
 /// Angles further apart than this are another turn's; nearer ones differ by rounding alone, and a
 /// key's own stay.
 constexpr float kAngleJump = 1;
+// Angles within a quarter turn of the key before go on from it: any other triple of the same
+// rotation is half a turn away in two of them.
+constexpr float kAngleNear = kPi / 2;
+
+bool GoesOn(const Point3& angles, const Point3& before) {
+  for (int i = 0; i < 3; ++i) {
+    if (!(std::fabs(angles[i] - before[i]) < kAngleNear)) return false;
+  }
+  return true;
+}
 
 /// Brings a rotation to the side of the one before, and its angles on from there. False if that
 /// changed nothing.
@@ -137,7 +147,7 @@ bool GoOnFrom(const RotationField& before, RotationField& own, int order) {
   const Quat aligned = OnSideOf(*own.rotation, *before.rotation);
   bool changed = !(aligned == *own.rotation);
   *own.rotation = aligned;
-  if (!own.euler) return changed;
+  if (!own.euler || (!changed && GoesOn(*own.euler, *before.euler))) return changed;
   const Point3 angles = EulerAfter(before.euler, aligned, order);
   for (int i = 0; i < 3; ++i) {
     if (std::fabs(angles[i] - (*own.euler)[i]) <= kAngleJump) continue;

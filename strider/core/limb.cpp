@@ -201,9 +201,14 @@ Quat SpaceRotationInWorld(const MotionCore& core, const LimbRecord& limb, const 
 
 }  // namespace
 
-LegState LegKeyState(const MotionCore& core, const LimbRecord& limb, TimeValue t) {
-  if (core.freeForm || limb.table.Empty() || InFreeForm(core.footsteps, t)) return kMove;
-  const int index = FindKey(limb.table.track, t);
+LegState LegKeyState(const MotionCore& core, LimbRecord& limb, TimeValue t) {
+  bool free = core.body.freePeriod;
+  if (limb.hold) {
+    t = limb.holdTime;
+    free = core.freeForm || InFreeForm(core.footsteps, t);
+  }
+  if (free || limb.table.Empty()) return kMove;
+  const int index = FindKeyNear(limb.table.track, t, limb.table.near);
   const TimeValue age = Later(t, -std::int64_t{limb.table.TimeOf(index)});
   switch (limb.table[index].keyState) {
     case kTouch: return age >= 0 && age < core.ticksPerFrame ? kTouch : kPlant;
@@ -277,7 +282,6 @@ void EvaluateLimbFull(MotionCore& core, LimbRecord& limb, TimeValue t, const Eva
                       float layerWeight, bool strict) {
   LimbPose& pose = limb.pose;
   if (limb.hold) t = limb.holdTime;
-  limb.keyState = limb.isLeg ? LegKeyState(core, limb, t) : kMove;
   if (limb.table.Empty()) {
     TakeLimbRest(limb);
     PlaceLimbBase(core, limb);

@@ -294,19 +294,23 @@ int SetSeparateTracks(MotionCore& core, int id, bool on) {
   }
 }
 
+void RefreshTrunkTracks(MotionCore& core) {
+  RefreshDerived(core.spine.table, ChainChannels{});
+  RefreshDerived(core.pelvis.table, PelvisChannels{});
+  RefreshDerived(core.body.turn, TurnChannels{});
+  RefreshDerived(core.body.horizontal, NoChannels<HorizontalKey>{});
+  RefreshDerived(core.body.vertical, NoChannels<VerticalKey>{});
+}
+
 void RefreshTracks(MotionCore& core) {
+  RefreshTrunkTracks(core);
   for (LimbRecord& limb : core.leg) RefreshDerived(limb.table, LimbChannels{limb});
   for (LimbRecord& limb : core.arm) RefreshDerived(limb.table, LimbChannels{limb});
-  RefreshDerived(core.spine.table, ChainChannels{});
   RefreshDerived(core.tail.table, ChainChannels{});
   RefreshDerived(core.pony[0].table, ChainChannels{});
   RefreshDerived(core.pony[1].table, ChainChannels{});
   for (XtraChain& xtra : core.xtras) RefreshDerived(xtra.chain.table, ChainChannels{});
   RefreshDerived(core.head.table, HeadChannels{});
-  RefreshDerived(core.pelvis.table, PelvisChannels{});
-  RefreshDerived(core.body.turn, TurnChannels{});
-  RefreshDerived(core.body.horizontal, NoChannels<HorizontalKey>{});
-  RefreshDerived(core.body.vertical, NoChannels<VerticalKey>{});
   for (PropRecord& prop : core.props) RefreshDerived(prop.table, PropChannels{});
 }
 

@@ -318,5 +318,7 @@ void ConfigureTracks(MotionCore& core);
 [[nodiscard]] int SetSeparateTracks(MotionCore& core, int id, bool on);
 /// Refreshes what is derived from keys in every track that was edited. Allocates nothing.
 void RefreshTracks(MotionCore& core);
+/// The same for body, pelvis and spine alone.
+void RefreshTrunkTracks(MotionCore& core);
 
 }  // namespace strider

@@ -168,7 +168,7 @@ void NoteLegKeys(Adaptation& a) {
       move.time = table.TimeOf(i);
       if (move.time > a.range.to) break;
       move.inFreeForm = InFreeForm(a.before, move.time);
-      CoreEvaluate(a.core, move.time, a.context);
+      EvaluateTrunk(a.core, move.time);
       PlaceLimbBase(a.core, a.core.leg[side]);
       const LegPhase phase = LegPhaseAt(a.before, side, move.time, table[i].keyState);
       move.placed = PlacementOfKey(a.core, side, table[i]);
@@ -284,7 +284,7 @@ void MoveHeights(Adaptation& a) {
     first = std::min(first, i);
     last = std::max(last, i);
   });
-  RefreshHeights(a.core, first, last, HeightMode::kKeepRange, GroundLevel::kTrue, a.context);
+  RefreshHeights(a.core, first, last, HeightMode::kKeepRange, GroundLevel::kTrue);
 }
 
 // --- Step 4: the legs
@@ -311,7 +311,7 @@ void MoveLegs(Adaptation& a) {
     if (index < 0) continue;
     const LimbKey old = leg.table[index];
     const LegPhase phase = LegPhaseAt(core.footsteps, move.side, move.time, old.keyState);
-    CoreEvaluate(core, move.time, a.context);
+    EvaluateTrunk(core, move.time);
     PlaceLimbBase(core, leg);
     const FootTarget target =
         FootTargetAt(core.footsteps, move.side, move.time, GroundLevel::kTrue, SwingPlace::kByTime);

@@ -100,12 +100,11 @@ float StandingReach(const MotionCore& core) {
   return core.leg[kRight].totalLength + core.leg[kRight].extremityHeight;
 }
 
-void RefreshHeights(MotionCore& core, int first, int last, HeightMode mode, GroundLevel level,
-                    const EvalContext& context) {
+void RefreshHeights(MotionCore& core, int first, int last, HeightMode mode, GroundLevel level) {
   KeyTable<VerticalKey>& table = core.body.vertical;
   for (int i = first; i <= last; ++i) {
     const TimeValue t = table.TimeOf(i);
-    CoreEvaluate(core, t, context);
+    EvaluateTrunk(core, t);
     VerticalKey& key = table.keys[static_cast<std::size_t>(i)];
     const BodyHeight now = BodyHeightOf(core, StanceAt(core, t, key.legState, level));
     const float range = now.height - now.base;

@@ -37,7 +37,6 @@ enum class HeightMode {
 };
 /// Refreshes the vertical keys from index `first` to `last`. Evaluates the core at each of them and
 /// leaves it in the pose of the last one.
-void RefreshHeights(MotionCore& core, int first, int last, HeightMode mode, GroundLevel level,
-                    const EvalContext& context);
+void RefreshHeights(MotionCore& core, int first, int last, HeightMode mode, GroundLevel level);
 
 }  // namespace strider

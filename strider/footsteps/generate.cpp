@@ -32,14 +32,12 @@ void PrepareCore(MotionCore& core) {
 int FitToGround(Generation& g) {
   MotionCore& core = g.core;
   RefreshTracks(core);
-  const int last = core.body.vertical.track.numKeys - 1;
-  RefreshHeights(core, 0, last, HeightMode::kReadFractions, GroundLevel::kFlat, g.context);
-  RefreshHeights(core, 0, last, HeightMode::kKeepRange, GroundLevel::kTrue, g.context);
-  if (BuildFlights(core) == kRefused) return kRefused;
-  for (int side = 0; side < 2; ++side) {
-    if (FitLegKeys(core, side, kTimeMin, kTimeMax, g.context) == kRefused) return kRefused;
+  for (int i = 0; i < core.body.vertical.track.numKeys; ++i) {
+    RefreshHeights(core, i, i, HeightMode::kReadFractions, GroundLevel::kFlat);
+    RefreshHeights(core, i, i, HeightMode::kKeepRange, GroundLevel::kTrue);
   }
-  return kDone;
+  if (BuildFlights(core) == kRefused) return kRefused;
+  return FitLegKeys(core, g.context);
 }
 
 void MarkAllActive(FootstepTrack& track) {

@@ -17,10 +17,9 @@ struct GenerateOptions {
 [[nodiscard]] int GenerateMotion(MotionCore& core, const EvalContext& context,
                                  const GenerateOptions& options = {});
 
-/// Fits every leg key from `first` to `last` (ticks) of a side to the footsteps and to the body as
-/// it moves now. Evaluates the core at each of them.
-[[nodiscard]] int FitLegKeys(MotionCore& core, int side, TimeValue first, TimeValue last,
-                             const EvalContext& context);
+/// Fits every leg key to the footsteps and to the body as it moves now. Both legs in one pass over
+/// time: the trunk is posed once where both have a key.
+[[nodiscard]] int FitLegKeys(MotionCore& core, const EvalContext& context);
 
 /// What a leg does at `t`: states of both legs, and whether the time belongs to a run or a jump.
 /// Between contacts of a key's own time the footsteps decide.

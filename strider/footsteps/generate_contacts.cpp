@@ -67,17 +67,23 @@ void MakeLegKey(Generation& g, int side, TimeValue t, int state) {
   LimbKey key = leg.rest;
   key.keyState = state;
   SetKeyKind(key, state == kMove ? kFreeKey : kPlantedKey);
-  g.Check(PutKey(g.core, LimbId(leg), t, key));
+  if (PutKeyRecord(leg.table, t, key) == kRefused) g.failed = true;
 }
 
 }  // namespace
 
 void MakeContactKeys(Generation& g) {
   MotionCore& core = g.core;
+  // Nearly every phase keys both legs: room for all at once, instead of copying growing tables.
+  for (LimbRecord& leg : core.leg) {
+    const int room = leg.table.track.numKeys + static_cast<int>(g.Phases().size());
+    if (ReserveKeys(leg.table.track, room) == kRefused) g.failed = true;
+    leg.table.keys.reserve(static_cast<std::size_t>(room));
+  }
   for (const SupportPhase& phase : g.Phases()) {
     if (InFreeForm(core.footsteps, phase.time) || !MakesKeys(phase)) continue;
     const int states[2] = {phase.rightLegState, phase.leftLegState};
-    CoreEvaluate(core, phase.time, g.context);
+    EvaluateTrunk(core, phase.time);
     const BodyStance stance = StanceAt(core, phase.time, states, GroundLevel::kFlat);
     const BodyHeight height = BodyHeightOf(core, stance);
     DrawTowardsLeg(g, stance, height, phase.time);
@@ -177,21 +183,34 @@ LegPhase LegPhaseAt(const FootstepTrack& track, int side, TimeValue t, int state
   return phase;
 }
 
-int FitLegKeys(MotionCore& core, int side, TimeValue first, TimeValue last,
-               const EvalContext& context) {
+namespace {
+
+int FitLegKey(MotionCore& core, int side, int index, const EvalContext& context) {
   LimbRecord& leg = core.leg[side];
-  const KeyTable<LimbKey>& table = leg.table;
-  for (int i = InsertionIndex(table.track, first); i < table.track.numKeys; ++i) {
-    const TimeValue t = table.TimeOf(i);
-    if (t > last) break;
-    const LegPhase phase = LegPhaseAt(core.footsteps, side, t, table[i].keyState);
-    CoreEvaluate(core, t, context);
-    const FootPlacement placement =
-        PlaceFoot(core, core.footsteps, side, phase, GroundLevel::kTrue);
-    const LimbKey key = LegKeyOf(core, side, phase, placement, context);
-    if (PutKey(core, LimbId(leg), t, key) != KeyRefusal::kNone) return kRefused;
+  const TimeValue t = leg.table.TimeOf(index);
+  const LegPhase phase = LegPhaseAt(core.footsteps, side, t, leg.table[index].keyState);
+  const FootPlacement placement = PlaceFoot(core, core.footsteps, side, phase, GroundLevel::kTrue);
+  const LimbKey key = LegKeyOf(core, side, phase, placement, context);
+  return PutKey(core, LimbId(leg), t, key) == KeyRefusal::kNone ? kDone : kRefused;
+}
+
+}  // namespace
+
+int FitLegKeys(MotionCore& core, const EvalContext& context) {
+  const KeyTable<LimbKey>* tables[2] = {&core.leg[0].table, &core.leg[1].table};
+  int next[2] = {0, 0};
+  const auto timeOf = [&](int side) {
+    return next[side] < tables[side]->track.numKeys ? tables[side]->TimeOf(next[side]) : kTimeMax;
+  };
+  while (true) {
+    const TimeValue t = std::min(timeOf(0), timeOf(1));
+    if (t == kTimeMax) return kDone;
+    EvaluateTrunk(core, t);
+    for (int side = 0; side < 2; ++side) {
+      if (timeOf(side) != t) continue;
+      if (FitLegKey(core, side, next[side]++, context) == kRefused) return kRefused;
+    }
   }
-  return kDone;
 }
 
 }  // namespace strider
