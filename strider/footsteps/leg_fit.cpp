@@ -44,7 +44,7 @@ constexpr float kSwingOut = 0.03f;
 constexpr float kSwingOutShare = 0.6f;
 // A leg in the air stays bent, its end this share of its length from the hip: high over the ground
 // it is drawn up, and between its keys it never passes through straight.
-constexpr float kMostStretch = 0.955f;
+constexpr float kMostStretch = 0.96f;
 
 // A leg that stands is not quite straight: there a small step of the body turns the knee fast.
 constexpr float kMostStance = 0.998f;
