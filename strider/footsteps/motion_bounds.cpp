@@ -68,8 +68,8 @@ const std::vector<MotionBound>& MotionBounds() {
       {"head tilt", kDeg, "people keep their head level", &M::headTilt, -kNone, 5, kAll, false},
       {"arm and thigh, correlation", "", "arms swing against the legs, if not to the frame",
        &M::armOppose, -kNone, -0.5f, kAlternating, false},
-      // People's is 2 to 6; a default walk's legs are nearly straight at its lowest and its highest,
-      // which alone makes it 6.5.
+      // People's is 2 to 6; a default walk's legs are nearly straight at its lowest and its
+      // highest, which alone makes it 6.5.
       {"pelvis rise and fall", kLeg, "people: over the straight standing leg, down in between",
        &M::pelvisRise, 2, 6.5f, kWalkOnly, true},
       {"steps lowest in double support", kPercent, "people: the legs are furthest apart then",

@@ -4,6 +4,7 @@
 #include <functional>
 #include <new>
 
+#include "strider/footsteps/sample_motions.h"
 #include "strider/host/strider_master.h"
 #include "tests/core/figure_fixture.h"
 
@@ -118,6 +119,18 @@ TEST(Allocations, OfAnEvaluationAreNone) {
     const ChainKey bent = CurrentChainKey(core.spine);
     ASSERT_EQ(PutKey(core, kSpine, 4000, bent), KeyRefusal::kNone);
     EXPECT_EQ(AllocationsOf(poseAll), 0) << "after an edit";
+  }
+}
+
+TEST(Allocations, OfAFootstepMotionAreNone) {
+  for (const SampleMotion sample :
+       {SampleMotion::kWalk, SampleMotion::kRun, SampleMotion::kStairs}) {
+    MotionCore core = MakeSample(sample, 80);
+    ASSERT_FALSE(core.freeForm);
+    EXPECT_EQ(AllocationsOf([&] {
+                for (TimeValue t = -400; t < core.endTime + 400; t += 97) CorePose(core, t, {});
+              }),
+              0);
   }
 }
 
