@@ -28,8 +28,8 @@ bool IsPlace(const Point3& p) {
 
 /// What can be wrong with a footstep in itself.
 PlaceStatus CheckNew(const NewFootstep& step) {
-  if (!IsFinite(step.position) || !IsPlace(step.position) || !IsFinite(step.angle) || step.duration <= 0 || step.side < 0 ||
-      step.side > 1) {
+  if (!IsFinite(step.position) || !IsPlace(step.position) || !IsFinite(step.angle) ||
+      step.duration <= 0 || step.side < 0 || step.side > 1) {
     return PlaceStatus::kBadValue;
   }
   if (step.start < 0) return PlaceStatus::kNegativeTime;
