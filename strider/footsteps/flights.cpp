@@ -23,6 +23,8 @@ FlightSpeeds SpeedsOfFlight(TimeValue ticks, float rise, float gravity) {
   const float t = static_cast<float>(ticks);
   const float down = 0.5f * t - rise / (t * gravity);  // ticks from the top to the landing
   FlightSpeeds speeds{(t - down) * gravity, down * gravity};
+  // A gravity next to nothing, or past all measure, has no top that can be told: a straight way.
+  if (!IsFinite(speeds.takeoff) || !IsFinite(speeds.landing)) speeds = {rise / t, -rise / t};
   if (speeds.takeoff < 0) speeds.takeoff = kLeastSpeed;
   if (speeds.landing < 0) speeds.landing = kLeastSpeed;
   return speeds;

@@ -57,6 +57,7 @@ int GenerateMotion(MotionCore& core, const EvalContext& context, const GenerateO
     if (RefreshSupport(core.footsteps) == kRefused) return kRefused;
     Generation g{core, context, options, PhaseTurns(core.footsteps)};
     MakeBodyKeys(g);
+    if (g.failed) return kRefused;  // the other steps go by the body's path
     ShapeTurns(g);
     MakeSpineKeys(g);  // before the heights: balance moves the hips by the spine's centre
     MakeContactKeys(g);

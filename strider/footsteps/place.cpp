@@ -1,6 +1,7 @@
 #include "strider/footsteps/place.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <new>
 #include <utility>
@@ -18,10 +19,17 @@ float BodyHeading(const MotionCore& core) {
 
 float GroundUnder(const LimbRecord& leg) { return leg.pose.worldTarget.y - leg.extremityHeight; }
 
+// Footsteps lie nearer to the origin than this: squares of their distances stay numbers.
+constexpr float kFarthestPlace = 1e18f;
+
+bool IsPlace(const Point3& p) {
+  return std::max({std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)}) < kFarthestPlace;
+}
+
 /// What can be wrong with a footstep in itself.
 PlaceStatus CheckNew(const NewFootstep& step) {
-  if (!IsFinite(step.position) || !IsFinite(step.angle) || step.duration <= 0 || step.side < 0 ||
-      step.side > 1) {
+  if (!IsFinite(step.position) || !IsPlace(step.position) || !IsFinite(step.angle) ||
+      step.duration <= 0 || step.side < 0 || step.side > 1) {
     return PlaceStatus::kBadValue;
   }
   if (step.start < 0) return PlaceStatus::kNegativeTime;

@@ -343,6 +343,7 @@ TEST(PlaceFootsteps, TakesAPlanWholeOrNamesItsRow) {
       {"no duration", row(kRight, last + 99, 0), PlaceStatus::kBadValue},
       {"side", row(2, last + 99, 5), PlaceStatus::kBadValue},
       {"place", row(kLeft, last + 99, 5, nan), PlaceStatus::kBadValue},
+      {"far place", row(kLeft, last + 99, 5, -1e18f), PlaceStatus::kBadValue},
       {"heading", row(kLeft, last + 99, 5, 0, nan), PlaceStatus::kBadValue},
       {"end", row(kLeft, last + 99, 875000 - last - 99), PlaceStatus::kTooLate},
       {"far end", {kLeft, kTimeMax - 5, kTimeMax, {}, 0}, PlaceStatus::kTooLate},
