@@ -112,8 +112,8 @@ void DrawTitle(cairo_t* page, const MotionCore& core, const MotionShots& shots) 
   SetInk(page, kFaint);
   const double seconds =
       static_cast<double>(shots.all.last - shots.all.first) * core.ticksPerFrame / kTicksPerSecond;
-  (void)std::snprintf(text, sizeof text, "%d footsteps, frames %lld to %lld (%.2f s)", footsteps,
-                      static_cast<long long>(shots.all.first),
+  (void)std::snprintf(text, sizeof text, "%d footstep%s, frames %lld to %lld (%.2f s)", footsteps,
+                      footsteps == 1 ? "" : "s", static_cast<long long>(shots.all.first),
                       static_cast<long long>(shots.all.last), seconds);
   DrawText(page, x, kMargin + 4, text);
   if (shots.shown.last < shots.all.last) {

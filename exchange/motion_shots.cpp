@@ -6,6 +6,7 @@
 #include "strider/base/trig.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
+#include "strider/footsteps/footstep_edit.h"
 
 namespace strider {
 namespace {
@@ -19,6 +20,7 @@ constexpr double kSpacing = 0.27;
 // A figure that moved less than this since the one before would only be drawn over it.
 constexpr double kNoticedMove = 0.15;
 constexpr std::int64_t kMostShots = 24;  // in a strip
+constexpr double kKeepsStep = 0.15;      // so near to whole steps, in steps, shots are all alike
 // Where fewer than this many figures find room on their way, they are drawn moved apart instead.
 constexpr double kLeastShots = 3, kShotsApart = 8;
 
@@ -75,7 +77,8 @@ class StripMeter {
       hasDirection_ = true;
       const double turn = std::fabs(std::remainder(angle - direction_, 2 * kPiD));
       if (turn > kNoticedTurn) {
-        used = std::max(used, turn / kStripTurn);
+        // Whoever turns on the spot or goes back the way begins one new strip, not several.
+        used = std::max(used, std::min(1.0, turn / kStripTurn));
         direction_ = angle;
       }
       trail_ = centre;
@@ -110,6 +113,29 @@ Point3 MainDirection(const std::vector<Sample>& samples, double height) {
   const Point3& from = samples.front().centre;
   for (const Sample& sample : samples) widest = std::max(widest, PlanDistance(from, sample.centre));
   return LevelDirection(from, samples.back().centre, 0.3 * widest, {1, 0, 0});
+}
+
+/// Frames from one touch to the next, as most of them go; 0 where there are none to tell.
+double FramesAStep(const MotionCore& core) {
+  const FootstepTrack& track = core.footsteps;
+  std::vector<TimeValue> gaps;
+  for (int i = 1; i < track.numFootsteps; ++i) {
+    const TimeValue gap = SpanOf(track, i)->start - SpanOf(track, i - 1)->start;
+    if (gap > 0) gaps.push_back(gap);
+  }
+  if (gaps.empty()) return 0;
+  const auto middle = gaps.begin() + static_cast<std::ptrdiff_t>(gaps.size() / 2);
+  std::nth_element(gaps.begin(), middle, gaps.end());
+  return static_cast<double>(*middle) / std::max(1, core.ticksPerFrame);
+}
+
+/// A spacing that keeps step would show one moment of the step again and again: a quarter of a step
+/// more, and the figures go through it.
+std::int64_t OutOfStep(std::int64_t spacing, double step) {
+  if (step < 4) return spacing;
+  const double steps = std::max(1.0, std::round(static_cast<double>(spacing) / step));
+  if (std::fabs(static_cast<double>(spacing) - steps * step) > kKeepsStep * step) return spacing;
+  return static_cast<std::int64_t>(std::lround((steps + 0.25) * step));
 }
 
 /// Frames between shots: as many as it takes to go kSpacing, but a few shots in any case.
@@ -193,14 +219,17 @@ bool AreCrowded(const MotionShots& shots, const Samples& samples, double height)
   return advance < needed && (count <= 2 || advance < 0.3 * height * count);
 }
 
-/// Frames of a strip at which its figure is drawn.
+/// Frames of a strip at which its figure is drawn, the last one always among them.
 std::vector<std::int64_t> ChooseFrames(const Strip& strip, const Samples& samples,
                                        std::int64_t every, double leastMove) {
   std::vector<std::int64_t> frames;
   for (std::int64_t f = strip.first; f <= strip.last; ++f) {
     const bool isTurn = (f - strip.first) % every == 0 && strip.last - f >= every / 2;
     if (f != strip.last && !isTurn) continue;
-    if (!frames.empty() && Moved(samples.Of(frames.back()), samples.Of(f)) < leastMove) continue;
+    if (!frames.empty() && Moved(samples.Of(frames.back()), samples.Of(f)) < leastMove) {
+      if (f != strip.last) continue;
+      if (frames.size() > 1) frames.pop_back();
+    }
     frames.push_back(f);
   }
   return frames;
@@ -217,7 +246,7 @@ MotionShots TakeShots(const MotionCore& core, const EvalContext& context) {
   shots.along = MainDirection(samples.at, height);
   CutStrips(shots, samples, height);
 
-  const std::int64_t spacing = ShotSpacing(samples.at, height);
+  const std::int64_t spacing = OutOfStep(ShotSpacing(samples.at, height), FramesAStep(core));
   const bool crowded = AreCrowded(shots, samples, height);
   MotionCore posed = core;
   for (Strip& strip : shots.strips) {

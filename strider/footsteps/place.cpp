@@ -436,6 +436,7 @@ int AddFootprint(MotionCore& core, GaitSettings& settings, const FootstepPlace& 
   if (NoSwing(settings)) return kAddNoSwing;
   const int index = core.footsteps.numFootsteps;
   if (index == 0) return kAddNoFootsteps;
+  if (!NearInactive(core.footsteps, index)) return kAddOutsideInactive;
   const NextStart next = NextFootstepStart(
       core.footsteps, {index, settings.nextSide, settings.fsGaitMode, settings.Durations()});
   return AddOne(core, settings, place, index, next);

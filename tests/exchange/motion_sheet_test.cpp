@@ -97,6 +97,35 @@ TEST(MotionShots, CutsLongMotionsAndSaysWhatIsShown) {
   }
 }
 
+// Strides whose natural spacing is about a step would all be shown at a touch.
+TEST(MotionShots, GoThroughTheStepAndEndWhereTheMotionEnds) {
+  for (const float stride : {5.0f, 12.0f, 20.0f, 21.5f, 25.0f, 44.0f}) {
+    SCOPED_TRACE(stride);
+    const MotionShots shots = TakeShots(SteppingMotion(12, {stride, 0, 0}), {});
+    constexpr std::int64_t kStep = 15;
+    bool phaseSeen[3] = {};
+    for (const Strip& strip : shots.strips) {
+      EXPECT_EQ(strip.shots.back().frame, strip.last);
+      for (const Shot& shot : strip.shots) phaseSeen[shot.frame % kStep * 3 / kStep] = true;
+    }
+    EXPECT_TRUE(phaseSeen[0] && phaseSeen[1] && phaseSeen[2]);
+  }
+}
+
+TEST(MotionShots, TurningBackBeginsOneNewStrip) {
+  MotionCore core = test::MakeFigure();
+  std::vector<NewFootstep> plan;
+  for (int i = 0; i < 16; ++i) {
+    const float ahead = 25.0f * static_cast<float>(i < 8 ? i : 15 - i);
+    plan.push_back({1 - i % 2, 2400 * i, 2880, {ahead, 0, i % 2 == 0 ? -4.0f : 4.0f}, 0});
+  }
+  ASSERT_TRUE(PlaceFootsteps(core, plan).Done());
+  ASSERT_EQ(NewFootprintKeys(core, {}), ActivationResult::kDone);
+  const MotionShots shots = TakeShots(core, {});
+  EXPECT_EQ(shots.strips.size(), 2u);
+  for (const Strip& strip : shots.strips) EXPECT_GT(strip.last - strip.first, 60);
+}
+
 TEST(MotionShots, MovesFiguresApartThatWouldHideEachOther) {
   for (const Point3& step : {Point3{0, 0, 0}, Point3{0, 6, 0}}) {
     const MotionShots shots = TakeShots(SteppingMotion(6, step), {});

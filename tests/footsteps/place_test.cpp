@@ -393,6 +393,13 @@ TEST(AddFootprint, AnswersWithTheScriptsNumbers) {
   settings.Durations() = {18 * kFrame, 9 * kFrame};
   EXPECT_EQ(AddFootprint(core, settings, {}, 300 * kFrame), kAddNoSwing);
   EXPECT_EQ(core.footsteps.numFootsteps, 6);
+
+  // At the end too: a footstep in the middle still waits for its motion.
+  settings = {};
+  for (int i = 0; i < 6; ++i) core.footsteps.active.Set(i, i != 1);
+  EXPECT_EQ(AddFootprint(core, settings, {}, 0), kAddOutsideInactive);
+  core.footsteps.active.Set(1);
+  EXPECT_EQ(AddFootprint(core, settings, {}, 0), kFootstepAdded);
 }
 
 TEST(AddFootprint, PlacesAtAPointAndHeadsAwayFromTheStepBefore) {
