@@ -1,5 +1,6 @@
-// The calls that most users need: make a figure, set keys, ask for the transform of any link at
-// any time. Rooms' own headers stay open to those who need more.
+// The calls that most users need: make a figure, place footsteps and make their motion, set keys,
+// ask for the transform of any link at any time. Rooms' own headers stay open to those who need
+// more.
 //
 //   strider::Session session;
 //   strider::Structure structure;
@@ -15,6 +16,9 @@
 #include "strider/core/key_edit.h"
 #include "strider/core/limb.h"
 #include "strider/core/node_tree.h"
+#include "strider/footsteps/activate.h"
+#include "strider/footsteps/adapt.h"
+#include "strider/footsteps/place.h"
 #include "strider/host/session.h"
 #include "strider/host/strider_master.h"
 
