@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "strider/core/evaluate.h"
 #include "strider/core/key_edit.h"
 #include "strider/core/limb_frames.h"
 #include "strider/footsteps/activate.h"
+#include "strider/footsteps/adapt_plan.h"
 #include "strider/footsteps/body_height.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
@@ -17,318 +19,338 @@
 namespace strider {
 namespace {
 
-// A key of the ground path depends on the three phases on either side of it.
-constexpr int kPathMargin = 3;
-
-struct TimeRange {
-  TimeValue from = 0, to = 0;
-  bool Holds(TimeValue t) const { return t >= from && t <= to; }
-};
-
 /// A leg key on its way from the old footsteps to the new.
 struct LegMove {
   int side = 0;
-  TimeValue time = 0;     // old
+  int key = 0;       // index in the leg's track
+  TimeValue is = 0;  // its new time
+  LegPhase phase;    // what the leg does there, by the old footsteps
+  Frame base;        // hip as it was
   FootPlacement placed;   // where the key had its foot
   FootPlacement implied;  // where the old footsteps had it
-  Point3 target;          // of the foot by the old footsteps, on the ground
-  float angle = 0;
+  LegFit fit;             // of the place it had
+  FootTarget target;      // of the foot by the old footsteps
+  bool inFreeForm = false;
+};
+
+/// A vertical key on its way.
+struct HeightMove {
+  int key = 0;
+  TimeValue is = 0;
+  BodyHeight was;  // what the legs allowed
   bool inFreeForm = false;
 };
 
 /// What the steps of an adaptation hand along.
 struct Adaptation {
   MotionCore& core;
-  const FootstepTrack& before;
+  FootstepTrack& other;  // the old footsteps; while the old motion is read, the new ones
   const AdaptLocks& locks;
   const EvalContext& context;
+  int first = 0, last = 0;
 
-  TimeRange range;  // of old times: keys that may change
-  std::vector<int> oldPhases, newPhases;
-  int firstPath = 0, lastPath = 0;  // of the body phases
-  KeyTable<HorizontalKey> oldPath, newPath;
-  std::vector<float> oldTurns, newTurns;
-  std::vector<LegMove> legMoves;
-  bool failed = false;
+  std::vector<int> oldPhases = {}, newPhases = {};
+  std::vector<float> oldTurns = {}, newTurns = {};
+  KeyTable<HorizontalKey> oldPath = {}, newPath = {};
+  std::vector<TrackPlan> times = {};  // of tracks that only follow the rhythm
+  TrackPlan horizontal = {}, turn = {}, vertical = {}, leg[2] = {};
+  std::vector<HeightMove> heightMoves = {};
+  std::vector<LegMove> legMoves = {};
+  bool hasRoom = true;  // keys find their times
 
-  TimeValue NewTime(TimeValue t) const {
-    if (locks.time) return t;
-    return TimeOfPhase(core.footsteps, TransitionPhaseOf(before, t));
-  }
-  TimeValue NewLegTime(int side, TimeValue t) const {
-    if (locks.time) return t;
-    return TimeOfPhase(core.footsteps, side, LegKeyPhaseOf(before, side, t));
-  }
+  bool IsLocked(int side) const { return side == kRight ? locks.rleg : locks.lleg; }
 };
 
-// --- Which keys
-// -----------------------------------------------------------------------------------
-
-/// Old times between the contacts that enclose the changed footsteps on both sides.
-TimeRange RangeAround(const FootstepTrack& track, int first, int last) {
-  TimeRange range{kTimeMax, kTimeMin};
-  for (int i = first; i <= last; ++i) {
-    // The two ends settle the range; what lies between is within.
-    if (i > first + 1 && i < last - 1) continue;
-    const auto at = static_cast<std::size_t>(i);
-    const auto& spans = track.spans[track.side[at]];
-    const int index = track.sideIndex[at];
-    const FootstepSpan& span = spans[static_cast<std::size_t>(index)];
-    TimeValue from = FirstFootstepTime(track), to = LastFootstepTime(track);
-    if (index > 0) from = spans[static_cast<std::size_t>(index - 1)].Lift();
-    if (InFreeForm(track, Later(span.start, -std::int64_t{track.ticksPerFrame}))) from = span.start;
-    if (index + 1 < static_cast<int>(spans.size())) {
-      to = spans[static_cast<std::size_t>(index + 1)].start;
-    }
-    range.from = std::min(range.from, from);
-    range.to = std::max(range.to, to);
+/// The footsteps as they were rule the figure while this stands.
+class OldFootsteps {
+ public:
+  explicit OldFootsteps(Adaptation& a) : a_(a), end_(a.core.endTime) {
+    std::swap(a_.core.footsteps, a_.other);
+    a_.core.endTime = LastFootstepTime(a_.core.footsteps);
   }
-  return range;
+  ~OldFootsteps() {
+    std::swap(a_.core.footsteps, a_.other);
+    a_.core.endTime = end_;
+  }
+  OldFootsteps(const OldFootsteps&) = delete;
+  OldFootsteps& operator=(const OldFootsteps&) = delete;
+
+ private:
+  Adaptation& a_;
+  TimeValue end_;
+};
+
+/// The angle from one heading to another, the short way.
+float TurnBetween(float from, float to) { return UnwrapTo(0, to - from); }
+
+// --- Reading: times, paths, and where the old footsteps had everything -------------------------
+
+/// The new times of the keys in a range. `map` gives them, `isFixed` tells which are exact.
+template <class Map, class IsFixed>
+TrackPlan PlanTimes(Adaptation& a, KeyTrack& track, const TimeRange& range, Map map,
+                    IsFixed isFixed) {
+  TrackPlan plan = PlanOf(track, range);
+  if (a.locks.time) return plan;
+  std::vector<bool> fixed(plan.was.size());
+  for (std::size_t k = 0; k < plan.was.size(); ++k) {
+    plan.is[k] = map(plan.was[k]);
+    fixed[k] = isFixed(plan.was[k]);
+  }
+  a.hasRoom = SpaceOut(plan, fixed, a.core.ticksPerFrame) && a.hasRoom;
+  return plan;
 }
 
-/// The body's path is smoothed over its neighbours: widens the range to all that it reaches.
-void SetRange(Adaptation& a, int first, int last) {
-  const TimeRange narrow = RangeAround(a.before, first, last);
-  a.oldPhases = BodyPhases(a.before);
-  a.newPhases = BodyPhases(a.core.footsteps);
-  const auto timeOf = [&a](int i) {
-    return a.before.phases[static_cast<std::size_t>(a.oldPhases[static_cast<std::size_t>(i)])].time;
+void MakePlans(Adaptation& a, const BodyReach& reach) {
+  MotionCore& core = a.core;
+  const FootstepTrack &was = a.other, &is = core.footsteps;
+  const auto byTransition = [&](KeyTrack& track, const TimeRange& range) {
+    return PlanTimes(
+        a, track, range, [&](TimeValue t) { return MovedTime(was, is, t); },
+        [&](TimeValue t) { return IsAtEvent(was, t); });
   };
-  const int count = static_cast<int>(a.oldPhases.size());
-  const auto firstNotBefore = [&](TimeValue t) {
-    int low = 0, high = count;
-    while (low < high) {
-      const int middle = (low + high) / 2;
-      if (timeOf(middle) < t) {
-        low = middle + 1;
-      } else {
-        high = middle;
-      }
-    }
-    return low;
-  };
-  const int begin = std::max(firstNotBefore(narrow.from) - kPathMargin, 0);
-  const int end = std::min(firstNotBefore(Later(narrow.to, 1)) - 1 + kPathMargin, count - 1);
-  a.range = {begin == 0 ? kTimeMin : timeOf(begin), end == count - 1 ? kTimeMax : timeOf(end)};
-  // Keys at a cut end of a path are not the whole path's.
-  a.firstPath = std::max(begin - kPathMargin, 0);
-  a.lastPath = std::min(end + kPathMargin, count - 1);
-}
-
-void MakePaths(Adaptation& a) {
-  const float leg = a.core.leg[kRight].totalLength;
-  a.oldPath = GroundPath(a.before, a.oldPhases, a.firstPath, a.lastPath, leg);
-  a.newPath = GroundPath(a.core.footsteps, a.newPhases, a.firstPath, a.lastPath, leg);
-  FootstepTrack& now = a.core.footsteps;
-  a.newTurns = PhaseTurns(now);
-  // The old turns follow from the old headings alone; they work on a copy of those tables.
-  FootstepTrack was;
-  was.numFootsteps = a.before.numFootsteps;
-  was.angle = a.before.angle;
-  was.phases = a.before.phases;
-  was.spans[0] = a.before.spans[0];
-  was.spans[1] = a.before.spans[1];
-  a.oldTurns = PhaseTurns(was);
-}
-
-/// The heading that the footsteps imply at `t`: even between the body's phases.
-float TurnAt(const FootstepTrack& track, const std::vector<int>& bodyPhases,
-             const std::vector<float>& turns, TimeValue t) {
-  const auto after =
-      std::upper_bound(bodyPhases.begin(), bodyPhases.end(), t, [&track](TimeValue time, int i) {
-        return time < track.phases[static_cast<std::size_t>(i)].time;
-      });
-  const auto at = [&](std::vector<int>::const_iterator it) {
-    return turns[static_cast<std::size_t>(*it)];
-  };
-  if (after == bodyPhases.begin()) return at(bodyPhases.begin());
-  if (after == bodyPhases.end()) return at(std::prev(after));
-  const TimeValue from = track.phases[static_cast<std::size_t>(*std::prev(after))].time;
-  const TimeValue to = track.phases[static_cast<std::size_t>(*after)].time;
-  const float u = to > from ? static_cast<float>(std::int64_t{t} - from) /
-                                  static_cast<float>(std::int64_t{to} - from)
-                            : 0;
-  return at(std::prev(after)) + u * (at(after) - at(std::prev(after)));
-}
-
-// --- Step 1: where the leg keys are, before anything moves
-// -----------------------------------------
-
-bool LegIsLocked(const AdaptLocks& locks, int side) {
-  return side == kRight ? locks.rleg : locks.lleg;
-}
-
-void NoteLegKeys(Adaptation& a) {
+  // Hips follow path and heading to the end of their curves; legs follow hips and heights.
+  BodyRecord& body = core.body;
+  const TimeRange hips =
+      WidenedBy(body.turn.track, WidenedBy(body.horizontal.track, reach.times));
+  const TimeRange legs = WidenedBy(body.vertical.track, hips);
+  if (!a.locks.turn) a.turn = byTransition(body.turn.track, reach.times);
+  if (!a.locks.horz) a.horizontal = byTransition(body.horizontal.track, reach.times);
+  if (!a.locks.vert) a.vertical = byTransition(body.vertical.track, hips);
   for (int side = 0; side < 2; ++side) {
-    if (LegIsLocked(a.locks, side)) continue;
-    const KeyTable<LimbKey>& table = a.core.leg[side].table;
-    for (int i = InsertionIndex(table.track, a.range.from); i < table.track.numKeys; ++i) {
+    if (a.IsLocked(side)) continue;
+    a.leg[side] = PlanTimes(
+        a, core.leg[side].table.track, legs,
+        [&](TimeValue t) { return MovedLegTime(was, is, side, t); },
+        [&](TimeValue t) { return IsAtLegEvent(was, side, t); });
+  }
+  if (a.locks.time) return;
+  const auto follow = [&](KeyTrack& track) { a.times.push_back(byTransition(track, reach.times)); };
+  for (LimbRecord& arm : core.arm) follow(arm.table.track);
+  for (ChainRecord* chain : {&core.spine, &core.tail, &core.pony[0], &core.pony[1]}) {
+    follow(chain->table.track);
+  }
+  for (XtraChain& xtra : core.xtras) follow(xtra.chain.table.track);
+  follow(core.head.table.track);
+  follow(core.pelvis.table.track);
+  for (PropRecord& prop : core.props) follow(prop.table.track);
+}
+
+void MakePaths(Adaptation& a, const BodyReach& reach) {
+  const float leg = a.core.leg[kRight].totalLength;
+  a.oldPath = GroundPath(a.other, a.oldPhases, reach.firstPath, reach.lastPath, leg);
+  a.newPath = GroundPath(a.core.footsteps, a.newPhases, reach.firstPath, reach.lastPath, leg);
+  a.oldTurns = PhaseTurns(a.other);
+  a.newTurns = PhaseTurns(a.core.footsteps);
+}
+
+BodyHeight HeightAt(Adaptation& a, const VerticalKey& key, TimeValue t) {
+  EvaluateTrunk(a.core, t);
+  return BodyHeightOf(a.core, StanceAt(a.core, t, key.legState, GroundLevel::kTrue));
+}
+
+void NoteHeights(Adaptation& a) {
+  const KeyTable<VerticalKey>& table = a.core.body.vertical;
+  a.heightMoves.reserve(a.vertical.was.size());
+  for (std::size_t k = 0; k < a.vertical.was.size(); ++k) {
+    HeightMove move;
+    move.key = a.vertical.first + static_cast<int>(k);
+    move.is = a.vertical.is[k];
+    move.was = HeightAt(a, table[move.key], a.vertical.was[k]);
+    move.inFreeForm = InFreeForm(a.core.footsteps, a.vertical.was[k]);
+    a.heightMoves.push_back(move);
+  }
+}
+
+/// True for a key that says where the foot is: one of a thigh or of toes alone does not.
+bool HoldsFoot(const LimbRecord& leg, int key) {
+  const KeyTrack& track = leg.table.track;
+  if (!track.separate) return true;
+  const int end = std::min(NumLimbLinks(leg), track.numSubTracks) - 1;
+  return (track.times[static_cast<std::size_t>(key)].linkMask >> end & 1) != 0;
+}
+
+void NoteLegs(Adaptation& a) {
+  MotionCore& core = a.core;
+  const FootstepTrack& was = core.footsteps;
+  for (int side = 0; side < 2; ++side) {
+    LimbRecord& leg = core.leg[side];
+    const TrackPlan& plan = a.leg[side];
+    a.legMoves.reserve(a.legMoves.size() + plan.was.size());
+    for (std::size_t k = 0; k < plan.was.size(); ++k) {
+      const TimeValue t = plan.was[k];
       LegMove move;
       move.side = side;
-      move.time = table.TimeOf(i);
-      if (move.time > a.range.to) break;
-      move.inFreeForm = InFreeForm(a.before, move.time);
-      EvaluateTrunk(a.core, move.time);
-      PlaceLimbBase(a.core, a.core.leg[side]);
-      const LegPhase phase = LegPhaseAt(a.before, side, move.time, table[i].keyState);
-      move.placed = PlacementOfKey(a.core, side, table[i]);
-      move.implied = PlaceFoot(a.core, a.before, side, phase, GroundLevel::kTrue);
-      const FootTarget target =
-          FootTargetAt(a.before, side, move.time, GroundLevel::kTrue, SwingPlace::kByTime);
-      move.target = target.position;
-      move.angle = target.angle;
+      move.key = plan.first + static_cast<int>(k);
+      move.is = plan.is[k];
+      if (!HoldsFoot(leg, move.key)) continue;
+      const LimbKey& key = leg.table[move.key];
+      EvaluateTrunk(core, t);
+      PlaceLimbBase(core, leg);
+      move.base = leg.base;
+      move.phase = LegPhaseAt(was, side, t, key.keyState);
+      move.placed = PlacementOfKey(core, side, key);
+      move.implied = PlaceFoot(core, was, side, move.phase, GroundLevel::kTrue);
+      move.fit = FitLeg(core, side, key, move.placed, a.context);
+      move.target =
+          FootTargetAs(was, side, t, move.phase.state, GroundLevel::kTrue, SwingPlace::kByTime);
+      move.inFreeForm = InFreeForm(was, t);
       a.legMoves.push_back(move);
     }
   }
 }
 
-// --- Step 2: times
-// ----------------------------------------------------------------------------------
-
-/// Moves the keys of a track to new times. Keys that go on move from the last, keys that go back
-/// from the first, so that none meets one that still has to make way.
-template <class NewTime>
-void Retime(KeyTrack& track, const TimeRange& range, NewTime newTime) {
-  const int first = InsertionIndex(track, range.from);
-  std::vector<TimeValue> wanted;
-  bool moves = false;
-  for (int i = first; i < track.numKeys; ++i) {
-    const TimeValue t = track.times[static_cast<std::size_t>(i)].time;
-    if (t > range.to) break;
-    wanted.push_back(newTime(t));
-    moves = moves || wanted.back() != t;
-  }
-  if (!moves) return;
-  const int count = static_cast<int>(wanted.size());
-  for (int pass = 0; pass < 2; ++pass) {
-    for (int k = 0; k < count; ++k) {
-      const int at = pass == 0 ? count - 1 - k : k;
-      // A key that would meet another one keeps its time.
-      (void)SetKeyTime(track, first + at, wanted[static_cast<std::size_t>(at)]);
-    }
-  }
+/// All that may run out of memory; no key changes.
+void Read(Adaptation& a) {
+  a.oldPhases = BodyPhases(a.other);
+  a.newPhases = BodyPhases(a.core.footsteps);
+  const BodyReach reach = ReachOfChange(a.other, a.oldPhases, a.first, a.last);
+  MakePlans(a, reach);
+  if (!a.hasRoom) return;
+  MakePaths(a, reach);
+  a.core.body.flights.reserve(static_cast<std::size_t>(a.core.body.vertical.track.numKeys));
+  const OldFootsteps old(a);
+  NoteHeights(a);
+  NoteLegs(a);
 }
 
-void RetimeKeys(Adaptation& a) {
-  if (a.locks.time) return;
-  MotionCore& core = a.core;
-  const auto byTransition = [&a](TimeValue t) { return a.NewTime(t); };
-  if (!a.locks.horz) Retime(core.body.horizontal.track, a.range, byTransition);
-  if (!a.locks.turn) Retime(core.body.turn.track, a.range, byTransition);
-  if (!a.locks.vert) Retime(core.body.vertical.track, a.range, byTransition);
-  for (int side = 0; side < 2; ++side) {
-    if (LegIsLocked(a.locks, side)) continue;
-    Retime(core.leg[side].table.track, a.range,
-           [&a, side](TimeValue t) { return a.NewLegTime(side, t); });
-    for (LegMove& move : a.legMoves) {
-      if (move.side == side) move.time = a.NewLegTime(side, move.time);
-    }
-  }
-  for (LimbRecord& arm : core.arm) Retime(arm.table.track, a.range, byTransition);
-  for (ChainRecord* chain : {&core.spine, &core.tail, &core.pony[0], &core.pony[1]}) {
-    Retime(chain->table.track, a.range, byTransition);
-  }
-  for (XtraChain& xtra : core.xtras) Retime(xtra.chain.table.track, a.range, byTransition);
-  Retime(core.head.table.track, a.range, byTransition);
-  Retime(core.pelvis.table.track, a.range, byTransition);
-  for (PropRecord& prop : core.props) Retime(prop.table.track, a.range, byTransition);
+// --- Writing ----------------------------------------------------------------------------------
+
+/// The heading that the footsteps imply at `t`: even between the body's phases.
+float TurnAt(const FootstepTrack& track, const std::vector<int>& bodyPhases,
+             const std::vector<float>& turns, TimeValue t) {
+  const auto timeOf = [&track](int i) { return track.phases[static_cast<std::size_t>(i)].time; };
+  const auto after = std::upper_bound(bodyPhases.begin(), bodyPhases.end(), t,
+                                      [&](TimeValue time, int i) { return time < timeOf(i); });
+  const auto at = [&](std::vector<int>::const_iterator it) {
+    return turns[static_cast<std::size_t>(*it)];
+  };
+  if (after == bodyPhases.begin()) return at(after);
+  const auto before = std::prev(after);
+  if (after == bodyPhases.end()) return at(before);
+  const TimeValue from = timeOf(*before), to = timeOf(*after);
+  const float u =
+      static_cast<float>(std::int64_t{t} - from) / static_cast<float>(std::int64_t{to} - from);
+  return at(before) + u * (at(after) - at(before));
 }
 
-// --- Step 3: the body
-// -------------------------------------------------------------------------------
-
-/// Runs `use` on every key of a table in the range, with its old and its new time.
-template <class Key, class Use>
-void ForKeys(Adaptation& a, KeyTable<Key>& table, Use use) {
-  const TimeRange now{a.range.from == kTimeMin ? kTimeMin : a.NewTime(a.range.from),
-                      a.range.to == kTimeMax ? kTimeMax : a.NewTime(a.range.to)};
-  const int first = InsertionIndex(table.track, now.from);
-  int last = first - 1;
-  for (int i = first; i < table.track.numKeys && table.TimeOf(i) <= now.to; ++i) last = i;
-  for (int i = first; i <= last; ++i) {
-    const TimeValue t = table.TimeOf(i);
-    const TimeValue old =
-        a.locks.time ? t : TimeOfPhase(a.before, TransitionPhaseOf(a.core.footsteps, t));
-    use(i, old, t);
-  }
-  if (last >= first) MarkDirty(table.track, first, last);
+float TurnOfKey(const Adaptation& a, TimeValue was, TimeValue is) {
+  return TurnBetween(TurnAt(a.other, a.oldPhases, a.oldTurns, was),
+                     TurnAt(a.core.footsteps, a.newPhases, a.newTurns, is));
 }
 
 void MoveBody(Adaptation& a) {
   BodyRecord& body = a.core.body;
-  if (!a.locks.turn) {
-    ForKeys(a, body.turn, [&](int i, TimeValue old, TimeValue t) {
-      const float turned = TurnAt(a.core.footsteps, a.newPhases, a.newTurns, t) -
-                           TurnAt(a.before, a.oldPhases, a.oldTurns, old);
-      if (turned == 0) return;
-      TurnKey key = body.turn[i];
-      key.rotation = AboutY(turned) * key.rotation;
-      a.failed = a.failed || PutKey(a.core, t, key) != KeyRefusal::kNone;
-    });
+  for (std::size_t k = 0; k < a.turn.was.size(); ++k) {
+    const float turned = TurnOfKey(a, a.turn.was[k], a.turn.is[k]);
+    if (turned == 0) continue;
+    TurnKey key = body.turn[a.turn.first + static_cast<int>(k)];
+    key.rotation = AboutY(turned) * key.rotation;
+    (void)PutKey(a.core, a.turn.is[k], key);
   }
-  if (!a.locks.horz) {
-    ForKeys(a, body.horizontal, [&](int i, TimeValue old, TimeValue t) {
-      Point3& place = body.horizontal.keys[static_cast<std::size_t>(i)].position;
-      const float height = place.y;
-      place += PlaceOn(a.newPath, t) - PlaceOn(a.oldPath, old);
-      place.y = height;
-    });
+  for (std::size_t k = 0; k < a.horizontal.was.size(); ++k) {
+    const int index = a.horizontal.first + static_cast<int>(k);
+    const Point3 was = PlaceOn(a.oldPath, a.horizontal.was[k]);
+    const Point3 is = PlaceOn(a.newPath, a.horizontal.is[k]);
+    const float turned = TurnOfKey(a, a.horizontal.was[k], a.horizontal.is[k]);
+    if (was == is && turned == 0) continue;
+    HorizontalKey& key = body.horizontal.keys[static_cast<std::size_t>(index)];
+    Point3 place = is + Rotate(AboutY(turned), key.position - was);
+    place.y = key.position.y;
+    if (!IsFinite(place)) continue;
+    key.position = place;
+    MarkDirty(body.horizontal.track, index, index);
   }
 }
 
 void MoveHeights(Adaptation& a) {
-  if (a.locks.vert) return;
-  KeyTable<VerticalKey>& table = a.core.body.vertical;
-  int first = table.track.numKeys, last = -1;
-  ForKeys(a, table, [&](int i, TimeValue, TimeValue) {
-    first = std::min(first, i);
-    last = std::max(last, i);
-  });
-  RefreshHeights(a.core, first, last, HeightMode::kKeepRange, GroundLevel::kTrue);
+  MotionCore& core = a.core;
+  KeyTable<VerticalKey>& table = core.body.vertical;
+  for (const HeightMove& move : a.heightMoves) {
+    // Where an interval opens or closes around a key, nothing has moved.
+    if (move.inFreeForm != InFreeForm(core.footsteps, move.is)) continue;
+    VerticalKey key = table[move.key];
+    const BodyHeight is = HeightAt(a, key, move.is);
+    if (is.height == move.was.height && is.base == move.was.base) continue;
+    const float oldRange = move.was.height - move.was.base, range = is.height - is.base;
+    const float share = oldRange > 0 ? (key.height - move.was.base) / oldRange : 1;
+    key.height = is.base + share * range;
+    if (!IsFinite(key.height)) continue;
+    table.keys[static_cast<std::size_t>(move.key)].height = key.height;
+    RefreshHeights(core, move.key, move.key, HeightMode::kReadFractions, GroundLevel::kTrue);
+  }
 }
 
-// --- Step 4: the legs
-// -------------------------------------------------------------------------------
-
-Quat HeadingTurn(float angle) { return AboutY(angle); }
-
-/// Where a key has its foot now: as far from where the footsteps imply it as it was before.
+/// As far from where the footsteps imply it as it was before.
 FootPlacement Moved(const LegMove& move, const FootPlacement& implied, float turned) {
   FootPlacement placement = implied;
-  const Quat turn = HeadingTurn(turned);
-  placement.ankle = implied.ankle + Rotate(turn, move.placed.ankle - move.implied.ankle);
+  placement.ankle =
+      implied.ankle + Rotate(AboutY(turned), move.placed.ankle - move.implied.ankle);
   placement.rotation =
       Normalized(implied.rotation * Conjugate(move.implied.rotation) * move.placed.rotation);
   return placement;
 }
 
+/// In free-form nothing is implied but that a foot goes along with the footsteps around it.
+FootPlacement Carried(const LegMove& move, const FootTarget& target, float turned) {
+  FootPlacement placement = move.placed;
+  const Quat turn = AboutY(turned);
+  placement.ankle = target.position + Rotate(turn, move.placed.ankle - move.target.position);
+  placement.rotation = turn * placement.rotation;
+  placement.pitch = move.implied.pitch;
+  return placement;
+}
+
+bool IsSame(const Frame& a, const Frame& b) {
+  return a.origin == b.origin && a.rotation == b.rotation;
+}
+bool IsSame(const FootPlacement& a, const FootPlacement& b) {
+  return a.ankle == b.ankle && a.rotation == b.rotation && a.pitch == b.pitch;
+}
+
 void MoveLegs(Adaptation& a) {
   MotionCore& core = a.core;
   for (const LegMove& move : a.legMoves) {
-    if (move.inFreeForm && a.locks.freeform) continue;
+    const bool inFreeForm = InFreeForm(core.footsteps, move.is);
+    if (inFreeForm != move.inFreeForm || (inFreeForm && a.locks.freeform)) continue;
     LimbRecord& leg = core.leg[move.side];
-    const int index = KeyAt(leg.table.track, move.time);
-    if (index < 0) continue;
-    const LimbKey old = leg.table[index];
-    const LegPhase phase = LegPhaseAt(core.footsteps, move.side, move.time, old.keyState);
-    EvaluateTrunk(core, move.time);
+    const LimbKey old = leg.table[move.key];
+    // Supports follow each other as before: the key's moment is the same at another time.
+    LegPhase phase = move.phase;
+    phase.time = move.is;
+    EvaluateTrunk(core, move.is);
     PlaceLimbBase(core, leg);
-    const FootTarget target =
-        FootTargetAt(core.footsteps, move.side, move.time, GroundLevel::kTrue, SwingPlace::kByTime);
-    const float turned = target.angle - move.angle;
-    FootPlacement placement;
-    if (move.inFreeForm) {
-      // Nothing is implied there but that it goes along with the footsteps around it.
-      placement = move.placed;
-      placement.ankle += target.position - move.target;
-      placement.rotation = HeadingTurn(turned) * placement.rotation;
-    } else {
-      placement = Moved(move, PlaceFoot(core, core.footsteps, move.side, phase, GroundLevel::kTrue),
-                        turned);
+    const FootTarget target = FootTargetAs(core.footsteps, move.side, move.is, phase.state,
+                                           GroundLevel::kTrue, SwingPlace::kByTime);
+    const FootPlacement implied =
+        PlaceFoot(core, core.footsteps, move.side, phase, GroundLevel::kTrue);
+    const float turned = TurnBetween(move.target.angle, target.angle);
+    const bool sameTarget = target.position == move.target.position && turned == 0;
+    if (sameTarget && IsSame(leg.base, move.base) &&
+        (inFreeForm || IsSame(implied, move.implied))) {
+      continue;
     }
-    const LimbKey key = RefitLegKey(core, move.side, old, placement, a.context);
-    a.failed = a.failed || PutKey(core, LimbId(leg), move.time, key) != KeyRefusal::kNone;
+    const FootPlacement placement =
+        inFreeForm ? Carried(move, target, turned) : Moved(move, implied, turned);
+    const LimbKey key = RefitLegKey(core, move.side, old, move.fit, placement,
+                                    move.implied.pitch, a.context);
+    const std::uint32_t links =
+        leg.table.track.times[static_cast<std::size_t>(move.key)].linkMask;
+    (void)PutKey(core, LimbId(leg), move.is, key, links);
   }
+}
+
+/// Keys are only overwritten from here on: nothing can run out of memory. What would not be finite
+/// stays as it was.
+void Write(Adaptation& a) {
+  a.core.endTime = LastFootstepTime(a.core.footsteps);
+  for (const TrackPlan& plan : a.times) CommitTimes(plan);
+  for (const TrackPlan* plan : {&a.horizontal, &a.turn, &a.vertical, &a.leg[0], &a.leg[1]}) {
+    if (plan->track) CommitTimes(*plan);
+  }
+  MoveBody(a);
+  MoveHeights(a);
+  (void)BuildFlights(a.core);
+  MoveLegs(a);
 }
 
 bool CanAdapt(const MotionCore& core) {
@@ -336,33 +358,46 @@ bool CanAdapt(const MotionCore& core) {
          !AnyInactive(core.footsteps);
 }
 
+AdaptResult Adapt(MotionCore& core, FootstepTrack& before, int first, int last,
+                  const AdaptLocks& locks, const EvalContext& context) {
+  FootstepTrack& now = core.footsteps;
+  NormalizeAngles(now);
+  RefreshFreeFormIntervals(now);
+  if (RefreshSupport(now) == kRefused) return AdaptResult::kOutOfMemory;
+  if (RefreshSupport(before) == kRefused) return AdaptResult::kOutOfMemory;
+  if (!SamePattern(before, now)) return RebuildMotion(core, context);
+  Adaptation a{core, before, locks, context, first, last};
+  Read(a);
+  if (!a.hasRoom) return RebuildMotion(core, context);
+  Write(a);
+  return AdaptResult::kDone;
+}
+
+AdaptResult AdaptOrRestore(MotionCore& core, FootstepTrack& before, int first, int last,
+                           const AdaptLocks& locks, const EvalContext& context) {
+  AdaptResult result = AdaptResult::kOutOfMemory;
+  try {
+    result = Adapt(core, before, first, last, locks, context);
+  } catch (const std::bad_alloc&) {
+  }
+  if (result == AdaptResult::kOutOfMemory) std::swap(core.footsteps, before);
+  return result;
+}
+
 }  // namespace
 
-AdaptResult AdaptMotion(MotionCore& core, const FootstepTrack& before, int first, int last,
+AdaptResult AdaptMotion(MotionCore& core, FootstepTrack before, int first, int last,
                         const AdaptLocks& locks, const EvalContext& context) {
   if (!CanAdapt(core)) return AdaptResult::kNothing;
-  first = std::clamp(first, 0, core.footsteps.numFootsteps - 1);
-  last = std::clamp(last, first, core.footsteps.numFootsteps - 1);
-  try {
-    NormalizeAngles(core.footsteps);
-    RefreshFreeFormIntervals(core.footsteps);
-    if (RefreshSupport(core.footsteps) == kRefused) return AdaptResult::kOutOfMemory;
-    if (!SamePattern(before, core.footsteps)) return RebuildMotion(core, context);
+  const int end = core.footsteps.numFootsteps - 1;
+  first = std::clamp(first, 0, end);
+  last = std::clamp(last, first, end);
+  return AdaptOrRestore(core, before, first, last, locks, context);
+}
 
-    Adaptation a{core, before, locks, context, {}, {}, {}, 0, 0, {}, {}, {}, {}, {}, false};
-    SetRange(a, first, last);
-    MakePaths(a);
-    NoteLegKeys(a);
-    core.endTime = LastFootstepTime(core.footsteps);
-    RetimeKeys(a);
-    MoveBody(a);
-    MoveHeights(a);
-    if (a.failed || BuildFlights(core) == kRefused) return AdaptResult::kOutOfMemory;
-    MoveLegs(a);
-    return a.failed ? AdaptResult::kOutOfMemory : AdaptResult::kDone;
-  } catch (const std::bad_alloc&) {
-    return AdaptResult::kOutOfMemory;
-  }
+AdaptResult AdaptToPlaces(MotionCore& core, FootstepTrack before, const EvalContext& context) {
+  if (core.freeForm || core.footsteps.numFootsteps == 0) return AdaptResult::kNothing;
+  return AdaptOrRestore(core, before, 0, core.footsteps.numFootsteps - 1, {}, context);
 }
 
 AdaptResult RebuildMotion(MotionCore& core, const EvalContext& context) {
@@ -371,18 +406,34 @@ AdaptResult RebuildMotion(MotionCore& core, const EvalContext& context) {
     SetFreeForm(core, true);
     core.body.flights.clear();
     core.endTime = 0;
+    core.footstepsPending = false;
     core.bodyKeysComputed = false;
     return AdaptResult::kRebuilt;
   }
+  BitArray active;
+  try {
+    active = core.footsteps.active;
+  } catch (const std::bad_alloc&) {
+    return AdaptResult::kOutOfMemory;
+  }
   core.footsteps.active.ClearAll();
-  const ActivationResult result = NewFootprintKeys(core, context);
-  return result == ActivationResult::kDone ? AdaptResult::kRebuilt : AdaptResult::kOutOfMemory;
+  if (NewFootprintKeys(core, context) == ActivationResult::kDone) return AdaptResult::kRebuilt;
+  std::swap(core.footsteps.active, active);
+  return AdaptResult::kOutOfMemory;
 }
 
-void SaveTransitions(FootstepTrack& track) { track.savedTransitions = track.transitions; }
+void SaveTransitions(FootstepTrack& track) {
+  try {
+    track.savedTransitions = track.transitions;
+  } catch (const std::bad_alloc&) {
+    track.savedTransitions.clear();  // differs from any: the next check makes the motion anew
+  }
+}
 
 AdaptResult CheckPattern(MotionCore& core, bool force, const EvalContext& context) {
   FootstepTrack& track = core.footsteps;
+  if (core.freeForm || core.figureMode || track.numFootsteps == 0) return AdaptResult::kNothing;
+  if (!force && AnyInactive(track)) return AdaptResult::kNothing;
   if (RefreshSupport(track) == kRefused) return AdaptResult::kOutOfMemory;
   const auto same = [](const SupportTransition& a, const SupportTransition& b) {
     return a.leftSpan == b.leftSpan && a.time == b.time && a.support == b.support &&

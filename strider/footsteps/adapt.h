@@ -18,17 +18,21 @@ enum class AdaptResult {
   kDone,
   kRebuilt,      // the pattern of supports had changed: the motion was made anew
   kNothing,      // free-form, figure mode, or footsteps wait for their motion
-  kOutOfMemory,  // nothing changed but for the footsteps themselves
+  kOutOfMemory,  // nothing changed, and the footsteps are again as they were before
 };
 
 /// Refits the keys around footsteps `first` to `last`, which were moved in space or time since
-/// `before` (the whole track as it was, with its support lists). Keys keep their place in the
-/// rhythm, their distance from the path that the footsteps imply, and their share of the height
-/// that the legs allow. Where the same supports no longer follow each other, the motion is made
-/// anew.
-[[nodiscard]] AdaptResult AdaptMotion(MotionCore& core, const FootstepTrack& before, int first,
-                                      int last, const AdaptLocks& locks,
-                                      const EvalContext& context);
+/// `before` (the whole track as it was). Keys keep their place in the rhythm, their distance from
+/// the path that the footsteps imply, and their share of the height that the legs allow; keys that
+/// nothing asks to move keep their bits. Where the same supports no longer follow each other, or
+/// keys no longer find room between two of them, the motion is made anew.
+[[nodiscard]] AdaptResult AdaptMotion(MotionCore& core, FootstepTrack before, int first, int last,
+                                      const AdaptLocks& locks, const EvalContext& context);
+
+/// The same in figure mode too and whatever footsteps wait, where no time has changed: for edits of
+/// the figure itself.
+[[nodiscard]] AdaptResult AdaptToPlaces(MotionCore& core, FootstepTrack before,
+                                        const EvalContext& context);
 
 /// Makes the motion of all footsteps anew. With fewer than two footsteps the figure becomes
 /// free-form and empty of them.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "strider/footsteps/support.h"
+
 namespace strider {
 namespace {
 
@@ -22,11 +24,6 @@ float FractionOf(TimeValue t, TimeValue start, TimeValue length) {
   return static_cast<float>(static_cast<double>(std::int64_t{t} - start) / length);
 }
 
-TimeValue AtFraction(TimeValue start, TimeValue length, float fraction, TimeValue frame) {
-  const double ticks = std::nearbyint(static_cast<double>(fraction) * length);
-  return RoundToFrame(Later(start, static_cast<std::int64_t>(ticks)), frame);
-}
-
 /// The footstep whose free-form interval lies around `t`; -1 for none.
 int OpenerAround(const FootstepTrack& track, TimeValue t) {
   for (const Spans& spans : track.spans) {
@@ -41,7 +38,18 @@ int OpenerAround(const FootstepTrack& track, TimeValue t) {
 
 struct Stretch {
   TimeValue start = 0, length = 0;
+  TimeValue End() const { return Later(start, length); }
 };
+
+/// Where a time goes as a stretch around it, or next to it, becomes another one.
+TimeValue Mapped(const Stretch& from, const Stretch& to, TimeValue t, TimeValue frame) {
+  const auto moved = [t](TimeValue was, TimeValue is) { return Later(t, std::int64_t{is} - was); };
+  if (t >= from.End()) return moved(from.End(), to.End());
+  if (t <= from.start || from.length == to.length) return moved(from.start, to.start);
+  const double share = static_cast<double>(std::int64_t{t} - from.start) / from.length;
+  const auto ticks = static_cast<std::int64_t>(std::nearbyint(share * to.length));
+  return std::clamp(RoundToFrame(Later(to.start, ticks), frame), to.start, to.End());
+}
 
 /// The stretch of time that a kind of phase names in a track.
 Stretch StretchOf(const FootstepTrack& track, int side, int phaseType, int spanIndex) {
@@ -81,37 +89,50 @@ TransitionPhase TransitionPhaseOf(const FootstepTrack& track, TimeValue t) {
   return phase;
 }
 
-TimeValue TimeOfPhase(const FootstepTrack& track, const TransitionPhase& phase) {
+namespace {
+
+/// From a transition to the next; behind the last one as long as that counts.
+Stretch StretchOf(const FootstepTrack& track, std::size_t transition) {
   const auto& list = track.transitions;
-  if (list.empty()) return 0;
-  const int last = static_cast<int>(list.size()) - 1;
-  const auto index = static_cast<std::size_t>(std::clamp(phase.transition, 0, last));
-  return AtFraction(list[index].time, list[index].length, phase.fraction, track.ticksPerFrame);
+  const SupportTransition& in = list[transition];
+  if (transition + 1 == list.size()) return {in.time, in.length};
+  return {in.time, Between(in.time, list[transition + 1].time)};
 }
 
-LegKeyPhase LegKeyPhaseOf(const FootstepTrack& track, int side, TimeValue t) {
+}  // namespace
+
+namespace {
+
+/// By the contacts of the foot alone.
+LegKeyPhase ContactPhaseOf(const FootstepTrack& track, int side, TimeValue t) {
   const Spans& spans = track.spans[side];
   LegKeyPhase phase;
+  if (spans.empty()) return phase;
+  const int index = LastTouched(spans, t);
+  phase.spanIndex = std::max(index, 0);
+  const bool isLast = index + 1 == static_cast<int>(spans.size());
+  if (index < 0) {
+    phase.phaseType = kBeforeSpans;
+  } else if (t <= spans[static_cast<std::size_t>(index)].Lift()) {
+    phase.phaseType = kInSpan;
+  } else if (!isLast) {
+    phase.phaseType = kBetweenSpans;
+  } else {
+    phase.phaseType = t > LastFootstepTime(track) ? kPastEnd : kAfterSpans;
+  }
+  return phase;
+}
+
+}  // namespace
+
+LegKeyPhase LegKeyPhaseOf(const FootstepTrack& track, int side, TimeValue t) {
+  LegKeyPhase phase = ContactPhaseOf(track, side, t);
   const int opener = OpenerAround(track, t);
   if (opener >= 0) {
     phase.phaseType = kInFreeForm;
     phase.spanIndex = opener;
-  } else if (!spans.empty()) {
-    const int index = LastTouched(spans, t);
-    phase.spanIndex = std::max(index, 0);
-    const bool isLast = index + 1 == static_cast<int>(spans.size());
-    if (index < 0) {
-      phase.phaseType = kBeforeSpans;
-    } else if (t <= spans[static_cast<std::size_t>(index)].Lift()) {
-      phase.phaseType = kInSpan;
-    } else if (!isLast) {
-      phase.phaseType = kBetweenSpans;
-    } else {
-      phase.phaseType = t > LastFootstepTime(track) ? kPastEnd : kAfterSpans;
-    }
   }
   Stretch stretch = StretchOf(track, side, phase.phaseType, phase.spanIndex);
-  // Past the end nothing sets a measure: a key keeps its distance.
   if (phase.phaseType == kPastEnd) stretch.length = Between(stretch.start, t);
   phase.phaseStart = stretch.start;
   phase.phaseLength = stretch.length;
@@ -119,10 +140,33 @@ LegKeyPhase LegKeyPhaseOf(const FootstepTrack& track, int side, TimeValue t) {
   return phase;
 }
 
-TimeValue TimeOfPhase(const FootstepTrack& track, int side, const LegKeyPhase& phase) {
-  Stretch stretch = StretchOf(track, side, phase.phaseType, phase.spanIndex);
-  if (phase.phaseType == kPastEnd) stretch.length = phase.phaseLength;
-  return AtFraction(stretch.start, stretch.length, phase.fraction, track.ticksPerFrame);
+TimeValue MovedTime(const FootstepTrack& from, const FootstepTrack& to, TimeValue t) {
+  if (from.transitions.empty() || to.transitions.empty()) return t;
+  const auto in = static_cast<std::size_t>(TransitionPhaseOf(from, t).transition);
+  const std::size_t last = to.transitions.size() - 1;
+  return Mapped(StretchOf(from, in), StretchOf(to, std::min(in, last)), t, to.ticksPerFrame);
+}
+
+TimeValue MovedLegTime(const FootstepTrack& from, const FootstepTrack& to, int side, TimeValue t) {
+  LegKeyPhase phase = LegKeyPhaseOf(from, side, t);
+  Stretch wanted = StretchOf(to, side, phase.phaseType, phase.spanIndex);
+  if (phase.phaseType == kInFreeForm && wanted.length == 0) {  // the interval has closed
+    phase = ContactPhaseOf(from, side, t);
+    wanted = StretchOf(to, side, phase.phaseType, phase.spanIndex);
+  }
+  // Past the end and before the start nothing sets a measure: a key keeps its distance.
+  const Stretch own = StretchOf(from, side, phase.phaseType, phase.spanIndex);
+  return Mapped(own, wanted, t, to.ticksPerFrame);
+}
+
+bool IsAtEvent(const FootstepTrack& track, TimeValue t) {
+  if (track.transitions.empty()) return false;
+  return track.transitions[static_cast<std::size_t>(TransitionPhaseOf(track, t).transition)].time ==
+         t;
+}
+
+bool IsAtLegEvent(const FootstepTrack& track, int side, TimeValue t) {
+  return IsEventState(FootstepLegState(track, side, t));
 }
 
 bool SamePattern(const FootstepTrack& a, const FootstepTrack& b) {

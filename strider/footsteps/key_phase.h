@@ -7,13 +7,12 @@
 
 namespace strider {
 
+/// The last transition at or before a key, the first where there is none.
 struct TransitionPhase {
   int transition = 0;  // index
   float fraction = 0;  // of the transition's length; below 0 before the first touch
 };
 TransitionPhase TransitionPhaseOf(const FootstepTrack& track, TimeValue t);
-/// The time of a phase in `track`, ticks, on a whole frame.
-TimeValue TimeOfPhase(const FootstepTrack& track, const TransitionPhase& phase);
 
 enum LegPhaseType : int {
   kInSpan = 0,        // from the touch to the lift
@@ -31,7 +30,17 @@ struct LegKeyPhase {
   float fraction = 0;
 };
 LegKeyPhase LegKeyPhaseOf(const FootstepTrack& track, int side, TimeValue t);
-TimeValue TimeOfPhase(const FootstepTrack& track, int side, const LegKeyPhase& phase);
+
+/// Where a key at `t` goes as the rhythm of `from` becomes that of `to`, the same supports following
+/// each other in both. It keeps its share of the way between the two changes of support around it,
+/// on whole frames; where that way only moved, or lies outside the motion, its distance to the tick.
+TimeValue MovedTime(const FootstepTrack& from, const FootstepTrack& to, TimeValue t);
+/// The same for a key of a leg, whose rhythm is its own foot's.
+TimeValue MovedLegTime(const FootstepTrack& from, const FootstepTrack& to, int side, TimeValue t);
+
+/// A key where support changes, or a leg's where its own foot touches or lifts, stays exactly there.
+bool IsAtEvent(const FootstepTrack& track, TimeValue t);
+bool IsAtLegEvent(const FootstepTrack& track, int side, TimeValue t);
 
 /// Whether the same supports follow each other with the same spans, whatever their times.
 bool SamePattern(const FootstepTrack& a, const FootstepTrack& b);

@@ -179,25 +179,36 @@ FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, 
 
 namespace {
 
+/// Bends the toes back by what the foot has pitched since they lay flat; up on the heel they do
+/// not bend.
+void BendToes(LimbRecord& leg, const Quat& foot, float fromPitch, float toPitch) {
+  const float more = std::max(toPitch, 0.0f) - std::max(fromPitch, 0.0f);
+  if (more != 0) AdjustToesToPivot(leg, foot * AboutZ(kToeShare * more), foot);
+}
+
 /// Toes stay on the ground while the heel rises over them.
 void LayToes(LimbRecord& leg, const FootPlacement& placement, int state) {
   for (int d = 0; d < leg.numDigits; ++d) leg.digits[d].pose = leg.rest.digits[d];
-  if (state == kMove || placement.pitch <= 0) return;
-  const Quat flat = placement.rotation * AboutZ(kToeShare * placement.pitch);
-  AdjustToesToPivot(leg, flat, placement.rotation);
+  if (state != kMove) BendToes(leg, placement.rotation, 0, placement.pitch);
 }
 
-/// Poses the leg so that its foot is where a placement has it, as far as it reaches.
-void PoseLeg(MotionCore& core, LimbRecord& leg, const FootPlacement& placement,
+/// Bends the leg so that its ankle is where a placement has it, as far as it reaches. `key` gives
+/// the angles of its third segment.
+void BendLeg(MotionCore& core, LimbRecord& leg, const LimbKey& key, const FootPlacement& placement,
              const EvalContext& context) {
   LimbPose& pose = leg.pose;
   TakeLimbRest(leg);
+  std::copy(key.jointAngles + kThirdPitch, key.jointAngles + kNumJointAngles,
+            pose.jointAngles + kThirdPitch);
   PlaceLimbBase(core, leg);
   pose.worldTarget = placement.ankle;
   pose.localTarget = IntoBase(leg, placement.ankle);
   SolveToLocalTarget(leg, context);
-  pose.endRotation =
-      Normalized(Conjugate(LastSegmentInWorld(leg, ShapeOfPose(leg))) * placement.rotation);
+}
+
+void TurnFoot(LimbRecord& leg, const Quat& rotation) {
+  leg.pose.endRotation =
+      Normalized(Conjugate(LastSegmentInWorld(leg, ShapeOfPose(leg))) * rotation);
 }
 
 /// The foot stands where it stands, also where the leg is too short to reach it at the key.
@@ -213,7 +224,8 @@ LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPl
                  const EvalContext& context) {
   LimbRecord& leg = core.leg[side];
   LimbPose& pose = leg.pose;
-  PoseLeg(core, leg, placement, context);
+  BendLeg(core, leg, leg.rest, placement, context);
+  TurnFoot(leg, placement.rotation);
   LayToes(leg, placement, phase.state);
   pose.pivotKind = placement.pivot.kind;
   pose.pivotIndex = placement.pivot.index;
@@ -228,38 +240,63 @@ LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPl
   return key;
 }
 
-LimbKey RefitLegKey(MotionCore& core, int side, const LimbKey& old, const FootPlacement& placement,
-                    const EvalContext& context) {
+FootPlacement PlacementOfKey(const MotionCore& core, int side, const LimbKey& key) {
+  const LimbRecord& leg = core.leg[side];
+  FootPlacement placement;
+  placement.pivot = PivotOf(key);
+  if (HoldsObject(key)) {
+    placement.rotation = ObjectRotation(leg) * key.spaceRotation;
+    placement.ankle = ThroughObject(leg, key.objectTarget);
+  } else {
+    const LimbShape shape = ForwardLimb(LengthsOf(leg), key.jointAngles, key.limbRotation);
+    placement.rotation = Normalized(LastSegmentInWorld(leg, shape) * key.endRotation);
+    placement.ankle = OutOfBase(leg, shape.end);
+  }
+  return placement;
+}
+
+LegFit FitLeg(MotionCore& core, int side, const LimbKey& key, const FootPlacement& placement,
+              const EvalContext& context) {
   LimbRecord& leg = core.leg[side];
-  PoseLeg(core, leg, placement, context);
-  leg.keyState = static_cast<LegState>(old.keyState);
+  BendLeg(core, leg, key, placement, context);
+  return {leg.pose.jointAngles[kHinge], leg.pose.limbRotation};
+}
+
+LimbKey RefitLegKey(MotionCore& core, int side, const LimbKey& old, const LegFit& before,
+                    const FootPlacement& placement, float oldPitch, const EvalContext& context) {
+  LimbRecord& leg = core.leg[side];
+  LimbPose& pose = leg.pose;
+  BendLeg(core, leg, old, placement, context);
+  float& hinge = pose.jointAngles[kHinge];
+  hinge = std::clamp(hinge + (old.jointAngles[kHinge] - before.hinge), 0.0f, kPi);
+  pose.limbRotation =
+      Normalized(pose.limbRotation * (Conjugate(before.limbRotation) * old.limbRotation));
+  TurnFoot(leg, placement.rotation);
+  for (int d = 0; d < leg.numDigits; ++d) leg.digits[d].pose = old.digits[d];
+  if (old.keyState != kMove) BendToes(leg, placement.rotation, oldPitch, placement.pitch);
+  const PivotChoice pivot = PivotOf(old);
+  pose.pivotKind = pivot.kind;
+  pose.pivotIndex = pivot.index;
+  pose.pivotDigit = pivot.digit;
+  pose.pivotLink = pivot.link;
+
   const LimbKey now = CurrentLimbKey(core, leg, InObjectSpace(old) ? kPlantedKey : kFreeKey);
   LimbKey key = old;
   std::copy(now.jointAngles, now.jointAngles + kNumJointAngles, key.jointAngles);
+  std::copy(now.digits, now.digits + leg.numDigits, key.digits);
   key.limbRotation = now.limbRotation;
   key.endRotation = now.endRotation;
   key.spaceRotation = now.spaceRotation;
   key.bodyTarget = now.bodyTarget;
   key.objectTarget = now.objectTarget;
+  key.pivotPosition = now.pivotPosition;
   key.anklePose = now.anklePose;
-  FootPlacement standing = placement;
-  standing.pivot = PivotOf(old);
-  StandOn(leg, key, standing);
-  return key;
-}
-
-FootPlacement PlacementOfKey(const MotionCore& core, int side, const LimbKey& key) {
-  const LimbRecord& leg = core.leg[side];
-  FootPlacement placement;
-  placement.pivot = PivotOf(key);
-  if (InObjectSpace(key)) {
-    placement.rotation = ObjectRotation(leg) * key.spaceRotation;
-    placement.ankle = ThroughObject(leg, key.objectTarget);
-  } else {
-    placement.rotation = core.body.bodyRotation * key.spaceRotation;
-    placement.ankle = OutOfBase(leg, key.bodyTarget);
+  if (HoldsObject(old)) {
+    FootPlacement standing = placement;
+    standing.pivot = pivot;
+    StandOn(leg, key, standing);
   }
-  return placement;
+  return key;
 }
 
 }  // namespace strider

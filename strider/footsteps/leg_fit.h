@@ -34,11 +34,22 @@ FootPlacement PlaceFoot(const MotionCore& core, const FootstepTrack& footsteps, 
 LimbKey LegKeyOf(MotionCore& core, int side, const LegPhase& phase, const FootPlacement& placement,
                  const EvalContext& context);
 
-/// A key fitted to another placement: what else it holds stays, its pivot among it.
-LimbKey RefitLegKey(MotionCore& core, int side, const LimbKey& old, const FootPlacement& placement,
-                    const EvalContext& context);
-
 /// Where a key has its foot, the core in the pose of its time and the leg's base placed.
 FootPlacement PlacementOfKey(const MotionCore& core, int side, const LimbKey& key);
+
+/// How a leg at rest bends to bring its foot to a placement: what a key's own bend is measured by.
+struct LegFit {
+  float hinge = 0;
+  Quat limbRotation;
+};
+/// The fit for a key, whose third segment keeps its angles; the core in the pose of its time.
+LegFit FitLeg(MotionCore& core, int side, const LimbKey& key, const FootPlacement& placement,
+              const EvalContext& context);
+
+/// A key brought to another placement, the core in the pose of its new time. It differs from the
+/// fit there as it did from `before`, the fit to its old placement; toes follow the pitch, which
+/// was `oldPitch`; what else it holds stays, its pivot among it.
+LimbKey RefitLegKey(MotionCore& core, int side, const LimbKey& old, const LegFit& before,
+                    const FootPlacement& placement, float oldPitch, const EvalContext& context);
 
 }  // namespace strider

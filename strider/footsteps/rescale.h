@@ -5,11 +5,11 @@
 
 namespace strider {
 
-/// Gives the figure another height with everything that it has learnt. Keys grow with the legs.
-/// With `scaleStrides` the footsteps do too, about the first of them, and so does the ground path
-/// of a motion without footsteps; else both stay where they are and the legs reach for them.
-/// Gravity grows with the height. kRefused, nothing changed, for a height that is not positive and
-/// finite, or without memory.
+/// Gives the figure another height with everything that it has learnt. With `scaleStrides` the
+/// whole motion grows: footsteps about the first of them, ground paths of a motion without
+/// footsteps about its first key. Else footsteps, ground paths and what is held on the ground stay
+/// where they are, and the legs reach for them. Gravity grows with the height, one set by the user
+/// too. kRefused, nothing changed, for a height that is not positive and finite, or without memory.
 [[nodiscard]] int SetHeightOfMotion(MotionCore& core, float height, bool scaleStrides,
                                     const EvalContext& context);
 

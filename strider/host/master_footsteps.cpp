@@ -1,7 +1,9 @@
 // Footsteps of a figure: what the host and its scripts ask for, with undo and messages.
 
 #include <algorithm>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/adapt.h"
@@ -163,26 +165,33 @@ bool StriderMaster::SetFSAddSide(int side) {
 // --- Changing ----------------------------------------------------------------------------------
 
 bool StriderMaster::EditFootsteps(const FootstepEdit& edit) {
-  return FootstepsCanChange() && EditState([&] {
-           int first = 0, last = -1;
-           const FootstepTrack before = core_->footsteps;
-           if (!edit(*core_, first, last)) return false;
-           const FootstepTrack& track = core_->footsteps;
-           core_->footstepsPending = AnyInactive(track);
-           if (track.numFootsteps == 0) {
-             SetFreeForm(*core_, true);
-             core_->bodyKeysComputed = false;
-             core_->endTime = 0;
-           } else if (first <= last) {
-             const AdaptResult result =
-                 AdaptMotion(*core_, before, first, last, session_.adaptLocks, context_);
-             if (result == AdaptResult::kOutOfMemory) {
-               Tell(session_.messages, MessageId::kOutOfMemory);
-             }
-           }
-           core_->endTime = LastFootstepTime(core_->footsteps);
-           return true;
-         });
+  if (!FootstepsCanChange()) return false;
+  bool outOfMemory = false;
+  const bool done = EditState([&] {
+    int first = 0, last = -1;
+    SaveTransitions(core_->footsteps);
+    FootstepTrack before;
+    try {
+      before = core_->footsteps;
+    } catch (const std::bad_alloc&) {
+      outOfMemory = true;
+      return false;
+    }
+    if (!edit(*core_, first, last)) return false;
+    const FootstepTrack& track = core_->footsteps;
+    AdaptResult result = AdaptResult::kNothing;
+    if (track.numFootsteps == 0) {
+      result = RebuildMotion(*core_, context_);
+    } else if (first <= last) {
+      result = AdaptMotion(*core_, std::move(before), first, last, session_.adaptLocks, context_);
+    }
+    outOfMemory = result == AdaptResult::kOutOfMemory;
+    core_->footstepsPending = AnyInactive(track);
+    core_->endTime = LastFootstepTime(track);
+    return !outOfMemory;
+  });
+  if (outOfMemory) Tell(session_.messages, MessageId::kOutOfMemory);
+  return done;
 }
 
 bool StriderMaster::DeleteFootstep(int index) {
@@ -238,9 +247,8 @@ bool StriderMaster::SetFootstepTimes(int index, TimeValue start, TimeValue durat
 }
 
 bool StriderMaster::SetFreeFormAfter(int index, bool on) {
-  return EditFootsteps([index, on](MotionCore& core, int& first, int& last) {
-    first = index;
-    last = std::min(index + 1, core.footsteps.numFootsteps - 1);
+  // No footstep moves, and so no key: evaluation alone takes the interval for another.
+  return EditFootsteps([index, on](MotionCore& core, int&, int&) {
     return strider::SetFreeFormAfter(core.footsteps, index, on) == kDone;
   });
 }
