@@ -30,6 +30,7 @@ inline void SetContacts(FootstepTrack& track, const Contacts& contacts) {
     ASSERT_EQ(InsertFootstep(track, InsertPosition(track, step.start), step), kDone);
   }
   TransformsFromPositions(track);
+  track.freeForm = 0;
   ASSERT_TRUE(CheckFootsteps(track));
 }
 inline FootstepTrack TrackOf(const Contacts& contacts) {
