@@ -22,10 +22,10 @@ namespace {
 /// A leg key on its way from the old footsteps to the new.
 struct LegMove {
   int side = 0;
-  int key = 0;       // index in the leg's track
-  TimeValue is = 0;  // its new time
-  LegPhase phase;    // what the leg does there, by the old footsteps
-  Frame base;        // hip as it was
+  int key = 0;            // index in the leg's track
+  TimeValue is = 0;       // its new time
+  LegPhase phase;         // what the leg does there, by the old footsteps
+  Frame base;             // hip as it was
   FootPlacement placed;   // where the key had its foot
   FootPlacement implied;  // where the old footsteps had it
   LegFit fit;             // of the place it had
@@ -110,8 +110,7 @@ void MakePlans(Adaptation& a, const BodyReach& reach) {
   };
   // Hips follow path and heading to the end of their curves; legs follow hips and heights.
   BodyRecord& body = core.body;
-  const TimeRange hips =
-      WidenedBy(body.turn.track, WidenedBy(body.horizontal.track, reach.times));
+  const TimeRange hips = WidenedBy(body.turn.track, WidenedBy(body.horizontal.track, reach.times));
   const TimeRange legs = WidenedBy(body.vertical.track, hips);
   if (!a.locks.turn) a.turn = byTransition(body.turn.track, reach.times);
   if (!a.locks.horz) a.horizontal = byTransition(body.horizontal.track, reach.times);
@@ -283,8 +282,7 @@ void MoveHeights(Adaptation& a) {
 /// As far from where the footsteps imply it as it was before.
 FootPlacement Moved(const LegMove& move, const FootPlacement& implied, float turned) {
   FootPlacement placement = implied;
-  placement.ankle =
-      implied.ankle + Rotate(AboutY(turned), move.placed.ankle - move.implied.ankle);
+  placement.ankle = implied.ankle + Rotate(AboutY(turned), move.placed.ankle - move.implied.ankle);
   placement.rotation =
       Normalized(implied.rotation * Conjugate(move.implied.rotation) * move.placed.rotation);
   return placement;
@@ -331,10 +329,9 @@ void MoveLegs(Adaptation& a) {
     }
     const FootPlacement placement =
         inFreeForm ? Carried(move, target, turned) : Moved(move, implied, turned);
-    const LimbKey key = RefitLegKey(core, move.side, old, move.fit, placement,
-                                    move.implied.pitch, a.context);
-    const std::uint32_t links =
-        leg.table.track.times[static_cast<std::size_t>(move.key)].linkMask;
+    const LimbKey key =
+        RefitLegKey(core, move.side, old, move.fit, placement, move.implied.pitch, a.context);
+    const std::uint32_t links = leg.table.track.times[static_cast<std::size_t>(move.key)].linkMask;
     (void)PutKey(core, LimbId(leg), move.is, key, links);
   }
 }

@@ -71,11 +71,12 @@ bool SpaceGroup(std::vector<TimeValue>& times, std::size_t from, std::size_t to,
 BodyReach ReachOfChange(const FootstepTrack& before, const std::vector<int>& bodyPhases, int first,
                         int last) {
   const TimeRange narrow = RangeAround(before, first, last);
-  const auto timeOf = [&](int phase) { return before.phases[static_cast<std::size_t>(phase)].time; };
+  const auto timeOf = [&](int phase) {
+    return before.phases[static_cast<std::size_t>(phase)].time;
+  };
   const auto firstNotBefore = [&](TimeValue t) {
-    const auto found =
-        std::partition_point(bodyPhases.begin(), bodyPhases.end(),
-                             [&](int phase) { return timeOf(phase) < t; });
+    const auto found = std::partition_point(bodyPhases.begin(), bodyPhases.end(),
+                                            [&](int phase) { return timeOf(phase) < t; });
     return static_cast<int>(found - bodyPhases.begin());
   };
   const int final = static_cast<int>(bodyPhases.size()) - 1;
@@ -98,7 +99,8 @@ TimeRange WidenedBy(const KeyTrack& track, const TimeRange& range) {
   const int last = InsertionIndex(track, range.to) - 1;
   if (first > last) return range;  // no key in it
   if (range.from != kTimeMin) {
-    wide.from = first > kCurveMargin ? std::min(range.from, timeOf(first - kCurveMargin)) : kTimeMin;
+    wide.from =
+        first > kCurveMargin ? std::min(range.from, timeOf(first - kCurveMargin)) : kTimeMin;
   }
   if (range.to != kTimeMax) {
     const int after = last + kCurveMargin;
@@ -122,7 +124,9 @@ TrackPlan PlanOf(KeyTrack& track, const TimeRange& range) {
 
 bool SpaceOut(TrackPlan& plan, const std::vector<bool>& fixed, TimeValue ticksPerFrame) {
   if (plan.is == plan.was) return true;
-  const auto timeOf = [&plan](int i) { return plan.track->times[static_cast<std::size_t>(i)].time; };
+  const auto timeOf = [&plan](int i) {
+    return plan.track->times[static_cast<std::size_t>(i)].time;
+  };
   const int end = plan.first + plan.Count();
   TimeValue low = plan.first > 0 ? timeOf(plan.first - 1) : kTimeMin;
   const TimeValue high = end < plan.track->numKeys ? timeOf(end) : kTimeMax;

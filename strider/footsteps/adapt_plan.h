@@ -1,5 +1,6 @@
 // Which keys a change of footsteps reaches, and the times that they get: the reading half of
-// adaptation, for adapt.cpp; nothing else calls it. It may run out of memory, but it changes no key.
+// adaptation, for adapt.cpp; nothing else calls it. It may run out of memory, but it changes no
+// key.
 #pragma once
 
 #include <vector>

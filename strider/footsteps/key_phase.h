@@ -31,14 +31,16 @@ struct LegKeyPhase {
 };
 LegKeyPhase LegKeyPhaseOf(const FootstepTrack& track, int side, TimeValue t);
 
-/// Where a key at `t` goes as the rhythm of `from` becomes that of `to`, the same supports following
-/// each other in both. It keeps its share of the way between the two changes of support around it,
-/// on whole frames; where that way only moved, or lies outside the motion, its distance to the tick.
+/// Where a key at `t` goes as the rhythm of `from` becomes that of `to`, the same supports
+/// following each other in both. It keeps its share of the way between the two changes of support
+/// around it, on whole frames; where that way only moved, or lies outside the motion, its distance
+/// to the tick.
 TimeValue MovedTime(const FootstepTrack& from, const FootstepTrack& to, TimeValue t);
 /// The same for a key of a leg, whose rhythm is its own foot's.
 TimeValue MovedLegTime(const FootstepTrack& from, const FootstepTrack& to, int side, TimeValue t);
 
-/// A key where support changes, or a leg's where its own foot touches or lifts, stays exactly there.
+/// A key where support changes, or a leg's where its own foot touches or lifts, stays exactly
+/// there.
 bool IsAtEvent(const FootstepTrack& track, TimeValue t);
 bool IsAtLegEvent(const FootstepTrack& track, int side, TimeValue t);
 

@@ -120,8 +120,7 @@ void RefitLegs(MotionCore& core, const std::vector<LegFit>& before, const EvalCo
       CoreEvaluate(core, t, context);
       PlaceLimbBase(core, leg);
       const FootPlacement placement = PlacementOfKey(core, side, old);
-      const LimbKey key =
-          RefitLegKey(core, side, old, *fit, placement, placement.pitch, context);
+      const LimbKey key = RefitLegKey(core, side, old, *fit, placement, placement.pitch, context);
       (void)PutKey(core, LimbId(leg), t, key,
                    leg.table.track.times[static_cast<std::size_t>(i)].linkMask);
     }

@@ -104,7 +104,7 @@ std::vector<float> HeightsOf(const MotionCore& core) {
 }
 void Refresh(MotionCore& core, HeightMode mode) {
   const int last = core.body.vertical.track.numKeys - 1;
-  RefreshHeights(core, 0, last, mode, GroundLevel::kTrue, {});
+  RefreshHeights(core, 0, last, mode, GroundLevel::kTrue);
 }
 
 TEST(RefreshHeights, HeightsComeBackFromEitherFraction) {
