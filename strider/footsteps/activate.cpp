@@ -100,6 +100,9 @@ ActivationResult NewFootprintKeys(MotionCore& core, const EvalContext& context,
       if (!MergeMotion(merged, made, range)) return ActivationResult::kOutOfMemory;
       merged.footsteps = made.footsteps;
       merged.endTime = made.endTime;
+      SetFreeForm(merged, false);
+      merged.footstepsPending = false;
+      merged.bodyKeysComputed = true;
       ResetDefaults(merged);
       if (BuildFlights(merged) == kRefused) return ActivationResult::kOutOfMemory;
       made = std::move(merged);

@@ -7,6 +7,7 @@
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/generate.h"
 #include "strider/footsteps/place.h"
+#include "strider/footsteps/pose_sample.h"
 #include "strider/footsteps/support.h"
 #include "tests/core/figure_fixture.h"
 
@@ -18,7 +19,7 @@ inline constexpr TimeValue kFrame = kDynamicsFrame;
 struct Contact {
   int side = 0;
   int touch = 0, lift = 0;
-  Point3 place;
+  Point3 place = {};
   float angle = 0;
 };
 using Contacts = std::vector<Contact>;
@@ -65,36 +66,6 @@ inline Contacts Gait(int steps, int cycle, int ground, float stride, float aside
   return contacts;
 }
 
-/// Calls `use` with the name, the track and whether all records are finite of each body section.
-template <class Use>
-void ForTracks(const MotionCore& core, Use use) {
-  const auto check = [&](const char* name, const auto& table, const auto& isFinite) {
-    use(name, table.track, std::all_of(table.keys.begin(), table.keys.end(), isFinite));
-  };
-  const auto finite = [](const Quat& q) { return IsFinite(Dot(q, q)); };
-  check("horizontal", core.body.horizontal,
-        [](const HorizontalKey& k) { return IsFinite(k.position) && IsFinite(k.balanceFactor); });
-  check("turn", core.body.turn, [&](const TurnKey& k) { return finite(k.rotation); });
-  check("vertical", core.body.vertical, [](const VerticalKey& k) {
-    return IsFinite(k.height) && IsFinite(k.ballisticHeight) && IsFinite(k.rangeFraction) &&
-           IsFinite(k.legFraction) && IsFinite(k.footReach[0]) && IsFinite(k.footReach[1]);
-  });
-  check("pelvis", core.pelvis.table, [&](const PelvisKey& k) { return finite(k.rotation); });
-  check("spine", core.spine.table,
-        [&](const ChainKey& k) { return std::all_of(k.rotation, k.rotation + kMaxLinks, finite); });
-  const auto limb = [&](const LimbKey& k) {
-    return std::all_of(k.jointAngles, k.jointAngles + kNumJointAngles,
-                       [](float a) { return IsFinite(a); }) &&
-           IsFinite(k.bodyTarget) && IsFinite(k.objectTarget) && IsFinite(k.pivotPosition) &&
-           IsFinite(k.joinedPivotPosition) && finite(k.limbRotation) && finite(k.endRotation) &&
-           finite(k.spaceRotation);
-  };
-  check("right leg", core.leg[0].table, limb);
-  check("left leg", core.leg[1].table, limb);
-  check("right arm", core.arm[0].table, limb);
-  check("left arm", core.arm[1].table, limb);
-}
-
 inline std::vector<TimeValue> TimesOf(const KeyTrack& track) {
   std::vector<TimeValue> times;
   for (const KeyTimeRecord& record : track.times) times.push_back(record.time);
@@ -104,6 +75,62 @@ inline std::vector<int> FramesOf(const KeyTrack& track) {
   std::vector<int> frames;
   for (const TimeValue t : TimesOf(track)) frames.push_back(t / kFrame);
   return frames;
+}
+
+/// The tracks that a motion from footsteps keys.
+inline std::vector<const KeyTrack*> MotionTracks(const MotionCore& core) {
+  return {&core.body.horizontal.track, &core.body.turn.track,    &core.body.vertical.track,
+          &core.pelvis.table.track,    &core.spine.table.track,  &core.leg[0].table.track,
+          &core.leg[1].table.track,    &core.arm[0].table.track, &core.arm[1].table.track};
+}
+
+/// Keys of both from `from` to `to` are the same to the last bit, and every track has some.
+inline void ExpectSameKeys(const MotionCore& core, const MotionCore& other,
+                           TimeValue from = kTimeMin, TimeValue to = kTimeMax) {
+  const auto expect = [&](const char* name, const auto& table, const auto& others) {
+    SCOPED_TRACE(name);
+    const auto within = [&](const KeyTrack& track) {
+      std::vector<TimeValue> times = TimesOf(track);
+      std::erase_if(times, [&](TimeValue t) { return t < from || t > to; });
+      return times;
+    };
+    const std::vector<TimeValue> times = within(table.track);
+    EXPECT_FALSE(times.empty());
+    ASSERT_EQ(times, within(others.track));
+    for (const TimeValue t : times) {
+      const int i = KeyAt(table.track, t), k = KeyAt(others.track, t);
+      EXPECT_EQ(table[i], others[k]) << t;
+      EXPECT_EQ(GetTcb(table.track, i, 0), GetTcb(others.track, k, 0)) << t;
+    }
+  };
+  expect("horizontal", core.body.horizontal, other.body.horizontal);
+  expect("turn", core.body.turn, other.body.turn);
+  expect("vertical", core.body.vertical, other.body.vertical);
+  expect("pelvis", core.pelvis.table, other.pelvis.table);
+  expect("spine", core.spine.table, other.spine.table);
+  for (int side = 0; side < 2; ++side) {
+    expect("leg", core.leg[side].table, other.leg[side].table);
+    if (core.structure.arms) expect("arm", core.arm[side].table, other.arm[side].table);
+  }
+}
+
+/// Every foot that carries the figure alone stands on its footstep. Answers the share of them that
+/// the leg reaches flat: a stretched one may be up on its toes.
+inline float ExpectFeetOnFootsteps(MotionCore core) {
+  const FootstepTrack& track = core.footsteps;
+  int stances = 0, stood = 0;
+  for (const SupportPhase& phase : track.phases) {
+    if (!IsMidStance(phase)) continue;
+    const int side = phase.rightLegState == kPlant ? kRight : kLeft;
+    const auto footstep = static_cast<std::size_t>(PhaseFootstep(track, phase, side));
+    const LegSample leg = TakePoseSample(core, RoundToFrame(phase.time, kFrame), {}).leg[side];
+    ++stances;
+    if (leg.reach > 0.997f) continue;
+    ++stood;
+    EXPECT_LT(Distance(leg.underAnkle, track.position[footstep]), 0.01f * core.leg[0].totalLength)
+        << phase.time;
+  }
+  return stances > 0 ? static_cast<float>(stood) / static_cast<float>(stances) : 1;
 }
 
 }  // namespace strider::test
