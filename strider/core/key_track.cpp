@@ -214,6 +214,21 @@ void DeleteKeyTime(KeyTrack& track, int index) {
   MarkDirty(track, index - 1, index);
 }
 
+void CopyKeyRow(KeyTrack& track, int to, const KeyTrack& from, int index) {
+  const auto copyRows = [to, index](auto& table, const auto& source, int width) {
+    std::copy_n(source.begin() + index * width, width, table.begin() + to * width);
+  };
+  copyRows(track.tcb, from.tcb, 1);
+  copyRows(track.tangents, from.tangents, CurveRows(track));
+  copyRows(track.trackTangents, from.trackTangents, TrackCurveRows(track));
+  copyRows(track.linkTcb, from.linkTcb, LinkRows(track));
+  copyRows(track.linkTimes, from.linkTimes, LinkRows(track));
+  track.times[At(to)].flag = from.times[At(index)].flag;
+  track.times[At(to)].selectedLinks = from.times[At(index)].selectedLinks;
+  track.selected.Set(to, from.selected.Get(index));
+  SetLinkMask(track, to, from.times[At(index)].linkMask);
+}
+
 void KeepKeyTimes(KeyTrack& track, const std::vector<int>& kept) {
   KeepRows(track.times, kept, 1);
   KeepRows(track.tcb, kept, 1);

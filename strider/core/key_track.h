@@ -139,6 +139,9 @@ KeySpan SpanFrom(const KeyTrack& track, int left);
 /// room and keeps the key records parallel.
 void InsertKeyTime(KeyTrack& track, int index, TimeValue t);
 void DeleteKeyTime(KeyTrack& track, int index);
+/// Gives the key at `to` all that one of another track of the same form has but its time: shape,
+/// tangents, links, flag and selection.
+void CopyKeyRow(KeyTrack& track, int to, const KeyTrack& from, int index);
 /// Keeps only the keys that `kept` lists in ascending order, in one pass over the tables.
 void KeepKeyTimes(KeyTrack& track, const std::vector<int>& kept);
 /// Moves a key in time. kRefused where it would meet or pass a neighbour.

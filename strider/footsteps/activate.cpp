@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "strider/core/key_edit.h"
 #include "strider/footsteps/flights.h"
@@ -32,44 +33,66 @@ TimeValue NextTouch(const FootstepTrack& track, int footstep) {
   return after < spans.size() ? spans[after].start : kTimeMax;
 }
 
-MergeRange RangeOfNew(const FootstepTrack& track) {
-  int first = 0, last = 0;
-  RangeOfInactive(track, first, last);
-  MergeRange range{SwingStart(track, first), kTimeMax};
-  if (last + 1 < track.numFootsteps) range.to = NextTouch(track, last);
-  return range;
+using MergeRanges = std::vector<MergeRange>;  // in time order, apart from each other
+
+/// One for each run of new footsteps: what lies between two runs stays as it was edited.
+MergeRanges RangesOfNew(const FootstepTrack& track) {
+  MergeRanges ranges;
+  for (int first = 0; first < track.numFootsteps; ++first) {
+    if (track.active.Get(first)) continue;
+    int last = first;
+    while (last + 1 < track.numFootsteps && !track.active.Get(last + 1)) ++last;
+    MergeRange range{SwingStart(track, first), kTimeMax};
+    if (last + 1 < track.numFootsteps) range.to = NextTouch(track, last);
+    // A foot's swing may begin within the run before.
+    while (!ranges.empty() && range.from <= ranges.back().to) {
+      range = {std::min(range.from, ranges.back().from), std::max(range.to, ranges.back().to)};
+      ranges.pop_back();
+    }
+    ranges.push_back(range);
+    first = last;
+  }
+  return ranges;
 }
 
+bool AreIn(const MergeRanges& ranges, TimeValue t) {
+  const auto at = std::partition_point(ranges.begin(), ranges.end(),
+                                       [t](const MergeRange& range) { return range.to < t; });
+  return at != ranges.end() && t > at->from;
+}
+
+/// Puts one table together from two in one pass: a key put in among thousands would move them all.
 template <class Key>
-bool MergeKeys(KeyTable<Key>& into, const KeyTable<Key>& from, const MergeRange& range) {
-  KeyTrack& track = into.track;
-  std::vector<int> kept;
-  for (int i = 0; i < track.numKeys; ++i) {
-    const TimeValue t = into.TimeOf(i);
-    if (t <= range.from || t > range.to) kept.push_back(i);
+bool MergeKeys(KeyTable<Key>& into, const KeyTable<Key>& from, const MergeRanges& ranges) {
+  KeyTable<Key> merged = into;
+  KeepKeys(merged, {});
+  if (ReserveKeys(merged.track, into.track.numKeys + from.track.numKeys) == kRefused) return false;
+  int kept = 0, made = 0;
+  while (true) {
+    while (kept < into.track.numKeys && AreIn(ranges, into.TimeOf(kept))) ++kept;
+    while (made < from.track.numKeys && !AreIn(ranges, from.TimeOf(made))) ++made;
+    const bool more = kept < into.track.numKeys, moreMade = made < from.track.numKeys;
+    if (!more && !moreMade) break;
+    const bool takeMade = !more || (moreMade && from.TimeOf(made) < into.TimeOf(kept));
+    const KeyTable<Key>& source = takeMade ? from : into;
+    const int index = takeMade ? made++ : kept++;
+    if (PutKeyRecord(merged, source.TimeOf(index), source[index]) == kRefused) return false;
+    CopyKeyRow(merged.track, merged.track.numKeys - 1, source.track, index);
   }
-  if (static_cast<int>(kept.size()) < track.numKeys) KeepKeys(into, kept);
-  for (int i = 0; i < from.track.numKeys; ++i) {
-    const TimeValue t = from.TimeOf(i);
-    if (t <= range.from || t > range.to) continue;
-    if (PutKeyRecord(into, t, from[i]) == kRefused) return false;
-    const int index = KeyAt(track, t);
-    const KeyTcb tcb = GetTcb(from.track, i, 0);
-    for (int sub = 0; sub < ShapesPerKey(track); ++sub) (void)SetTcb(track, index, sub, tcb);
-  }
-  MarkDirty(track, 0, track.numKeys - 1);
+  std::swap(into, merged);
+  MarkDirty(into.track, 0, into.track.numKeys - 1);
   return true;
 }
 
-bool MergeMotion(MotionCore& core, const MotionCore& made, const MergeRange& range) {
-  bool good = MergeKeys(core.body.horizontal, made.body.horizontal, range) &&
-              MergeKeys(core.body.turn, made.body.turn, range) &&
-              MergeKeys(core.body.vertical, made.body.vertical, range) &&
-              MergeKeys(core.pelvis.table, made.pelvis.table, range) &&
-              MergeKeys(core.spine.table, made.spine.table, range);
+bool MergeMotion(MotionCore& core, const MotionCore& made, const MergeRanges& ranges) {
+  bool good = MergeKeys(core.body.horizontal, made.body.horizontal, ranges) &&
+              MergeKeys(core.body.turn, made.body.turn, ranges) &&
+              MergeKeys(core.body.vertical, made.body.vertical, ranges) &&
+              MergeKeys(core.pelvis.table, made.pelvis.table, ranges) &&
+              MergeKeys(core.spine.table, made.spine.table, ranges);
   for (int side = 0; side < 2; ++side) {
-    good = good && MergeKeys(core.leg[side].table, made.leg[side].table, range) &&
-           MergeKeys(core.arm[side].table, made.arm[side].table, range);
+    good = good && MergeKeys(core.leg[side].table, made.leg[side].table, ranges) &&
+           MergeKeys(core.arm[side].table, made.arm[side].table, ranges);
   }
   for (int id : {kTurn, kPelvis, kSpine, kRightLeg, kLeftLeg, kRightArm, kLeftArm}) {
     AlignKeys(core, id);
@@ -92,12 +115,12 @@ ActivationResult NewFootprintKeys(MotionCore& core, const EvalContext& context,
   if (!AnyInactive(core.footsteps)) return ActivationResult::kNothingPending;
   try {
     MotionCore made = core;
-    const MergeRange range = RangeOfNew(core.footsteps);
+    const MergeRanges ranges = RangesOfNew(core.footsteps);
     ResetDefaults(made);
     if (GenerateMotion(made, context, options) == kRefused) return ActivationResult::kOutOfMemory;
     if (core.footsteps.active.Any()) {
       MotionCore merged = core;
-      if (!MergeMotion(merged, made, range)) return ActivationResult::kOutOfMemory;
+      if (!MergeMotion(merged, made, ranges)) return ActivationResult::kOutOfMemory;
       merged.footsteps = made.footsteps;
       merged.endTime = made.endTime;
       SetFreeForm(merged, false);

@@ -14,7 +14,8 @@ enum class ActivationResult {
 };
 
 /// Makes the keys that the inactive footsteps imply; all footsteps are active afterwards. New
-/// footsteps at the end leave the motion before them alone; new ones before others are fitted in.
+/// footsteps at the end leave the motion before them alone; each run of new ones before others is
+/// fitted in, from the swing that leads to it to the touch that follows it on its last side.
 [[nodiscard]] ActivationResult NewFootprintKeys(MotionCore& core, const EvalContext& context,
                                                 const GenerateOptions& options = {});
 

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "strider/footsteps/body_height.h"
+
 namespace strider {
 namespace {
 
@@ -70,6 +72,15 @@ int BuildFlights(MotionCore& core) {
     }
   }
   return kDone;
+}
+
+void FollowVerticalKey(MotionCore& core, TimeValue t) {
+  if (core.freeForm || core.footsteps.numFootsteps == 0) return;
+  const int index = KeyAt(core.body.vertical.track, t);
+  if (index >= 0) {
+    RefreshHeights(core, index, index, HeightMode::kReadFractions, GroundLevel::kTrue);
+  }
+  (void)BuildFlights(core);
 }
 
 }  // namespace strider

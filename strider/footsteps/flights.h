@@ -21,4 +21,8 @@ struct FlightSpeeds {
 };
 FlightSpeeds SpeedsOfFlight(TimeValue ticks, float rise, float gravity);
 
+/// In a motion of footsteps a vertical key came, changed or went at `t`: the other forms of its
+/// height follow, and the flights between such keys. Without memory the body keeps to its keys.
+void FollowVerticalKey(MotionCore& core, TimeValue t);
+
 }  // namespace strider

@@ -38,7 +38,6 @@ GaitSettings& StriderMaster::Gaits() {
   return session_.gaits;
 }
 
-/// Says why, where footsteps cannot change now.
 bool StriderMaster::FootstepsCanChange() {
   if (core_->figureMode) {
     Tell(session_.messages, MessageId::kNotInFigureMode);

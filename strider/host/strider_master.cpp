@@ -8,6 +8,7 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "strider/core/limb.h"
+#include "strider/footsteps/flights.h"
 #include "strider/footsteps/rescale.h"
 #include "strider/host/footprint_control.h"
 #include "strider/host/link_controls.h"
@@ -363,7 +364,11 @@ KeyRefusal StriderMaster::PutPelvisKey(TimeValue t, const PelvisKey& key) {
   return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
 }
 KeyRefusal StriderMaster::PutVerticalKey(TimeValue t, const VerticalKey& key) {
-  return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
+  return EditKeys([&](MotionCore& core) {
+    const KeyRefusal refusal = PutKey(core, t, key);
+    if (refusal == KeyRefusal::kNone) FollowVerticalKey(core, t);
+    return refusal;
+  });
 }
 KeyRefusal StriderMaster::PutHorizontalKey(TimeValue t, const HorizontalKey& key) {
   return EditKeys([&](MotionCore& core) { return PutKey(core, t, key); });
@@ -375,7 +380,11 @@ KeyRefusal StriderMaster::PutPropKey(int id, TimeValue t, const PropKey& key) {
   return EditKeys([&](MotionCore& core) { return PutKey(core, id, t, key); });
 }
 KeyRefusal StriderMaster::DeleteKey(int id, TimeValue t) {
-  return EditKeys([&](MotionCore& core) { return DeleteKeyAt(core, id, t); });
+  return EditKeys([&](MotionCore& core) {
+    const KeyRefusal refusal = DeleteKeyAt(core, id, t);
+    if (refusal == KeyRefusal::kNone && id == kVertical) FollowVerticalKey(core, t);
+    return refusal;
+  });
 }
 
 bool StriderMaster::SetIkTarget(int id, NodeHandle node) {

@@ -102,6 +102,8 @@ class StriderMaster final : public IStriderMaster13 {
   bool ScaleFootprints(const FootstepScale& scale) override;
 
   Session& OwnSession() { return session_; }
+  /// Whether footsteps can be placed and changed now; if not, it is told why.
+  bool FootstepsCanChange();
   /// An edit of footsteps that may have their motion. `edit` changes the core and names the first
   /// and last footstep that it changed; its answer is whether it did. The motion follows.
   using FootstepEdit = std::function<bool(MotionCore& core, int& first, int& last)>;
@@ -147,7 +149,6 @@ class StriderMaster final : public IStriderMaster13 {
   template <class Edit>
   KeyRefusal EditKeys(Edit edit);
   GaitSettings& Gaits();
-  bool FootstepsCanChange();
   PlaceResult TellPlacing(const PlaceResult& result);
   int TellAdding(int code);
 
