@@ -19,7 +19,8 @@ std::span<const PoseSample> MeasureRun::FramesWithin(TimeValue first, TimeValue 
       frames.begin(), frames.end(), [first](const PoseSample& pose) { return pose.time < first; });
   const auto end = std::partition_point(
       begin, frames.end(), [last](const PoseSample& pose) { return pose.time <= last; });
-  return {begin, end};
+  // From pointers: the library of em++ makes no span from two of its own iterators here.
+  return {frames.data() + (begin - frames.begin()), static_cast<std::size_t>(end - begin)};
 }
 
 float MeasureRun::AnkleRise(const PoseSample& pose, int side) const {
