@@ -3,7 +3,7 @@
 #include <cmath>
 #include <vector>
 
-#include "exchange/read_number.h"
+#include "strider/base/number_text.h"
 
 namespace strider {
 namespace {

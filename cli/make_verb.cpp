@@ -14,7 +14,7 @@
 #include "exchange/motion_range.h"
 #include "exchange/motion_sheet.h"
 #include "exchange/motion_table.h"
-#include "exchange/whole_file.h"
+#include "strider/base/whole_file.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/bend_scale.h"
 #include "strider/footsteps/place.h"

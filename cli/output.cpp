@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "exchange/whole_file.h"
+#include "strider/base/whole_file.h"
 
 namespace strider {
 

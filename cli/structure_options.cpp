@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "exchange/read_number.h"
+#include "strider/base/number_text.h"
 
 namespace strider {
 namespace {

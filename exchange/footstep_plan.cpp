@@ -9,7 +9,7 @@
 #include <new>
 #include <optional>
 
-#include "exchange/read_number.h"
+#include "strider/base/number_text.h"
 #include "strider/base/trig.h"
 #include "strider/core/footstep_track.h"
 

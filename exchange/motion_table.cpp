@@ -1,22 +1,16 @@
 #include "exchange/motion_table.h"
 
-#include <charconv>
 #include <vector>
 
 #include "exchange/json_values.h"
 #include "exchange/motion_range.h"
-#include "exchange/whole_file.h"
+#include "strider/base/number_text.h"
+#include "strider/base/whole_file.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/node_tree.h"
 
 namespace strider {
 namespace {
-
-template <class Number>
-void Append(std::string& text, Number value) {
-  char digits[32];
-  text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-}
 
 /// A field of a table: in quotes where a separator or a line's end would break it.
 std::string Field(const std::string& text) {
@@ -36,9 +30,9 @@ std::vector<Row> RowsOf(const MotionCore& core) {
   std::vector<Row> rows;
   for (const NodeInfo& node : BuildNodeTree(core)) {
     std::string head = ",";
-    Append(head, node.id);
+    AppendInteger(head, node.id);
     head += ',';
-    Append(head, node.link);
+    AppendInteger(head, node.link);
     rows.push_back({node.id, node.link, head + "," + Field(node.name)});
   }
   return rows;
@@ -51,7 +45,7 @@ void AppendRow(std::string& text, const MotionCore& core, const Row& row) {
   const Quat q = OneOfTwo(RotationOf(world));
   for (const float value : {p.x, p.y, p.z, q.x, q.y, q.z, q.w}) {
     text += ',';
-    Append(text, Plain(value));
+    AppendNumber(text, Plain(value));
   }
   text += '\n';
 }
@@ -71,9 +65,9 @@ bool WriteMotionTable(const MotionCore& core, const EvalContext& context, const 
     const TimeValue t = TimeOfFrame(core, frame);
     CorePose(posed, t, context);
     std::string when;
-    Append(when, frame);
+    AppendInteger(when, frame);
     when += ',';
-    Append(when, static_cast<double>(t) / kTicksPerSecond);
+    AppendNumber(when, static_cast<double>(t) / kTicksPerSecond);
     text.clear();
     for (const Row& row : rows) {
       text += when;

@@ -1,4 +1,4 @@
-#include "exchange/whole_file.h"
+#include "strider/base/whole_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
