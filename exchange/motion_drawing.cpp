@@ -305,38 +305,45 @@ void DrawTopPrint(cairo_t* page, const Footprint& print, const View& view) {
 }
 
 /// The number of a footprint stands behind its heel, where neither the path nor the next foot is as
-/// long as both go straight on; else at its outer side, before its toes, or on the inside.
+/// long as both go straight on; else at its outer side, before its toes, on the inside, or further
+/// off.
 void DrawTopNumber(const Footprint& print, const View& view, Labels& labels) {
-  constexpr double kRoom = 6;
-  const double room = kRoom / view.scale, aside = print.side == 1 ? 1 : -1;
-  const PagePoint places[] = {
-      Project(view, OnSole(print, -print.heel - room, 0)),
-      Project(view, OnSole(print, 0, aside * (print.half + room))),
-      Project(view, OnSole(print, print.toe + 0.9 * print.half + room, 0)),
-      Project(view, OnSole(print, 0, -aside * (print.half + room))),
-  };
   constexpr double kBaseLine = 2.5;  // under the middle of a number
   const std::string number = std::to_string(print.index);
-  for (const PagePoint& p : places) {
-    if (labels.DrawClear(p.x, p.y + kBaseLine, number)) return;
+  const double aside = print.side == 1 ? 1 : -1;
+  const auto draw = [&](double ahead, double left, bool clear) {
+    const PagePoint p = Project(view, OnSole(print, ahead, left));
+    return clear ? labels.DrawClear(p.x, p.y + kBaseLine, number)
+                 : labels.Draw(p.x, p.y + kBaseLine, number);
+  };
+  constexpr double kRoom = 6, kMoreRoom = 10;
+  for (const double points : {kRoom, kMoreRoom}) {
+    const double room = points / view.scale, beside = aside * (print.half + room);
+    if (draw(-print.heel - room, 0, true) || draw(0, beside, true) ||
+        draw(print.toe + 0.9 * print.half + room, 0, true) || draw(0, -beside, true)) {
+      return;
+    }
   }
-  (void)labels.Draw(places[0].x, places[0].y + kBaseLine, number);
+  (void)draw(-print.heel - kRoom / view.scale, 0, false);
 }
 
 }  // namespace
 
-void DrawTopPrints(cairo_t* page, const std::vector<const Footprint*>& prints,
-                   const std::vector<const Strip*>& strips, const View& view) {
+void DrawTopPrints(cairo_t* page, const std::vector<const Footprint*>& prints, const View& view) {
+  for (const Footprint* print : prints) DrawTopPrint(page, *print, view);
+}
+
+void DrawTopNumbers(cairo_t* page, const std::vector<const Footprint*>& prints,
+                    const std::vector<const Strip*>& strips, const View& view) {
   SetFont(page, 6.5);
   Labels numbers(page);
   for (const Footprint* print : prints) {
-    DrawTopPrint(page, *print, view);
     for (const double ahead : {0.75 * print->half - print->heel, print->toe - print->half}) {
       numbers.Avoid(Project(view, OnSole(*print, ahead, 0)), 0.9 * view.scale * print->half);
     }
   }
   for (const Strip* strip : strips) {
-    for (const Point3& place : strip->path) numbers.Avoid(Project(view, place), 0.5);
+    for (const Point3& place : strip->path) numbers.Avoid(Project(view, place), 1.5);
   }
   for (const Footprint* print : prints) {
     SetInk(page, Darker(InkOfSide(print->side), 0.45));

@@ -53,9 +53,10 @@ void DrawStrip(cairo_t* page, const Strip& strip, const std::vector<const Footpr
 /// The path and the footprints from above, without the figures.
 void CoverPlan(Bounds& bounds, const Strip& strip, const std::vector<const Footprint*>& prints,
                const View& view);
-/// The footprints with their numbers, which keep clear of the strips' paths where they can.
-void DrawTopPrints(cairo_t* page, const std::vector<const Footprint*>& prints,
-                   const std::vector<const Strip*>& strips, const View& view);
+void DrawTopPrints(cairo_t* page, const std::vector<const Footprint*>& prints, const View& view);
+/// The footprints' numbers, clear of footprints and the strips' paths where they can be.
+void DrawTopNumbers(cairo_t* page, const std::vector<const Footprint*>& prints,
+                    const std::vector<const Strip*>& strips, const View& view);
 void DrawTopPath(cairo_t* page, const Strip& strip, const View& view);
 
 void DrawSpot(cairo_t* page, const PagePoint& p, double radius, const Ink& ink);

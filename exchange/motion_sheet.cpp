@@ -244,7 +244,8 @@ void DrawStripLayout(cairo_t* page, const Layout& layout, const StripLayout& her
   top.pageX = side.pageX;
   top.pageY = here.y + kStripAbove + scale * here.side.Height() + kStripBelow + kPlanRoom -
               scale * here.plan.top;
-  DrawTopPrints(page, here.prints, {here.strip}, top);
+  DrawTopPrints(page, here.prints, top);
+  DrawTopNumbers(page, here.prints, {here.strip}, top);
   DrawTopPath(page, *here.strip, top);
 }
 
@@ -275,7 +276,9 @@ bool MotionSheet(const MotionCore& core, const EvalContext& context, std::string
   for (const Footprint& print : prints) all.push_back(&print);
   std::vector<const Strip*> strips;
   for (const Strip& strip : shots.strips) strips.push_back(&strip);
-  DrawTopPrints(page, all, strips, whole);
+  DrawTopPrints(page, all, whole);
+  // Where the whole is too small to be read, numbers stand in the strips' own views alone.
+  if (!layout.plansInStrips) DrawTopNumbers(page, all, strips, whole);
   for (const Strip& strip : shots.strips) DrawTopPath(page, strip, whole);
   DrawScaleBar(page, kWidth - kMargin - 90, layout.timeY - 14, whole.scale, 90);
   DrawTimeLine(page, core, shots, prints, layout.timeY);

@@ -219,23 +219,22 @@ bool AreCrowded(const MotionShots& shots, const Samples& samples, double height)
   return advance < needed && (count <= 2 || advance < 0.3 * height * count);
 }
 
-/// Frames of a strip at which its figure is drawn, the last one always among them: it takes the
-/// place of one that it would hide.
+/// Frames of a strip at which its figure is drawn, none over another: the last one, which is always
+/// among them, takes the place of one that it would hide.
 std::vector<std::int64_t> ChooseFrames(const Strip& strip, const Samples& samples,
                                        std::int64_t every, double leastMove, double leastApart) {
   std::vector<std::int64_t> frames;
-  const auto apart = [&](std::int64_t a, std::int64_t b) {
-    return std::fabs(Dot(samples.Of(b).centre - samples.Of(a).centre, strip.along));
+  const auto hides = [&](std::int64_t a, std::int64_t b) {
+    const Point3 way = samples.Of(b).centre - samples.Of(a).centre;
+    return std::hypot(Dot(way, strip.along), way.z) < leastApart ||
+           Moved(samples.Of(a), samples.Of(b)) < leastMove;
   };
   for (std::int64_t f = strip.first; f <= strip.last; ++f) {
     const bool isTurn = (f - strip.first) % every == 0 && strip.last - f >= every / 2;
     if (f != strip.last && !isTurn) continue;
-    if (!frames.empty()) {
-      const std::int64_t before = frames.back();
-      const bool alike = Moved(samples.Of(before), samples.Of(f)) < leastMove;
-      if (alike && f != strip.last) continue;
-      const bool hidden = f == strip.last && apart(before, f) < leastApart;
-      if ((alike || hidden) && frames.size() > 1) frames.pop_back();
+    if (!frames.empty() && hides(frames.back(), f)) {
+      if (f != strip.last) continue;
+      if (frames.size() > 1) frames.pop_back();
     }
     frames.push_back(f);
   }
