@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -59,7 +60,8 @@ std::string Reason(const PlaceResult& result) {
       return "the time on both feet (--air) must be less than half the time on the ground "
              "(--ground), also at the end of --interpolate-to";
     case PlaceStatus::kNeverInTheAir:
-      return "a run must be in the air (--air) for a frame at least";
+      return "a run must be in the air for a frame at least: give it a longer --cycle or, with "
+             "--no-auto-timing, a longer --air";
     case PlaceStatus::kDoesNotFit: return which + "does not fit: its time is taken";
     case PlaceStatus::kTooLate:
       return which + "ends too late: footsteps must end before " +
@@ -140,7 +142,7 @@ bool PlacePlan(Made& made, const MakeOptions& options, const std::string& path) 
   }
   std::vector<PlannedFootstep> plan;
   std::string cause;
-  if (!ReadFootstepPlan(path, settings, plan, cause)) return made.Refuse(path + ": " + cause);
+  if (!ReadFootstepPlan(path, settings, plan, cause)) return made.Refuse(Named(path) + cause);
   std::vector<NewFootstep> footsteps;
   footsteps.reserve(plan.size());
   for (const PlannedFootstep& step : plan) {
@@ -148,7 +150,7 @@ bool PlacePlan(Made& made, const MakeOptions& options, const std::string& path) 
         {step.side, step.start, step.duration, CoreFromHost(step.place), step.heading});
   }
   const PlaceResult result = PlaceFootsteps(made.core, footsteps);
-  if (!result.Done()) return made.Refuse(path + ": " + Reason(result));
+  if (!result.Done()) return made.Refuse(Named(path) + Reason(result));
   made.readouts = Format("footsteps: %d\n", result.placed);
   return true;
 }
@@ -220,8 +222,15 @@ bool WriteMotion(const MotionCore& core, const std::string& output, std::string&
       progress.Tell(n, all);
     });
   }
-  if (!done) refusal = output + ": " + cause;
+  if (!done) refusal = Named(output) + cause;
   return done;
+}
+
+/// A plan is the user's own work: a slip of the keys must not put the table in its place.
+bool WouldReplacePlan(const Arguments& arguments) {
+  std::error_code neither;  // where one of the two is not there
+  return arguments.words.plan &&
+         std::filesystem::equivalent(*arguments.words.plan, arguments.output, neither);
 }
 
 ExitStatus Run(const Arguments& arguments) {
@@ -233,6 +242,7 @@ ExitStatus Run(const Arguments& arguments) {
   const std::string& output = arguments.output;
   const std::string format = ExtensionOf(output);
   if (format != "csv" && format != "png") return RefuseFormat(kName, output, {".csv", ".png"});
+  if (WouldReplacePlan(arguments)) return Refuse(kName, Named(output) + "is the plan itself");
 
   Made made;
   if (!MakeMotion(made, structure, options, arguments.words)) return Refuse(kName, made.refusal);

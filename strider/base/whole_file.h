@@ -31,7 +31,8 @@ class WholeFile {
   void Discard();
 
   int file_ = -1, error_ = 0;
-  std::string target_, temporary_, buffer_;
+  std::string target_, buffer_;
+  std::string temporary_;  // empty while the file has no name
 };
 
 /// Puts `bytes` under `path` through a WholeFile. True if done; else `cause` says why not.
