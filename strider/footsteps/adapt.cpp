@@ -270,6 +270,8 @@ void MoveHeights(Adaptation& a) {
     VerticalKey key = table[move.key];
     const BodyHeight is = HeightAt(a, key, move.is);
     if (is.height == move.was.height && is.base == move.was.base) continue;
+    // The share that the key has now: since it was noted in the key, hips may have been moved by
+    // hand, which must not ask the height to move as well.
     const float oldRange = move.was.height - move.was.base, range = is.height - is.base;
     const float share = oldRange > 0 ? (key.height - move.was.base) / oldRange : 1;
     key.height = is.base + share * range;

@@ -146,6 +146,28 @@ void SnapKeysToFrames(Generation& g) {
   SnapKeys(core.body.vertical, frame);
 }
 
+void TouchAnew(Generation& g) {
+  const FootstepTrack& track = g.core.footsteps;
+  const TimeValue frame = g.core.ticksPerFrame;
+  for (int side = 0; side < 2; ++side) {
+    KeyTable<LimbKey>& table = g.core.leg[side].table;
+    const std::vector<FootstepSpan>& spans = track.spans[side];
+    for (std::size_t k = 1; k < spans.size(); ++k) {
+      if (spans[k - 1].Lift() != spans[k].start) continue;
+      const TimeValue t = RoundToFrame(spans[k].start, frame);
+      // Until the frame before it stands where it stood.
+      const TimeValue before = Later(t, -std::int64_t{frame});
+      if (before > spans[k - 1].start) MakeLegKey(g, side, before, kPlant);
+      const int index = KeyAt(table.track, t);
+      if (index >= 0) {  // the other foot's event made it, and took this one to stand on
+        table.keys[static_cast<std::size_t>(index)].keyState = kTouch;
+      } else {
+        MakeLegKey(g, side, t, kTouch);
+      }
+    }
+  }
+}
+
 void FillStances(Generation& g) {
   MotionCore& core = g.core;
   const TimeValue frame = core.ticksPerFrame;

@@ -62,7 +62,7 @@ TEST(AdaptMotion, GivesWhatGenerationWouldMake) {
            for (FootstepSpan& span : spans) span.start += 10 * kDynamicsFrame;
          }
        },
-       0.005f},
+       1e-4f},
       {"the last longer on the ground", 11, 11,
        [](FootstepTrack& t) { SpanOf(t, 11)->duration += 6 * kDynamicsFrame; }, 0.05f},
   };

@@ -107,6 +107,21 @@ TEST(GenerateMotion, KeysARunsHeightWhereItLeavesAndMeetsTheGround) {
   }
 }
 
+TEST(GenerateMotion, AFootThatTouchesAsItLiftsStandsOnEachFootstepInItsTime) {
+  const Contacts oneLeg = {{R, 0, 20, {}}, {R, 20, 40, {8, 0, 0}}, {R, 40, 60, {16, 0, 0}}};
+  Contacts besideAStance = oneLeg, besideATouch = oneLeg;
+  besideAStance.push_back({L, 0, 60, {8, 0, -6}});
+  besideATouch.push_back({L, 20, 60, {8, 0, -6}});
+  for (const Contacts& contacts : {oneLeg, besideAStance, besideATouch}) {
+    MotionCore core = Generated(contacts);
+    CheckMotion(core);
+    for (const int frame : {1, 10, 19, 20, 30, 39, 40, 50}) {
+      const Point3 foot = TakePoseSample(core, frame * kFrame, {}).leg[R].underAnkle;
+      EXPECT_NEAR(foot.x, 8.0f * static_cast<float>(frame / 20), 0.1f) << frame;
+    }
+  }
+}
+
 TEST(GenerateMotion, FliesOnlyUnderTheFiguresOwnDynamics) {
   for (const int dynamicsType : {0, 1}) {
     Structure structure;
