@@ -6,10 +6,8 @@
 
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/footstep_edit.h"
-#include "strider/footsteps/motion_measures.h"
-#include "strider/footsteps/rescale.h"
 #include "strider/footsteps/sample_motions.h"
-#include "tests/core/figure_fixture.h"
+#include "tests/footsteps/contact_fixture.h"
 
 namespace strider {
 namespace {
@@ -21,23 +19,6 @@ AdaptResult Adapt(MotionCore& core, int first, int last, const Edit& edit,
   const FootstepTrack before = core.footsteps;
   edit(core.footsteps);
   return AdaptMotion(core, before, first, last, locks, {});
-}
-
-/// Largest distance of any joint of the legs and the body over both motions.
-float Apart(MotionCore a, MotionCore b) {
-  float apart = 0;
-  for (TimeValue t = 0; t <= a.endTime; t += kDynamicsFrame / 2) {
-    CorePose(a, t, {});
-    CorePose(b, t, {});
-    apart = std::max(apart, test::Distance(a.body.bodyPosition, b.body.bodyPosition));
-    for (int side = 0; side < 2; ++side) {
-      for (int k = 0; k < 3; ++k) {
-        apart = std::max(
-            apart, test::Distance(a.leg[side].frame[k].Origin(), b.leg[side].frame[k].Origin()));
-      }
-    }
-  }
-  return apart;
 }
 
 TEST(AdaptMotion, GivesWhatGenerationWouldMake) {
@@ -74,7 +55,7 @@ TEST(AdaptMotion, GivesWhatGenerationWouldMake) {
       row.edit(made.footsteps);
       ASSERT_EQ(NewFootprintKeys(made, {}), ActivationResult::kDone);
       const float leg = made.leg[kRight].totalLength;
-      EXPECT_LT(Apart(adapted, made) / leg, row.bound);
+      EXPECT_LT(test::Apart(adapted, made) / leg, row.bound);
       EXPECT_TRUE(CheckFootsteps(adapted.footsteps));
       for (int id : {kRightLeg, kLeftLeg, kVertical, kHorizontal, kTurn, kSpine}) {
         EXPECT_TRUE(CheckTrack(*FindTrack(adapted, id))) << id;
@@ -144,24 +125,6 @@ TEST(AdaptMotion, RebuildsWhereSupportsNoLongerFollowEachOther) {
   EXPECT_EQ(Adapt(core, 0, 0, removeAllButOne), AdaptResult::kRebuilt);
   EXPECT_TRUE(core.freeForm);
   EXPECT_EQ(core.footsteps.numFootsteps, 0);
-}
-
-TEST(SetHeightOfMotion, GrowsTheWholeMotionOrKeepsTheFootsteps) {
-  for (const bool scaleStrides : {true, false}) {
-    const MotionCore small = MakeSample(SampleMotion::kWalk, 80);
-    MotionCore grown = small;
-    const float factor = 1.1f;
-    ASSERT_EQ(SetHeightOfMotion(grown, 88, scaleStrides, {}), kDone);
-    EXPECT_NEAR(grown.body.gravAccel, small.body.gravAccel * factor, 1e-4f);
-    const Point3 fixed = small.footsteps.position[0];
-    for (std::size_t i = 0; i < 12; ++i) {
-      const Point3 step = small.footsteps.position[i] - fixed;
-      const Point3 wanted = fixed + (scaleStrides ? factor : 1.0f) * step;
-      EXPECT_LT(test::Distance(grown.footsteps.position[i], wanted), 1e-2f) << i;
-    }
-    const MotionMeasures measures = MeasureMotion(grown, {});
-    EXPECT_LT(measures.footprintDistance.high, 1) << scaleStrides;
-  }
 }
 
 }  // namespace
