@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "strider/core/limb_keys.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/sample_motions.h"
@@ -73,6 +74,90 @@ TEST(AdaptMotion, KeepsWhatWasEditedByHand) {
   MarkDirty(path.track, key, key);
   ASSERT_EQ(Adapt(core, 6, 6, [](FootstepTrack& t) { t.position[6].x += 2; }), AdaptResult::kDone);
   EXPECT_NEAR(path[key].position.z - was.z, 1.5f, 1e-3f);
+}
+
+// --- Free-form in the middle of a walk ----------------------------------------------------------
+
+/// Both feet are off from frame 102 to 120; footstep 4 opens free-form up to frame 119.
+MotionCore WithFreeForm() {
+  MotionCore core = test::WithContacts(test::Gait(6, 60, 12, 15, 3));
+  EXPECT_EQ(SetFreeFormAfter(core.footsteps, 4, true), kDone);
+  EXPECT_EQ(core.footsteps.freeFormStart[4], 102 * kDynamicsFrame);
+  EXPECT_EQ(core.footsteps.freeFormEnd[4], 119 * kDynamicsFrame);
+  return core;
+}
+
+TEST(AdaptMotion, GoesAroundFreeFormAsGenerationDoes) {
+  const struct {
+    const char* what;
+    int first, last;
+    Edit edit;
+  } rows[] = {
+      {"the one that opens it", 4, 4, [](FootstepTrack& t) { t.position[4].x += 2; }},
+      {"the one that ends it", 5, 5,
+       [](FootstepTrack& t) {
+         t.position[5] += Point3{3, 1, 1};
+       }},
+      {"far before it", 1, 1, [](FootstepTrack& t) { t.position[1].z -= 1; }},
+      {"all later", 0, 7,
+       [](FootstepTrack& t) {
+         for (auto& spans : t.spans) {
+           for (FootstepSpan& span : spans) span.start += 7 * kDynamicsFrame;
+         }
+       }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    MotionCore adapted = WithFreeForm(), made = adapted;
+    ASSERT_EQ(NewFootprintKeys(adapted, {}), ActivationResult::kDone);
+    ASSERT_EQ(Adapt(adapted, row.first, row.last, row.edit), AdaptResult::kDone);
+    row.edit(made.footsteps);
+    RefreshFreeFormIntervals(made.footsteps);
+    ASSERT_EQ(NewFootprintKeys(made, {}), ActivationResult::kDone);
+    EXPECT_EQ(adapted.footsteps.freeFormStart, made.footsteps.freeFormStart);
+    EXPECT_LT(test::Apart(adapted, made) / made.leg[kRight].totalLength, 2e-3f);
+    test::ExpectFeetOnFootsteps(adapted);
+  }
+}
+
+TEST(AdaptMotion, KeysInFreeFormGoAlongUnlessLocked) {
+  const TimeValue t = 110 * kDynamicsFrame;
+  MotionCore made = WithFreeForm();
+  ASSERT_EQ(NewFootprintKeys(made, {}), ActivationResult::kDone);
+  LimbRecord& left = made.leg[kLeft];
+  CorePose(made, t, {});
+  ASSERT_EQ(PutKey(made, kLeftLeg, t, CurrentLimbKey(made, left, kPlantedKey)), KeyRefusal::kNone);
+  const auto keyAt = [](const MotionCore& core, TimeValue at) {
+    const KeyTable<LimbKey>& table = core.leg[kLeft].table;
+    return KeyAt(table.track, at);
+  };
+  const auto ankle = [](MotionCore core, TimeValue at) {
+    CorePose(core, at, {});
+    return core.leg[kLeft].frame[2].Origin();
+  };
+  const auto all = [](FootstepTrack& track) {
+    for (Point3& place : track.position) place += Point3{4, 0, 2};
+  };
+  for (const bool locked : {false, true}) {
+    MotionCore core = made;
+    ASSERT_EQ(Adapt(core, 0, 7, all, {.freeform = locked}), AdaptResult::kDone);
+    const int is = keyAt(core, t), was = keyAt(made, t);
+    const LimbKey &now = core.leg[kLeft].table[is], &old = made.leg[kLeft].table[was];
+    EXPECT_EQ(now.objectTarget == old.objectTarget && now.limbRotation == old.limbRotation, locked);
+    const Point3 moved = locked ? Point3{} : Point3{4, 0, 2};  // it is held in the world
+    EXPECT_LT(test::Distance(ankle(core, t), ankle(made, t) + moved), 0.01f);
+  }
+
+  // The interval from 102 to 119 becomes one to 136: 8 of 17 frames are now 16 of 34.
+  const Edit longer = [](FootstepTrack& track) {
+    for (int i = 5; i < 8; ++i) SpanOf(track, i)->start += 17 * kDynamicsFrame;
+  };
+  MotionCore core = made, timed = made;
+  ASSERT_EQ(Adapt(core, 5, 7, longer), AdaptResult::kDone);
+  EXPECT_GE(keyAt(core, 118 * kDynamicsFrame), 0);
+  EXPECT_EQ(keyAt(core, t), -1);
+  ASSERT_EQ(Adapt(timed, 5, 7, longer, {.time = true}), AdaptResult::kDone);
+  EXPECT_EQ(test::TimesOf(timed.leg[kLeft].table.track), test::TimesOf(left.table.track));
 }
 
 TEST(AdaptMotion, LeavesLockedPartsAlone) {

@@ -159,6 +159,9 @@ TEST(GenerateMotion, LeavesFreeFormToItself) {
     EXPECT_EQ(keysInside(*track), 0);
   }
   EXPECT_EQ(keysInside(core.body.horizontal.track), 1);
+  for (const TimeValue t : {start, end + kFrame}) {  // contacts border it
+    EXPECT_GE(std::max(KeyAt(core.leg[R].table.track, t), KeyAt(core.leg[L].table.track, t)), 0);
+  }
   float x = -1e9f;
   for (TimeValue t = start + kFrame; t < end; t += kFrame) {
     test::Evaluate(core, t);
