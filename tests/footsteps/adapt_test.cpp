@@ -148,16 +148,21 @@ TEST(AdaptMotion, KeysInFreeFormGoAlongUnlessLocked) {
     EXPECT_LT(test::Distance(ankle(core, t), ankle(made, t) + moved), 0.01f);
   }
 
-  // The interval from 102 to 119 becomes one to 136: 8 of 17 frames are now 16 of 34.
-  const Edit longer = [](FootstepTrack& track) {
-    for (int i = 5; i < 8; ++i) SpanOf(track, i)->start += 17 * kDynamicsFrame;
+  // Of 17 frames of the interval 8 lie before the key: 16 of 34, and 3.3 of 7.
+  const auto later = [](int frames) {
+    return [frames](FootstepTrack& track) {
+      for (int i = 5; i < 8; ++i) SpanOf(track, i)->start += frames * kDynamicsFrame;
+    };
   };
-  MotionCore core = made, timed = made;
-  ASSERT_EQ(Adapt(core, 5, 7, longer), AdaptResult::kDone);
-  EXPECT_GE(keyAt(core, 118 * kDynamicsFrame), 0);
-  EXPECT_EQ(keyAt(core, t), -1);
-  ASSERT_EQ(Adapt(timed, 5, 7, longer, {.time = true}), AdaptResult::kDone);
-  EXPECT_EQ(test::TimesOf(timed.leg[kLeft].table.track), test::TimesOf(left.table.track));
+  const struct { int frames, key; } rows[] = {{17, 118}, {-10, 105}};
+  for (const auto& row : rows) {
+    MotionCore core = made, timed = made;
+    ASSERT_EQ(Adapt(core, 5, 7, later(row.frames)), AdaptResult::kDone);
+    EXPECT_GE(keyAt(core, row.key * kDynamicsFrame), 0) << row.frames;
+    EXPECT_EQ(keyAt(core, t), -1);
+    ASSERT_EQ(Adapt(timed, 5, 7, later(row.frames), {.time = true}), AdaptResult::kDone);
+    EXPECT_EQ(test::TimesOf(timed.leg[kLeft].table.track), test::TimesOf(left.table.track));
+  }
 }
 
 TEST(AdaptMotion, LeavesLockedPartsAlone) {
