@@ -171,7 +171,7 @@ void TouchAnew(Generation& g) {
 void FillStances(Generation& g) {
   MotionCore& core = g.core;
   const TimeValue frame = core.ticksPerFrame;
-  const TimeValue first = FirstFootstepTime(core.footsteps);
+  const TimeValue first = RoundToFrame(FirstFootstepTime(core.footsteps), frame);
   for (int side = 0; side < 2; ++side) {
     const KeyTable<LimbKey>& table = core.leg[side].table;
     for (int i = 0; i + 1 < table.track.numKeys; ++i) {
@@ -193,8 +193,38 @@ void FillStances(Generation& g) {
   }
 }
 
+namespace {
+
+/// The contact of `side` that a key at `t`, a whole frame, was made for; `t` itself if there is
+/// none. Where both ends of contacts round to that frame, a touch means the start.
+TimeValue ContactNear(const FootstepTrack& track, int side, TimeValue t, int state) {
+  const std::vector<FootstepSpan>& spans = track.spans[side];
+  const TimeValue frame = track.ticksPerFrame;
+  const auto after =
+      std::upper_bound(spans.begin(), spans.end(), Later(t, frame / 2),
+                       [](TimeValue time, const FootstepSpan& s) { return time < s.start; });
+  TimeValue touch = t, lift = t;
+  for (auto span = after; span != spans.begin() && after - span < 2;) {
+    --span;
+    if (touch == t && RoundToFrame(span->start, frame) == t) touch = span->start;
+    if (lift == t && RoundToFrame(span->Lift(), frame) == t) lift = span->Lift();
+  }
+  const bool isTouch = touch != t && (state == kTouch || lift == t);
+  return isTouch ? touch : lift;
+}
+
+}  // namespace
+
+TimeValue MomentOfLegKey(const FootstepTrack& track, int side, TimeValue t, int state) {
+  if (IsEventState(FootstepLegState(track, side, t))) return t;
+  const TimeValue own = ContactNear(track, side, t, state);
+  if (own != t || IsEventState(FootstepLegState(track, 1 - side, t))) return own;
+  return ContactNear(track, 1 - side, t, kPlant);
+}
+
 LegPhase LegPhaseAt(const FootstepTrack& track, int side, TimeValue t, int state) {
   LegPhase phase;
+  t = MomentOfLegKey(track, side, t, state);
   phase.time = t;
   phase.state = state;
   phase.otherState = FootstepLegState(track, 1 - side, t);

@@ -204,6 +204,33 @@ TEST(AdaptMotion, LeavesLockedPartsAlone) {
   }
 }
 
+TEST(AdaptMotion, TakesKeysFromBeforeTheFirstFootstepAlong) {
+  MotionCore core = MakeSampleFootsteps(SampleMotion::kWalk, 80);
+  for (auto& spans : core.footsteps.spans) {
+    for (FootstepSpan& span : spans) span.start += 20 * kDynamicsFrame;
+  }
+  ASSERT_EQ(NewFootprintKeys(core, {}), ActivationResult::kDone);
+  const TimeValue early = 5 * kDynamicsFrame;
+  for (const int side : {kRight, kLeft}) {
+    CorePose(core, early, {});
+    LimbRecord& leg = core.leg[side];
+    ASSERT_EQ(PutKey(core, LimbId(leg), early, CurrentLimbKey(core, leg, kFreeKey)),
+              KeyRefusal::kNone);
+  }
+  MotionCore moved = core;
+  const Point3 by{3, 0, 1};
+  const Edit edit = [&](FootstepTrack& t) {
+    for (Point3& place : t.position) place += by;
+  };
+  ASSERT_EQ(Adapt(moved, 0, 11, edit), AdaptResult::kDone);
+  CorePose(core, early, {});
+  CorePose(moved, early, {});
+  for (const int side : {kRight, kLeft}) {
+    const Point3 was = core.leg[side].frame[2].Origin();
+    EXPECT_LT(test::Distance(moved.leg[side].frame[2].Origin(), was + by), 0.01f);
+  }
+}
+
 TEST(AdaptMotion, RebuildsWhereSupportsNoLongerFollowEachOther) {
   MotionCore core = MakeSample(SampleMotion::kWalk, 80);
   const Edit remove = [](FootstepTrack& t) { ASSERT_EQ(DeleteFootstep(t, 11), kDone); };

@@ -1,5 +1,6 @@
 #include "strider/footsteps/generate.h"
 
+#include "strider/footsteps/sample_motions.h"
 #include "tests/footsteps/contact_fixture.h"
 
 namespace strider {
@@ -169,6 +170,22 @@ TEST(GenerateMotion, LeavesFreeFormToItself) {
     EXPECT_EQ(core.body.bodyPosition.y, core.body.keyedHeight);
     EXPECT_EQ(core.body.supportState, -1);
     x = core.body.bodyPosition.x;
+  }
+}
+
+// Keys stand on whole frames whatever the footsteps do. A foot that touches a tick after its key is
+// on its footstep all the same.
+TEST(GenerateMotion, ATickOffTheFramesMakesHardlyADifference) {
+  for (const SampleMotionInfo& info : SampleMotions()) {
+    SCOPED_TRACE(info.name);
+    const MotionCore whole = MakeSample(info.sample, 80);
+    MotionCore off = MakeSampleFootsteps(info.sample, 80);
+    for (auto& spans : off.footsteps.spans) {
+      for (FootstepSpan& span : spans) ++span.start;
+    }
+    ASSERT_EQ(GenerateMotion(off, {}), kDone);
+    CheckMotion(off);
+    EXPECT_LT(test::Apart(whole, off), 0.002f * whole.leg[R].totalLength);
   }
 }
 
