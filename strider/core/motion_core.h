@@ -13,6 +13,7 @@
 #include "strider/core/key_records.h"
 #include "strider/core/key_table.h"
 #include "strider/core/structure.h"
+#include "strider/core/twist_pose.h"
 
 namespace strider {
 
@@ -271,6 +272,9 @@ struct MotionCore {
   std::vector<XtraChain> xtras;
   HeadRecord head;
   PropRecord props[3];
+  // What upper arms and thighs read; at most kMaxTwistPoses each.
+  std::vector<TwistPose> armTwistPoses = DefaultArmTwistPoses();
+  std::vector<TwistPose> legTwistPoses = DefaultLegTwistPoses();
   FootstepTrack footsteps;
 };
 
