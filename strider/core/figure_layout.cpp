@@ -289,19 +289,23 @@ float SumOfLengths(const MotionCore& core) {
   return static_cast<float>(sum);
 }
 
+void RefreshFootstepMeasures(MotionCore& core) {
+  FootstepTrack& footsteps = core.footsteps;
+  footsteps.scaleAnkleHeight = AnkleSize(core);
+  footsteps.scaleFigureHeight = core.structure.height;
+  footsteps.scaleLegLength = core.leg[kRight].totalLength;
+  footsteps.scaleHipWidth = core.pelvis.hipOffset;
+}
+
 void RefreshBodyLaws(MotionCore& core) {
   core.figureScale = FigureScale(core.structure.height, core.structure.neckLinks);
   core.body.gravAccel = kGravityPerScale * core.figureScale;
   for (LimbRecord& leg : core.leg) {
     leg.totalLength = leg.upperLength + leg.lowerLength + (leg.hasFourLinks ? leg.endLength : 0);
   }
-  FootstepTrack& footsteps = core.footsteps;
-  footsteps.scaleAnkleHeight = AnkleSize(core);
-  footsteps.scaleFigureHeight = core.structure.height;
-  footsteps.scaleLegLength = core.leg[kRight].totalLength;
-  footsteps.scaleHipWidth = core.pelvis.hipOffset;
-  footsteps.gravity = core.body.gravAccel;
-  footsteps.ticksPerFrame = core.ticksPerFrame;
+  core.footsteps.gravity = core.body.gravAccel;
+  core.footsteps.ticksPerFrame = core.ticksPerFrame;
+  RefreshFootstepMeasures(core);
 }
 
 float FigureScale(float height, int neckLinks) {

@@ -26,6 +26,8 @@ float CoreFigureHeight(const MotionCore& core);
 
 /// Spine, its base, neck, head, the smaller leg, the smaller foot.
 float SumOfLengths(const MotionCore& core);
+/// Notes the figure's measures with the footsteps, which are then taken to fit it.
+void RefreshFootstepMeasures(MotionCore& core);
 /// Makes what the laws of motion and the footsteps keep of a figure's size follow its dimensions.
 void RefreshBodyLaws(MotionCore& core);
 

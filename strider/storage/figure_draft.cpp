@@ -94,7 +94,10 @@ void CountLinks(const FigureDraft& draft, Structure& s) {
   s.toeLinks = MostLinks(draft.leg[kRight].toes);
   if (s.arms) {
     s.fingers = static_cast<int>(draft.arm[kRight].fingers.size());
-    if (s.fingers > 0) s.fingerLinks = MostLinks(draft.arm[kRight].fingers);
+    const int most = MostLinks(draft.arm[kRight].fingers);
+    // A hand of one short thumb shows one link fewer than it was asked for.
+    const bool onlyThumb = s.shortThumb && s.fingers == 1 && s.fingerLinks == most + 1;
+    if (s.fingers > 0 && !onlyThumb) s.fingerLinks = most;
   }
   const bool told = draft.ankleAttach >= 0 && draft.ankleAttach <= 1;
   s.ankleAttach = told ? draft.ankleAttach : Structure{}.ankleAttach;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "strider/core/figure_layout.h"
+#include "strider/footsteps/body_height.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/storage/figure_block.h"
@@ -17,6 +18,11 @@ constexpr int kAttachmentsTag = 349;
 constexpr int kNumMotionsTag = 205;
 constexpr int kFirstWithMotionCount = 15;
 constexpr int kFirstWithFigure = 21;
+constexpr int kFirstWithPreview = 28;
+constexpr int kFirstWithXtras = 46;
+constexpr int kFirstWithNeckKeys = 33;
+constexpr int kFirstWithLegFractions = 25;
+constexpr int kFirstBetaNeck = 29, kLastBetaNeck = 32;
 constexpr int kFirstFigureTag = 10, kLastFigureTag = 34;
 constexpr int kFirstFootstepTag = 200, kLastFootstepTag = 207;
 constexpr int kFirstPoseTag = 600, kLastPoseTag = 621;
@@ -45,7 +51,11 @@ class Reader {
     contents_.version = s_.Version();
     contents_.hasHeaderInfo = header_.hasInfo;
     contents_.headerInfo = std::move(header_.info);
-    if (options_.headerOnly) return;
+    if (options_.headerOnly) {
+      if (s_.Version() < kFirstWithPreview)
+        s_.Fail("a file this old has nothing to show before it is loaded");
+      return;
+    }
     if (kFirstFigureTag <= tag && tag <= kLastFigureTag) {
       ReadFigureFile(tag);
     } else {
@@ -96,8 +106,29 @@ class Reader {
     auto core = std::make_unique<MotionCore>();
     ReadFigure(*core, tag);
     if (!s_.Good()) return;
+    FixOldFigure(*core);
     contents_.hasFigure = true;
     contents_.motions.push_back(std::move(core));
+  }
+
+  /// What the figures of older versions meant otherwise.
+  void FixOldFigure(MotionCore& core) const {
+    const int v = s_.Version();
+    if (v < kFirstWithXtras) core.xtras.clear();
+    if (v >= kFirstBetaNeck && v < kLastBetaNeck && !options_.betaNeckLegacy) {
+      core.neck.baseRotation = {};
+    }
+    if (v < kFirstWithNeckKeys) MoveHead(core.head.rest, core.neck.numLinks);
+    TakeStance(core);
+  }
+
+  /// Where the head's turn was the only one of its key, it is the last of its section now.
+  static void MoveHead(HeadKey& key, int neckLinks) {
+    if (neckLinks < 1) return;
+    std::swap(key.chain.rotation[0], key.chain.rotation[neckLinks]);
+    std::swap(key.chain.euler[0], key.chain.euler[neckLinks]);
+    key.chain.rotation[0] = {};
+    key.chain.euler[0] = {};
   }
 
   void ReadFigure(MotionCore& core, int tag) {
@@ -133,6 +164,7 @@ class Reader {
       figure = std::make_unique<MotionCore>();
       ReadFigure(*figure, tag);
       if (!s_.Good()) return;
+      FixOldFigure(*figure);
       contents_.hasFigure = true;
       tag = s_.ReadTag();
     } else {
@@ -179,7 +211,12 @@ class Reader {
   void BuildMotion(const MotionCore& figure, RawMotion& motion, bool isBase) {
     auto core = std::make_unique<MotionCore>(figure);
     const FootstepTrack measures = core->footsteps;
-    if (motion.keys) AdoptKeys(*core, *motion.keys);
+    if (motion.keys) {
+      if (s_.Version() < kFirstWithNeckKeys) {
+        for (HeadKey& key : motion.keys->head.table.keys) MoveHead(key, core->neck.numLinks);
+      }
+      AdoptKeys(*core, *motion.keys);
+    }
     FootstepTrack& track = motion.footsteps.track;
     if (!isBase) {
       ClearFootsteps(track);
@@ -203,6 +240,13 @@ class Reader {
     core->layerNumber = static_cast<int>(contents_.motions.size());
     if (BuildFlights(*core) == kRefused) throw std::bad_alloc();
     RefreshTracks(*core);
+    if (s_.Version() < kFirstWithLegFractions && hasFootsteps && !core->body.vertical.Empty()) {
+      // Such keys say only what share of their range the body stands at.
+      RefreshHeights(*core, 0, core->body.vertical.track.numKeys - 1, HeightMode::kKeepRange,
+                     GroundLevel::kTrue);
+      if (BuildFlights(*core) == kRefused) throw std::bad_alloc();
+      RefreshTracks(*core);
+    }
     contents_.motions.push_back(std::move(core));
   }
 

@@ -51,8 +51,9 @@ struct StreamContents {
 struct ReadOptions {
   /// The figure of a file that has none; by default the default figure.
   const MotionCore* figure = nullptr;
-  bool twists = true;       // read the twist poses
-  bool headerOnly = false;  // stop after the header: what a file browser shows
+  bool twists = true;           // read the twist poses
+  bool headerOnly = false;      // stop after the header: what a file browser shows
+  bool betaNeckLegacy = false;  // necks of versions 29 to 32 keep the base they were saved with
 };
 
 /// Reads a file's bytes. False: `cause` says where and why, and `contents` is of no use.

@@ -72,7 +72,7 @@ StreamForm Stream::FormOf(std::string_view bytes) {
 }
 
 void Stream::Fail(const std::string& cause) {
-  if (!Good()) return;
+  if (status_ == StreamStatus::kBroken) return;
   status_ = StreamStatus::kBroken;
   cause_ = IsText() ? "line " + std::to_string(line_) : "byte " + std::to_string(at_);
   if (tag_ != kNoTag) cause_ += ", tag " + std::to_string(tag_);
@@ -81,10 +81,7 @@ void Stream::Fail(const std::string& cause) {
 
 void Stream::FailAtEnd() { Fail("the file ends in the middle of a record"); }
 
-void Stream::EndedInBlock() {
-  if (status_ == StreamStatus::kEnd) status_ = StreamStatus::kGood;
-  Fail("the file ends before its block does");
-}
+void Stream::EndedInBlock() { Fail("the file ends before its block does"); }
 
 bool Stream::Take(void* to, std::size_t size) {
   if (!Good()) return false;
@@ -223,8 +220,8 @@ void Stream::Floats(float* values, int count) {
   for (int i = 0; i < count; ++i) {
     const std::string_view line = Line();
     if (!Good() || !ParseFloat(line, values[i])) break;
+    Check(values + i, 1);
   }
-  if (Good()) Check(values, count);
   if (!Good()) std::fill_n(values, count, 0.0f);
 }
 
