@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -5,16 +6,13 @@
 
 #include "cli/make_figure.h"
 #include "cli/make_options.h"
+#include "cli/motion_outputs.h"
 #include "cli/output.h"
-#include "cli/progress.h"
 #include "cli/structure_options.h"
 #include "cli/verbs.h"
 #include "exchange/footstep_plan.h"
 #include "exchange/motion_json.h"
 #include "exchange/motion_range.h"
-#include "exchange/motion_sheet.h"
-#include "exchange/motion_table.h"
-#include "strider/base/whole_file.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/bend_scale.h"
 #include "strider/footsteps/place.h"
@@ -208,22 +206,6 @@ bool MakeMotion(Made& made, const Structure& structure, const MakeOptions& optio
 
 // --- Output ------------------------------------------------------------------------------------
 
-/// Writes the motion; what is printed goes to `report`.
-bool WriteMotion(const MotionCore& core, const std::string& output, std::string& refusal) {
-  std::string cause, png;
-  bool done;
-  if (ExtensionOf(output) == "png") {
-    done = MotionSheet(core, {}, png, cause) && WriteWholeFile(output, png, cause);
-  } else {
-    Progress progress(output.c_str());
-    done = WriteMotionTable(core, {}, output, cause, [&progress](std::int64_t n, std::int64_t all) {
-      progress.Tell(n, all);
-    });
-  }
-  if (!done) refusal = output + ": " + cause;
-  return done;
-}
-
 ExitStatus Run(const Arguments& arguments) {
   Structure structure;
   MakeOptions options;
@@ -232,11 +214,18 @@ ExitStatus Run(const Arguments& arguments) {
   if (!ReadMakeOptions(arguments.words, options, refusal)) return Refuse(kName, refusal);
   const std::string& output = arguments.output;
   const std::string format = ExtensionOf(output);
-  if (format != "csv" && format != "png") return RefuseFormat(kName, output, {".csv", ".png"});
+  const std::vector<std::string> formats = MotionFormats();
+  if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
+    return RefuseFormat(kName, output, formats);
+  }
 
   Made made;
   if (!MakeMotion(made, structure, options, arguments.words)) return Refuse(kName, made.refusal);
-  if (!WriteMotion(made.core, output, refusal)) return Refuse(kName, refusal);
+  MotionOutputOptions outputOptions;
+  outputOptions.metresPerUnit = options.numbers[kMakeMetresPerUnit];
+  if (!WriteMotionAs(format, made.core, outputOptions, output, refusal)) {
+    return Refuse(kName, output + ": " + refusal);
+  }
   // The document alone, so that a program can read what is printed.
   if (arguments.json) return PrintOutput(kName, MotionJson(made.core));
   const FrameRange range = FrameRangeOf(made.core);
@@ -249,15 +238,17 @@ ExitStatus Run(const Arguments& arguments) {
 Verb AddMakeVerb(CLI::App& program) {
   CLI::App* parser = program.add_subcommand(
       kName,
-      "Places footsteps, makes the motion that they imply, and writes it: a table of all links at\n"
-      "all frames (.csv) or a contact sheet (.png).");
+      "Places footsteps, makes the motion that they imply, and writes it in the format that the\n"
+      "output's name ends in.");
   parser->group("Verbs");
   const auto arguments = std::make_shared<Arguments>();
   AddMakeOptions(*parser, arguments->words);
   parser->add_flag("--json", arguments->json,
                    "print figure, footsteps, phases, flights and key times as JSON");
   AddStructureOptions(*parser, arguments->given);
-  parser->add_option("-o,--output", arguments->output, "file to write, .csv or .png")
+  parser
+      ->add_option("-o,--output", arguments->output,
+                   "file to write: " + ListFormats(MotionFormats()))
       ->type_name("FILE")
       ->required();
   return {parser, [arguments] { return Run(*arguments); }};
