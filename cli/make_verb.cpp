@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "exchange/footstep_plan.h"
 #include "exchange/motion_json.h"
 #include "exchange/motion_range.h"
+#include "exchange/motion_table.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/bend_scale.h"
 #include "strider/footsteps/place.h"
@@ -26,6 +28,7 @@ struct Arguments {
   std::vector<GivenParameter> given;
   MakeWords words;
   std::string output;
+  MotionOutputOptions outputOptions;
   bool json = false;
 };
 
@@ -57,7 +60,8 @@ std::string Reason(const PlaceResult& result) {
       return "the time on both feet (--air) must be less than half the time on the ground "
              "(--ground), also at the end of --interpolate-to";
     case PlaceStatus::kNeverInTheAir:
-      return "a run must be in the air (--air) for a frame at least";
+      return "a run must be in the air for a frame at least: give it a longer --cycle or, with "
+             "--no-auto-timing, a longer --air";
     case PlaceStatus::kDoesNotFit: return which + "does not fit: its time is taken";
     case PlaceStatus::kTooLate:
       return which + "ends too late: footsteps must end before " +
@@ -138,7 +142,7 @@ bool PlacePlan(Made& made, const MakeOptions& options, const std::string& path) 
   }
   std::vector<PlannedFootstep> plan;
   std::string cause;
-  if (!ReadFootstepPlan(path, settings, plan, cause)) return made.Refuse(path + ": " + cause);
+  if (!ReadFootstepPlan(path, settings, plan, cause)) return made.Refuse(Named(path) + cause);
   std::vector<NewFootstep> footsteps;
   footsteps.reserve(plan.size());
   for (const PlannedFootstep& step : plan) {
@@ -146,7 +150,7 @@ bool PlacePlan(Made& made, const MakeOptions& options, const std::string& path) 
         {step.side, step.start, step.duration, CoreFromHost(step.place), step.heading});
   }
   const PlaceResult result = PlaceFootsteps(made.core, footsteps);
-  if (!result.Done()) return made.Refuse(path + ": " + Reason(result));
+  if (!result.Done()) return made.Refuse(Named(path) + Reason(result));
   made.readouts = Format("footsteps: %d\n", result.placed);
   return true;
 }
@@ -206,6 +210,26 @@ bool MakeMotion(Made& made, const Structure& structure, const MakeOptions& optio
 
 // --- Output ------------------------------------------------------------------------------------
 
+/// A plan is the user's own work: a slip of the keys must not put a table in its place.
+bool WouldReplacePlan(const Arguments& arguments) {
+  if (!arguments.words.plan) return false;
+  std::vector<std::string> written = {arguments.output};
+  if (arguments.outputOptions.withFootsteps) {
+    for (const char* what : kTablesBeside) written.push_back(TableBeside(arguments.output, what));
+  }
+  return std::any_of(written.begin(), written.end(), [&arguments](const std::string& path) {
+    std::error_code neither;  // where one of the two is not there
+    return std::filesystem::equivalent(*arguments.words.plan, path, neither);
+  });
+}
+
+/// An option that the format has no use for; empty if there is none.
+std::string OutOfPlace(const std::string& format, const MotionOutputOptions& options) {
+  if (options.withFootsteps && format != "csv") return "--with-footsteps";
+  if (options.onlyKnown && format != "bvh") return "--only-known";
+  return "";
+}
+
 ExitStatus Run(const Arguments& arguments) {
   Structure structure;
   MakeOptions options;
@@ -218,13 +242,16 @@ ExitStatus Run(const Arguments& arguments) {
   if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
     return RefuseFormat(kName, output, formats);
   }
+  if (WouldReplacePlan(arguments)) return Refuse(kName, Named(output) + "is the plan itself");
+  const std::string outOfPlace = OutOfPlace(format, arguments.outputOptions);
+  if (!outOfPlace.empty()) return Refuse(kName, outOfPlace + " has no meaning for ." + format);
 
   Made made;
   if (!MakeMotion(made, structure, options, arguments.words)) return Refuse(kName, made.refusal);
-  MotionOutputOptions outputOptions;
+  MotionOutputOptions outputOptions = arguments.outputOptions;
   outputOptions.metresPerUnit = options.numbers[kMakeMetresPerUnit];
   if (!WriteMotionAs(format, made.core, outputOptions, output, refusal)) {
-    return Refuse(kName, output + ": " + refusal);
+    return Refuse(kName, Named(output) + refusal);
   }
   // The document alone, so that a program can read what is printed.
   if (arguments.json) return PrintOutput(kName, MotionJson(made.core));
@@ -245,6 +272,10 @@ Verb AddMakeVerb(CLI::App& program) {
   AddMakeOptions(*parser, arguments->words);
   parser->add_flag("--json", arguments->json,
                    "print figure, footsteps, phases, flights and key times as JSON");
+  parser->add_flag("--with-footsteps", arguments->outputOptions.withFootsteps,
+                   "also write NAME.footsteps.csv and NAME.contacts.csv beside NAME.csv");
+  parser->add_flag("--only-known", arguments->outputOptions.onlyKnown,
+                   "leave out of a .bvh the links that captured motion has no name for");
   AddStructureOptions(*parser, arguments->given);
   parser
       ->add_option("-o,--output", arguments->output,

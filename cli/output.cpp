@@ -7,6 +7,8 @@
 
 namespace strider {
 
+std::string Named(const std::string& path) { return (path.empty() ? "\"\"" : path) + ": "; }
+
 std::string ExtensionOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
@@ -31,12 +33,12 @@ std::string ListFormats(const std::vector<std::string>& formats) {
 
 ExitStatus RefuseFormat(const std::string& verb, const std::string& path,
                         const std::vector<std::string>& formats) {
-  return Refuse(verb, path + ": the output's name must end in " + ListFormats(formats));
+  return Refuse(verb, Named(path) + "the output's name must end in " + ListFormats(formats));
 }
 
 ExitStatus WriteOutput(const std::string& verb, const std::string& path, std::string_view bytes) {
   std::string cause;
-  if (!WriteWholeFile(path, bytes, cause)) return Refuse(verb, path + ": " + cause);
+  if (!WriteWholeFile(path, bytes, cause)) return Refuse(verb, Named(path) + cause);
   return PrintOutput(verb, path + "\n");
 }
 

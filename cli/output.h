@@ -9,6 +9,9 @@
 
 namespace strider {
 
+/// A file as what is said of it begins; one without a name as "".
+std::string Named(const std::string& path);
+
 /// The extension of a file name in lower case, without its dot; empty where there is none.
 std::string ExtensionOf(const std::string& path);
 

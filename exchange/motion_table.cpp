@@ -101,8 +101,11 @@ struct SideTables {
 
   bool Open(const std::string& path, std::string& cause) {
     asked = true;
-    return footsteps.Open(TableBeside(path, "footsteps"), cause) &&
-           contacts.Open(TableBeside(path, "contacts"), cause);
+    return footsteps.Open(TableBeside(path, kTablesBeside[0]), cause) &&
+           contacts.Open(TableBeside(path, kTablesBeside[1]), cause);
+  }
+  bool Finish(std::string& cause) {
+    return !asked || (footsteps.Finish(cause) && contacts.Finish(cause));
   }
   bool Good() const { return !asked || (footsteps.Good() && contacts.Good()); }
   bool Commit(std::string& cause) {
@@ -155,10 +158,7 @@ bool WriteMotionTable(const MotionCore& core, const EvalContext& context,
     }
   }
   // What does not fit on the disk shows before anything takes a name that stood for something.
-  if (!file.Finish(cause) ||
-      (beside.asked && (!beside.footsteps.Finish(cause) || !beside.contacts.Finish(cause)))) {
-    return false;
-  }
+  if (!beside.Finish(cause) || !file.Finish(cause)) return false;
   return beside.Commit(cause) && file.Commit(cause);
 }
 

@@ -26,6 +26,7 @@ struct MotionTableOptions {
                                     const MotionTableOptions& options, const std::string& path,
                                     std::string& cause, const ProgressSink& progress = {});
 
+inline constexpr const char* kTablesBeside[] = {"footsteps", "contacts"};
 /// The name of a table beside that of the links: `walk.csv` has `walk.footsteps.csv`.
 std::string TableBeside(const std::string& path, const std::string& what);
 

@@ -13,6 +13,7 @@
 #include "strider/core/key_records.h"
 #include "strider/core/key_table.h"
 #include "strider/core/structure.h"
+#include "strider/core/twist_pose.h"
 
 namespace strider {
 
@@ -238,6 +239,14 @@ struct LayerOffset {
   float angle = 0;
 };
 
+/// A record of the body's path, carried for files.
+struct BodyPathRecord {
+  TimeValue time = 0;
+  float values[16] = {};
+
+  friend bool operator==(const BodyPathRecord&, const BodyPathRecord&) = default;
+};
+
 struct MotionCore {
   std::string name;
   Structure structure;
@@ -261,6 +270,11 @@ struct MotionCore {
   MotionCore* previousLayer = nullptr;
   MotionCore* nextLayer = nullptr;
   LayerOffset layerOffset;
+  std::string layerName;
+  bool layerActive = true;
+  int layerNumber = 0;        // 0 the base
+  bool limbRetarget[4] = {};  // right leg, left leg, right arm, left arm
+  std::vector<BodyPathRecord> bodyPath;
   Matrix3 base;  // where the strider stands in the host when its root has no parent
 
   LimbRecord leg[2];
@@ -271,6 +285,9 @@ struct MotionCore {
   std::vector<XtraChain> xtras;
   HeadRecord head;
   PropRecord props[3];
+  // What upper arms and thighs read; at most kMaxTwistPoses each.
+  std::vector<TwistPose> armTwistPoses = DefaultArmTwistPoses();
+  std::vector<TwistPose> legTwistPoses = DefaultLegTwistPoses();
   FootstepTrack footsteps;
 };
 

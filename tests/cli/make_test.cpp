@@ -71,7 +71,10 @@ TEST(MakeVerb, PlacesTheStridesThatAreAskedFor) {
   EXPECT_EQ(walk.steps[0]["side"], "right");
   EXPECT_EQ(walk.steps[3]["side"], "left");
   EXPECT_NEAR(walk.Place(3, 0) - walk.Place(2, 0), 0.75 * 77.108, 0.01);
-  for (const Json& step : walk.steps) EXPECT_TRUE(step["active"]);
+  for (const Json& step : walk.steps) {
+    EXPECT_TRUE(step["active"]);
+    EXPECT_EQ(step["position"][2], 0) << "to the digit";
+  }
   EXPECT_EQ(walk.json["figure"]["structure"]["height"], 160);
   EXPECT_FALSE(walk.json["transitions"].empty());
   EXPECT_GT(walk.json["tracks"]["lleg"]["numKeys"], 5);
@@ -155,6 +158,7 @@ TEST(MakeVerb, RefusesAndWritesNothing) {
       {"walk --scale-length 0", "--scale-length must be a number above 0"},
       {"walk --no-auto-timing --ground 8 --air 4", "(--air) must be less than half"},
       {"run --no-auto-timing --air 0", "a run must be in the air"},
+      {"run --cycle 2", "give it a longer --cycle"},
       {"walk --footsteps 90000 --cycle 1000", "ends too late"},
       {"walk --spine-links 9", "spineLinks (--spine-links)"},
       {"plan --plan " + plan, plan + ": row 3: side must be left or right, given \"up\""},
@@ -171,6 +175,12 @@ TEST(MakeVerb, RefusesAndWritesNothing) {
   }
   EXPECT_TRUE(Contains(Make("walk", scratch.File("walk.bmp")).err, "must end in .csv or .png"));
   EXPECT_TRUE(Contains(Make("walk", scratch.File("no/walk.png")).err, "No such file"));
+  EXPECT_TRUE(
+      Contains(RunProgram({"make", "walk", "-o", ""}).err, "make: \"\": the output's name"));
+
+  const std::string mine = ReadFile(plan), other = scratch.File("./steps.csv");
+  EXPECT_TRUE(Contains(Make("plan --plan " + plan, other).err, other + ": is the plan itself"));
+  EXPECT_EQ(ReadFile(plan), mine);
   EXPECT_EQ(scratch.CountFiles(), 1) << "the plan alone";
 }
 

@@ -8,6 +8,7 @@
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/motion_measures.h"
 #include "strider/footsteps/rescale.h"
+#include "strider/footsteps/retime.h"
 #include "strider/footsteps/sample_motions.h"
 #include "tests/core/figure_fixture.h"
 
@@ -144,6 +145,27 @@ TEST(AdaptMotion, RebuildsWhereSupportsNoLongerFollowEachOther) {
   EXPECT_EQ(Adapt(core, 0, 0, removeAllButOne), AdaptResult::kRebuilt);
   EXPECT_TRUE(core.freeForm);
   EXPECT_EQ(core.footsteps.numFootsteps, 0);
+}
+
+TEST(CheckPattern, RebuildsWhereTimesOfSupportChanged) {
+  MotionCore core = MakeSample(SampleMotion::kWalk, 80);
+  SaveTransitions(core.footsteps);
+  core.footsteps.position[5].x += 3;
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kNothing) << "no time has changed";
+
+  ASSERT_EQ(RetimeFootstep(core.footsteps, 5, SpanOf(core.footsteps, 5)->start + kDynamicsFrame,
+                           SpanOf(core.footsteps, 5)->duration),
+            kDone);
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kRebuilt);
+  MotionCore anew = core;
+  ASSERT_EQ(RebuildMotion(anew, {}), AdaptResult::kRebuilt);
+  EXPECT_LT(Apart(core, anew), 1e-4f);
+  SaveTransitions(core.footsteps);
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kNothing);
+  EXPECT_EQ(CheckPattern(core, true, {}), AdaptResult::kRebuilt) << "forced";
+  core.footsteps.active.Set(3, false);
+  ASSERT_EQ(DeleteFootstep(core.footsteps, 11), kDone);
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kNothing) << "footsteps wait";
 }
 
 TEST(SetHeightOfMotion, GrowsTheWholeMotionOrKeepsTheFootsteps) {
