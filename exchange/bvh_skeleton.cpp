@@ -90,8 +90,10 @@ Place CarrierOf(const MotionCore& core, const SkeletonLink& link, const Place& n
 }
 
 /// Footprints and props go their own ways.
-bool IsCarried(int id) { return FindBodyPart(id)->kind != PartKind::kFootprints &&
-                                FindBodyPart(id)->kind != PartKind::kProp; }
+bool IsCarried(int id) {
+  return FindBodyPart(id)->kind != PartKind::kFootprints &&
+         FindBodyPart(id)->kind != PartKind::kProp;
+}
 
 class Builder {
  public:
@@ -170,7 +172,8 @@ class Builder {
   void SetEnds() {
     for (BvhJoint& joint : joints_) {
       const SkeletonLink& link = At(joint.link);
-      joint.end = Rotate(joint.rest.rotation, {LinkDimensions(standing_, link.id, link.link).x, 0, 0});
+      joint.end =
+          Rotate(joint.rest.rotation, {LinkDimensions(standing_, link.id, link.link).x, 0, 0});
       for (const int child : children_[static_cast<std::size_t>(joint.link)]) {
         if (IsNub(child) && !moves_[static_cast<std::size_t>(child)]) {
           joint.end = Rest(child).origin - joint.rest.origin;

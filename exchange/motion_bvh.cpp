@@ -33,7 +33,8 @@ class BvhText {
         joints_(BvhSkeletonOf(core, options.onlyKnown)),
         worlds_(joints_.size()),
         angles_(joints_.size()) {
-    for (const BvhJoint& joint : joints_) backToRest_.push_back(Inverse(TurnOf(joint.rest.rotation)));
+    for (const BvhJoint& joint : joints_)
+      backToRest_.push_back(Inverse(TurnOf(joint.rest.rotation)));
   }
 
   std::string Hierarchy() const {
@@ -112,7 +113,8 @@ class BvhText {
     // Readers differ in whether a joint's places count from its offset: of none they agree.
     const bool stays = !joint.moves && joint.parent >= 0;
     AppendOffset(text, stays ? joint.rest.origin - RestOf(joint.parent).origin : Point3{});
-    text += indent + (joint.moves ? "CHANNELS 6 " + std::string(kPositionChannels) : "CHANNELS 3 ") +
+    text += indent +
+            (joint.moves ? "CHANNELS 6 " + std::string(kPositionChannels) : "CHANNELS 3 ") +
             kRotationChannels + "\n";
     if (!joint.isLeaf) return;
     text += indent + "End Site\n" + indent + "{\n" + indent + "  ";

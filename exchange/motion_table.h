@@ -1,5 +1,6 @@
 // A motion as tables of numbers, for spreadsheets and numeric tools: one row for each link at each
-// time, and if asked its contacts and footsteps beside it. docs/formats/csv.md describes the columns.
+// time, and if asked its contacts and footsteps beside it. docs/formats/csv.md describes the
+// columns.
 #pragma once
 
 #include <cstdint>

@@ -43,10 +43,11 @@ TEST(MotionTable, HoldsEveryLinkAtEveryFrameAsItIsEvaluated) {
   const std::string path = scratch.File("motion.csv");
   std::string cause;
   std::int64_t told = 0;
-  ASSERT_TRUE(WriteMotionTable(core, {}, {}, path, cause, [&told](std::int64_t n, std::int64_t all) {
-    EXPECT_EQ(n, ++told);
-    EXPECT_EQ(all, 64);
-  }));
+  ASSERT_TRUE(
+      WriteMotionTable(core, {}, {}, path, cause, [&told](std::int64_t n, std::int64_t all) {
+        EXPECT_EQ(n, ++told);
+        EXPECT_EQ(all, 64);
+      }));
   EXPECT_EQ(told, 64);  // the last footstep lifts at 7200 + 2880 ticks, frame 63
 
   const std::vector<std::string> lines = Split(test::ReadFile(path), '\n');
