@@ -210,14 +210,21 @@ bool MakeMotion(Made& made, const Structure& structure, const MakeOptions& optio
 
 // --- Output ------------------------------------------------------------------------------------
 
+/// All files that are written, the one asked for last.
+std::vector<std::string> FilesOf(const Arguments& arguments) {
+  std::vector<std::string> files;
+  if (arguments.outputOptions.withFootsteps) {
+    for (const char* what : kTablesBeside) files.push_back(TableBeside(arguments.output, what));
+  }
+  files.push_back(arguments.output);
+  return files;
+}
+
 /// A plan is the user's own work: a slip of the keys must not put a table in its place.
 bool WouldReplacePlan(const Arguments& arguments) {
   if (!arguments.words.plan) return false;
-  std::vector<std::string> written = {arguments.output};
-  if (arguments.outputOptions.withFootsteps) {
-    for (const char* what : kTablesBeside) written.push_back(TableBeside(arguments.output, what));
-  }
-  return std::any_of(written.begin(), written.end(), [&arguments](const std::string& path) {
+  const std::vector<std::string> files = FilesOf(arguments);
+  return std::any_of(files.begin(), files.end(), [&arguments](const std::string& path) {
     std::error_code neither;  // where one of the two is not there
     return std::filesystem::equivalent(*arguments.words.plan, path, neither);
   });
@@ -256,8 +263,10 @@ ExitStatus Run(const Arguments& arguments) {
   // The document alone, so that a program can read what is printed.
   if (arguments.json) return PrintOutput(kName, MotionJson(made.core));
   const FrameRange range = FrameRangeOf(made.core);
-  return PrintOutput(kName, made.readouts + "frames: " + std::to_string(range.first) + " to " +
-                                std::to_string(range.last) + "\n" + output + "\n");
+  std::string report = made.readouts + "frames: " + std::to_string(range.first) + " to " +
+                       std::to_string(range.last) + "\n";
+  for (const std::string& file : FilesOf(arguments)) report += file + "\n";
+  return PrintOutput(kName, report);
 }
 
 }  // namespace

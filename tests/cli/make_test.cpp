@@ -191,7 +191,9 @@ TEST(MakeVerb, WritesFootstepsThatMakeTheSameMotion) {
   const ScratchFolder scratch;
   const std::string walk = scratch.File("walk.csv"), again = scratch.File("again.csv");
   const std::string steps = scratch.File("walk.footsteps.csv");
-  ASSERT_EQ(Make("walk --footsteps 8 --bend 20 --with-footsteps", walk).status, 0);
+  const RunResult made = Make("walk --footsteps 8 --bend 20 --with-footsteps", walk);
+  ASSERT_EQ(made.status, 0) << made.err;
+  EXPECT_TRUE(Contains(made.out, steps + "\n" + scratch.File("walk.contacts.csv") + "\n" + walk));
   EXPECT_EQ(scratch.CountFiles(), 3);
   ASSERT_EQ(Make("plan --with-footsteps --plan " + steps, again).status, 0);
   EXPECT_EQ(ReadFile(scratch.File("again.footsteps.csv")), ReadFile(steps));

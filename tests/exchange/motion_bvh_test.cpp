@@ -110,6 +110,18 @@ TEST(MotionBvh, JointsStandWhereLinksStandInAnyStructure) {
   }
 }
 
+TEST(MotionBvh, AStandingFigureIsTheSkeletonAtRest) {
+  MotionCore core = test::MakeFigure(test::FullStructure());
+  PlaceFigure(core, {5, 1, -7}, 0);
+  const test::BvhRead bvh = Written(core);
+  for (const test::BvhRead::Joint& joint : bvh.joints) {
+    for (std::size_t c = 0; c < joint.channels.size(); ++c) {
+      if (joint.channels[c].find("rotation") == std::string::npos) continue;
+      EXPECT_NEAR(bvh.frames[0][joint.firstNumber + c], 0, 2e-4) << joint.name;
+    }
+  }
+}
+
 TEST(MotionBvh, NamesJointsAsCapturesDo) {
   MotionCore core = test::MakeFigure(test::FullStructure());
   core.name = "my figure";
