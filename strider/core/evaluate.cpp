@@ -6,6 +6,7 @@
 #include "strider/core/chain.h"
 #include "strider/core/limb.h"
 #include "strider/core/track_reader.h"
+#include "strider/core/twist.h"
 
 namespace strider {
 namespace {
@@ -223,19 +224,6 @@ Matrix3 FootprintFrame(const MotionCore& core) {
   return frame;
 }
 
-/// A twist link lies on its segment's bone, the first at its start, spread evenly.
-Matrix3 TwistLink(const MotionCore& core, int id, int link) {
-  const int count = NumLinks(core, id);
-  const TwistSegment segment = TwistSegmentOf(id);
-  const LimbRecord* limb = FindLimb(core, segment.limbId);
-  if (!limb || link < 0 || link >= count || segment.limbLink + 1 >= NumLimbLinks(*limb)) return {};
-  Matrix3 frame = limb->frame[segment.limbLink];
-  const Point3 next = limb->frame[segment.limbLink + 1].Origin();
-  const float share = static_cast<float>(link) / static_cast<float>(count);
-  frame.row[3] = Lerp(frame.row[3], next, share);
-  return frame;
-}
-
 }  // namespace
 
 Matrix3 LinkFrame(const MotionCore& core, int id, int link) {
@@ -273,7 +261,7 @@ Matrix3 LinkFrame(const MotionCore& core, int id, int link) {
     case kPony2Nub: return ChainNub(core.pony[1]);
     default: break;
   }
-  if (IsTwist(id)) return TwistLink(core, id, link);
+  if (IsTwist(id)) return TwistLinkFrame(core, id, link);
   if (id >= kXtraNubFirst && id <= kXtraNubLast) {
     const ChainRecord* chain = FindChain(core, id - kXtraNubFirst + kXtraFirst);
     return chain ? ChainNub(*chain) : Matrix3{};

@@ -38,7 +38,9 @@ std::vector<TwistPose> DefaultArmTwistPoses() {
           Pose("Aside", -kLeftward, kAhead), Pose("Across", kLeftward, kAhead),
           Pose("Behind", -kAhead, -kUp),
           // Raised ahead, "ahead" has become "back"; raised aside it is still "ahead". An arm
-          // overhead folds in over the head, half way between the two.
+          // overhead folds in over the head, half way between the two. Any such table leaves places
+          // where it says nothing; here they lie where no arm reaches, over the far shoulder and
+          // high behind the own one.
           Pose("Overhead", kUp, kLeftward)};
 }
 

@@ -29,7 +29,8 @@ inline constexpr int kMaxTwistPoseName = 80;
 inline constexpr int kMaxTwistPoses = 256;
 
 /// Six poses of the arm and five of the leg. A bone swung straight from the stance to any of them
-/// has no twist, but for the arm overhead, where the ways up ahead and up aside meet between them.
+/// has no twist there, but for the arm overhead, where the ways up ahead and up aside meet between
+/// them.
 std::vector<TwistPose> DefaultArmTwistPoses();
 std::vector<TwistPose> DefaultLegTwistPoses();
 

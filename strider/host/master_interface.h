@@ -3,6 +3,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 
 #include "strider/core/key_edit.h"
 #include "strider/footsteps/bend_scale.h"
@@ -150,6 +151,32 @@ class IStriderMaster13 : public IStriderMaster12 {
   virtual bool ScaleFootprints(const FootstepScale& scale) = 0;
   /// The footsteps as keys.
   virtual FootprintControl* GetFootprintControl() = 0;
+};
+
+/// Twist poses: those of the arms where `id` is an arm, of the legs where it is a leg; ids of
+/// digits and twist links stand for their limb. Poses count from 0, twists are degrees. Each edit
+/// is one undo step within a hold; what is refused changes nothing and is told.
+class IStriderMaster14 : public IStriderMaster13 {
+ public:
+  /// 0 for an id without poses.
+  virtual int NumTwistPoses(int id) const = 0;
+  /// A pose of the limb as it stands at the current time, without a twist of its own; its index, or
+  /// -1.
+  virtual int CreateTwistPose(int id) = 0;
+  /// Gives a pose the limb's present direction and roll and takes its twist off; name and bias
+  /// stay.
+  virtual bool SetTwistPose(int id, int index) = 0;
+  virtual bool DeleteTwistPose(int id, int index) = 0;
+  virtual bool SetDefaultTwistPoses(int id) = 0;
+  /// At most kMaxTwistPoseName bytes of UTF-8.
+  virtual bool SetTwistPoseName(int id, int index, const std::string& name) = 0;
+  virtual bool SetTwistPoseTwist(int id, int index, float degrees) = 0;
+  /// 0 to 1.
+  virtual bool SetTwistPoseBias(int id, int index, float bias) = 0;
+  /// Empty, or 0, for a pose that does not exist.
+  virtual std::string GetTwistPoseName(int id, int index) const = 0;
+  virtual float GetTwistPoseTwist(int id, int index) const = 0;
+  virtual float GetTwistPoseBias(int id, int index) const = 0;
 };
 
 }  // namespace strider

@@ -55,6 +55,7 @@ constexpr CatalogueRow kCatalogue[] = {
     {MessageId::kFootstepTimesRefused,
      "A footstep cannot move there: it would pass another one, meet the same foot's next contact, "
      "last less than a frame or leave the time that footsteps may take."},
+    {MessageId::kTwistPoseRefused, "Twist pose %1 was left as it is: %2."},
 };
 
 constexpr bool NumbersRise() {

@@ -32,6 +32,7 @@ enum class MessageId : int {
   kBadFootstepValues = 50004,
   kOutOfMemory = 50005,
   kFootstepTimesRefused = 50006,
+  kTwistPoseRefused = 50020,  // %1 number of the pose, %2 cause
 };
 
 /// Where messages go: a window, a terminal, a list in a test.

@@ -538,7 +538,7 @@ void StriderMasterRest::Redo() { Write(after_); }
 TimeValue StriderGetTicksPerFrame(const Session& session) { return session.scene.TicksPerFrame(); }
 TimeValue StriderGetTicksPerFrame() { return StriderGetTicksPerFrame(DefaultSession()); }
 
-IStriderMaster13* CreateNewStrider(Session& session, const Structure& structure, float angle,
+IStriderMaster14* CreateNewStrider(Session& session, const Structure& structure, float angle,
                                    const Point3& position) {
   std::unique_ptr<StriderMaster> master =
       StriderMaster::Create(session, structure, angle, position);

@@ -17,7 +17,7 @@ class StriderSlaveControl;
 class StriderBodyControl;
 class FootprintControl;
 
-class StriderMaster final : public IStriderMaster13 {
+class StriderMaster final : public IStriderMaster14 {
  public:
   /// A figure of a legal structure, standing on `position` (the host's space) with its heading
   /// `angle` about the host's Z (radians, positive to the left). Its nodes join the session's
@@ -100,6 +100,17 @@ class StriderMaster final : public IStriderMaster13 {
   bool NewFootprintKeys() override;
   bool BendFootprints(float angle) override;
   bool ScaleFootprints(const FootstepScale& scale) override;
+  int NumTwistPoses(int id) const override;
+  int CreateTwistPose(int id) override;
+  bool SetTwistPose(int id, int index) override;
+  bool DeleteTwistPose(int id, int index) override;
+  bool SetDefaultTwistPoses(int id) override;
+  bool SetTwistPoseName(int id, int index, const std::string& name) override;
+  bool SetTwistPoseTwist(int id, int index, float degrees) override;
+  bool SetTwistPoseBias(int id, int index, float bias) override;
+  std::string GetTwistPoseName(int id, int index) const override;
+  float GetTwistPoseTwist(int id, int index) const override;
+  float GetTwistPoseBias(int id, int index) const override;
 
   Session& OwnSession() { return session_; }
   /// Whether footsteps can be placed and changed now; if not, it is told why.
@@ -148,6 +159,11 @@ class StriderMaster final : public IStriderMaster13 {
   bool EditState(Edit edit);
   template <class Edit>
   KeyRefusal EditKeys(Edit edit);
+  const TwistPose* FindTwistPose(int id, int index) const;
+  bool TellTwistPose(int id, int index) const;
+  TwistPose TwistPoseNow(int id);
+  template <class Edit>
+  bool EditTwistPose(int id, int index, Edit edit);
   GaitSettings& Gaits();
   PlaceResult TellPlacing(const PlaceResult& result);
   int TellAdding(int code);
@@ -220,7 +236,7 @@ TimeValue StriderGetTicksPerFrame();
 MultFprintParams* GetMultFprintParams(int gait);
 
 /// A figure in a session, owned by it; null, with a message, if refused.
-IStriderMaster13* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
+IStriderMaster14* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
                                    const Point3& position = {});
 
 /// The exported form, in the default session. Without arms the arms' digits count as 0; any twist
