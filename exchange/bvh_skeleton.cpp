@@ -3,7 +3,7 @@
 #include <map>
 #include <set>
 
-#include "strider/core/evaluate.h"
+#include "exchange/motion_sampler.h"
 #include "strider/core/figure_layout.h"
 
 namespace strider {
@@ -109,7 +109,6 @@ class Builder {
     for (std::size_t i = 0; i < skeleton_.size(); ++i) {
       if (skeleton_[i].id == kPelvis) AddWithChildren(static_cast<int>(i), -1);
     }
-    SetEnds();
     return std::move(joints_);
   }
 
@@ -119,11 +118,7 @@ class Builder {
   std::string Known(int link) const { return KnownName(standing_, At(link).id, At(link).link); }
   bool IsJoint(int link) const { return !IsNub(link) && (!onlyKnown_ || !Known(link).empty()); }
 
-  Frame Rest(int link) const {
-    const Matrix3 frame =
-        CoreFromHostTransform(UnmirroredLinkTransform(standing_, At(link).id, At(link).link));
-    return {RotationOf(frame), frame.Origin()};  // as a MotionSampler has it
-  }
+  Frame Rest(int link) const { return FrameOf(standing_, At(link).id, At(link).link); }
 
   /// Children under the nearest link above that becomes a joint.
   void FindParents() {
@@ -153,10 +148,12 @@ class Builder {
 
   void AddWithChildren(int link, int parent) {
     BvhJoint joint;
-    joint.link = link;
+    joint.id = At(link).id;
+    joint.link = At(link).link;
     joint.parent = parent;
     joint.moves = moves_[static_cast<std::size_t>(link)];
     joint.rest = Rest(link);
+    joint.end = EndOf(link, joint.rest);
     const std::string known = Known(link);
     joint.name = known.empty() ? OneWord(At(link).name, names_) : known;
     names_.insert(joint.name);
@@ -169,17 +166,14 @@ class Builder {
   }
 
   /// The nub of a leaf where it has one, else as far as its length reaches along its bone.
-  void SetEnds() {
-    for (BvhJoint& joint : joints_) {
-      const SkeletonLink& link = At(joint.link);
-      joint.end =
-          Rotate(joint.rest.rotation, {LinkDimensions(standing_, link.id, link.link).x, 0, 0});
-      for (const int child : children_[static_cast<std::size_t>(joint.link)]) {
-        if (IsNub(child) && !moves_[static_cast<std::size_t>(child)]) {
-          joint.end = Rest(child).origin - joint.rest.origin;
-        }
+  Point3 EndOf(int link, const Frame& rest) const {
+    for (const int child : children_[static_cast<std::size_t>(link)]) {
+      if (IsNub(child) && !moves_[static_cast<std::size_t>(child)]) {
+        return Rest(child).origin - rest.origin;
       }
     }
+    const Point3 size = LinkDimensions(standing_, At(link).id, At(link).link);
+    return Rotate(rest.rotation, {size.x, 0, 0});
   }
 
   MotionCore standing_;

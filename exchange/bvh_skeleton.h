@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "exchange/motion_sampler.h"
+#include "strider/core/evaluate.h"
 
 namespace strider {
 
 struct BvhJoint {
-  int link = 0;     // place in the sampler's skeleton
+  int id = kNoBodyId, link = 0;
   int parent = -1;  // joint; -1 for the root
   std::string name;
   bool moves = false;  // has a place of its own at each time; else it stays in its parent's space
@@ -18,6 +18,12 @@ struct BvhJoint {
   bool isLeaf = true;
   Point3 end;  // of a leaf: where its link ends, from its own joint, in the stance
 };
+
+/// The frame of a link in a pose: the world's axes X, Y up, Z, the link's own as they are.
+inline Frame FrameOf(const MotionCore& posed, int id, int link) {
+  const Matrix3 frame = LinkFrame(posed, id, link);
+  return {RotationOf(frame), frame.Origin()};
+}
 
 /// The joints in the order of a file: each before its children, a child's own before its brother.
 /// `onlyKnown` leaves out the links for which the vocabulary of captured motion has no name.

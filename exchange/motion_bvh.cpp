@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "exchange/bvh_skeleton.h"
+#include "exchange/motion_sampler.h"
 #include "exchange/turn_angles.h"
 #include "strider/base/number_text.h"
 #include "strider/base/whole_file.h"
@@ -32,6 +33,7 @@ class BvhText {
         decimals_(DecimalsFor(core.structure.height * scale_)),
         joints_(BvhSkeletonOf(core, options.onlyKnown)),
         worlds_(joints_.size()),
+        places_(joints_.size()),
         angles_(joints_.size()) {
     for (const BvhJoint& joint : joints_)
       backToRest_.push_back(Inverse(TurnOf(joint.rest.rotation)));
@@ -58,12 +60,13 @@ class BvhText {
     return text;
   }
 
-  /// The numbers of the pose that the sampler stands in.
-  std::string FrameLine(const MotionSampler& sampler) {
+  /// The numbers of a pose.
+  std::string FrameLine(const MotionCore& posed) {
     std::string line;
     for (std::size_t i = 0; i < joints_.size(); ++i) {
       const BvhJoint& joint = joints_[i];
-      const Frame& world = sampler.YUp(joint.link);
+      const Frame world = FrameOf(posed, joint.id, joint.link);
+      places_[i] = world.origin;
       worlds_[i] = TurnOf(world.rotation) * backToRest_[i];
       Turn local = worlds_[i];
       double place[3] = {world.origin.x, world.origin.y, world.origin.z};
@@ -71,7 +74,7 @@ class BvhText {
         const auto parent = static_cast<std::size_t>(joint.parent);
         const Turn back = Inverse(worlds_[parent]);
         local = back * worlds_[i];
-        const Point3& from = sampler.YUp(joints_[parent].link).origin;
+        const Point3& from = places_[parent];
         const double apart[3] = {place[0] - from.x, place[1] - from.y, place[2] - from.z};
         Rotate(back, apart, place);
       }
@@ -127,7 +130,8 @@ class BvhText {
   double scale_;
   int decimals_;
   std::vector<BvhJoint> joints_;
-  std::vector<Turn> backToRest_, worlds_;
+  std::vector<Turn> backToRest_, worlds_;  // the latter of the pose at hand, as its places
+  std::vector<Point3> places_;
   std::vector<ZxyAngles> angles_;
 };
 
@@ -147,10 +151,10 @@ bool WriteMotionBvh(const MotionCore& core, const EvalContext& context,
   head += "\nFrame Time: ";
   AppendFixed(head, 1 / options.fps.value_or(ownFps), kTimeDecimals);
   file.Write(head + "\n");
-  MotionSampler sampler(core, context);
+  MotionCore posed = core;
   for (std::size_t i = 0; i < times.size() && file.Good(); ++i) {
-    sampler.Pose(times[i]);
-    file.Write(text.FrameLine(sampler));
+    CorePose(posed, times[i], context);
+    file.Write(text.FrameLine(posed));
     if (progress) {
       progress(static_cast<std::int64_t>(i + 1), static_cast<std::int64_t>(times.size()));
     }

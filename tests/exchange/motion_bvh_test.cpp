@@ -67,28 +67,27 @@ void ExpectSamePlaces(const MotionCore& core, const MotionBvhOptions& options) {
   const test::BvhRead bvh = Written(core, options);
   const std::vector<BvhJoint> joints = BvhSkeletonOf(core, options.onlyKnown);
   const float tolerance = 2e-5f * core.structure.height;
-  MotionSampler sampler(core);
+  MotionCore posed = core;
   ASSERT_EQ(bvh.frames.size(), options.times.size());
   for (std::size_t f = 0; f < options.times.size(); ++f) {
-    sampler.Pose(options.times[f]);
+    CorePose(posed, options.times[f], {});
     const auto world = bvh.Place(f);
     for (const BvhJoint& joint : joints) {
       const int place = bvh.Find(joint.name);
       ASSERT_GE(place, 0) << joint.name;
       const auto& [at, turn] = world[static_cast<std::size_t>(place)];
-      const Frame& expected = sampler.YUp(joint.link);
+      const Frame expected = FrameOf(posed, joint.id, joint.link);
       EXPECT_LT(test::Distance(at, expected.origin), tolerance) << joint.name << " " << f;
       EXPECT_LT(test::AngleBetween(turn * joint.rest.rotation, expected.rotation), 1e-4f)
           << joint.name << " " << f;
     }
-    for (std::size_t i = 0; i < sampler.Skeleton().size(); ++i) {
-      const SkeletonLink& nub = sampler.Skeleton()[i];
+    for (const NodeInfo& nub : BuildNodeTree(core)) {
       if (FindBodyPart(nub.id)->kind != PartKind::kNub) continue;
       for (const BvhJoint& joint : joints) {
         const int end = bvh.Find(joint.name + "/End");
-        if (joint.link != nub.parent || end < 0) continue;
+        if (joint.id != nub.parentId || joint.link != nub.parentLink || end < 0) continue;
         EXPECT_LT(test::Distance(world[static_cast<std::size_t>(end)].first,
-                                 sampler.YUp(static_cast<int>(i)).origin),
+                                 LinkFrame(posed, nub.id, nub.link).Origin()),
                   tolerance)
             << nub.name;
       }
