@@ -27,8 +27,8 @@ constexpr const char* kName = "make";
 struct Arguments {
   std::vector<GivenParameter> given;
   MakeWords words;
+  MotionOutputWords outputWords;
   std::string output;
-  MotionOutputOptions outputOptions;
   bool json = false;
 };
 
@@ -213,7 +213,7 @@ bool MakeMotion(Made& made, const Structure& structure, const MakeOptions& optio
 /// All files that are written, the one asked for last.
 std::vector<std::string> FilesOf(const Arguments& arguments) {
   std::vector<std::string> files;
-  if (arguments.outputOptions.withFootsteps) {
+  if (arguments.outputWords.withFootsteps) {
     for (const char* what : kTablesBeside) files.push_back(TableBeside(arguments.output, what));
   }
   files.push_back(arguments.output);
@@ -230,13 +230,6 @@ bool WouldReplacePlan(const Arguments& arguments) {
   });
 }
 
-/// An option that the format has no use for; empty if there is none.
-std::string OutOfPlace(const std::string& format, const MotionOutputOptions& options) {
-  if (options.withFootsteps && format != "csv") return "--with-footsteps";
-  if (options.onlyKnown && format != "bvh") return "--only-known";
-  return "";
-}
-
 ExitStatus Run(const Arguments& arguments) {
   Structure structure;
   MakeOptions options;
@@ -250,13 +243,14 @@ ExitStatus Run(const Arguments& arguments) {
     return RefuseFormat(kName, output, formats);
   }
   if (WouldReplacePlan(arguments)) return Refuse(kName, Named(output) + "is the plan itself");
-  const std::string outOfPlace = OutOfPlace(format, arguments.outputOptions);
-  if (!outOfPlace.empty()) return Refuse(kName, outOfPlace + " has no meaning for ." + format);
+  MotionOutputOptions outputOptions;
+  outputOptions.metresPerUnit = options.numbers[kMakeMetresPerUnit];
+  if (!ReadMotionOutputOptions(arguments.outputWords, format, outputOptions, refusal)) {
+    return Refuse(kName, refusal);
+  }
 
   Made made;
   if (!MakeMotion(made, structure, options, arguments.words)) return Refuse(kName, made.refusal);
-  MotionOutputOptions outputOptions = arguments.outputOptions;
-  outputOptions.metresPerUnit = options.numbers[kMakeMetresPerUnit];
   if (!WriteMotionAs(format, made.core, outputOptions, output, refusal)) {
     return Refuse(kName, Named(output) + refusal);
   }
@@ -281,10 +275,7 @@ Verb AddMakeVerb(CLI::App& program) {
   AddMakeOptions(*parser, arguments->words);
   parser->add_flag("--json", arguments->json,
                    "print figure, footsteps, phases, flights and key times as JSON");
-  parser->add_flag("--with-footsteps", arguments->outputOptions.withFootsteps,
-                   "also write NAME.footsteps.csv and NAME.contacts.csv beside NAME.csv");
-  parser->add_flag("--only-known", arguments->outputOptions.onlyKnown,
-                   "leave out of a .bvh the links that captured motion has no name for");
+  AddMotionOutputOptions(*parser, arguments->outputWords);
   AddStructureOptions(*parser, arguments->given);
   parser
       ->add_option("-o,--output", arguments->output,

@@ -2,6 +2,7 @@
 // motion share it.
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +24,20 @@ struct MotionOutputOptions {
   bool onlyKnown = false;               // without the links that the format has no name for
   bool withFootsteps = false;           // tables of the footsteps beside that of the links
 };
+
+/// Options of a verb as they were written; ReadMotionOutputOptions turns them into values.
+struct MotionOutputWords {
+  std::optional<std::string> fps;
+  bool atKeys = false, rootMotion = false, inPlace = false;
+  bool onlyKnown = false, withFootsteps = false;
+};
+/// Adds the options; parsing fills `words`, which has to outlive `verb`.
+void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words);
+/// Sets in `options` what was written. False for a value that cannot be and for an option that the
+/// format has no use for; `refusal` names it.
+[[nodiscard]] bool ReadMotionOutputOptions(const MotionOutputWords& words,
+                                           const std::string& format, MotionOutputOptions& options,
+                                           std::string& refusal);
 
 /// The extensions that WriteMotionAs knows, without their dots, for messages and help.
 std::vector<std::string> MotionFormats();

@@ -212,6 +212,10 @@ TEST(MakeVerb, WritesEveryFormat) {
     EXPECT_EQ(Make("walk", scratch.File(name)).status, 0) << name;
     EXPECT_EQ(ReadFile(scratch.File(name)).substr(0, head.size()), head) << name;
   }
+  EXPECT_EQ(Make("walk --fps 24", scratch.File("slow.bvh")).status, 0);
+  EXPECT_TRUE(Contains(ReadFile(scratch.File("slow.bvh")), "\nFrame Time: 0.04166667\n"));
+  EXPECT_EQ(Make("walk --at-keys", scratch.File("keys.csv")).status, 0);
+  EXPECT_EQ(Make("walk --at-keys", scratch.File("keys.bvh")).status, 1);
   ASSERT_EQ(Make("walk --only-known", scratch.File("known.bvh")).status, 0);
   EXPECT_TRUE(Contains(ReadFile(scratch.File("walk.bvh")), "Strider01_Footprints"));
   EXPECT_FALSE(Contains(ReadFile(scratch.File("known.bvh")), "Strider01"));
