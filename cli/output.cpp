@@ -22,14 +22,18 @@ std::string ExtensionOf(const std::string& path) {
   return extension;
 }
 
-ExitStatus RefuseFormat(const std::string& verb, const std::string& path,
-                        std::initializer_list<const char*> formats) {
+std::string ListFormats(const std::vector<std::string>& formats) {
   std::string list;
-  for (const char* format : formats) {
-    if (!list.empty()) list += " or ";
-    list += format;
+  for (std::size_t i = 0; i < formats.size(); ++i) {
+    if (i > 0) list += i + 1 < formats.size() ? ", " : " or ";
+    list += "." + formats[i];
   }
-  return Refuse(verb, Named(path) + "the output's name must end in " + list);
+  return list;
+}
+
+ExitStatus RefuseFormat(const std::string& verb, const std::string& path,
+                        const std::vector<std::string>& formats) {
+  return Refuse(verb, Named(path) + "the output's name must end in " + ListFormats(formats));
 }
 
 ExitStatus WriteOutput(const std::string& verb, const std::string& path, std::string_view bytes) {

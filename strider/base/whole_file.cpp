@@ -129,9 +129,15 @@ void WholeFile::Flush() {
   buffer_.clear();
 }
 
-bool WholeFile::Commit(std::string& cause) {
+bool WholeFile::Finish(std::string& cause) {
   Flush();
   if (Good() && (!KeepRights(file_, target_) || fsync(file_) != 0)) error_ = errno;
+  if (!Good()) cause = std::strerror(error_);
+  return Good();
+}
+
+bool WholeFile::Commit(std::string& cause) {
+  (void)Finish(cause);
   if (Good() && temporary_.empty() && !NameBeside(file_, FolderOf(target_), temporary_)) {
     error_ = errno;
   }
