@@ -8,6 +8,7 @@
 #include "exchange/motion_table.h"
 #include "strider/base/number_text.h"
 #include "strider/base/whole_file.h"
+#include "strider/storage/motion_file.h"
 
 namespace strider {
 namespace {
@@ -59,6 +60,19 @@ bool WriteSheet(const MotionCore& core, const MotionOutputOptions& /*options*/,
   return MotionSheet(core, {}, png, cause) && WriteWholeFile(path, png, cause);
 }
 
+bool WriteMotionFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                     std::string& cause) {
+  return SaveMotion(path, {&core}, {}, cause);
+}
+bool WriteFootstepFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                       std::string& cause) {
+  return SaveFootsteps(path, core, cause);
+}
+bool WriteFigureFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                     std::string& cause) {
+  return SaveFigure(path, core, cause);
+}
+
 /// Options that a format may have a use for.
 enum Use : unsigned {
   kFps = 1,
@@ -78,8 +92,11 @@ struct MotionFormat {
 constexpr MotionFormat kFormats[] = {
     {"bvh", kFps | kOnlyKnown, WriteBvh},
     {"csv", kFps | kAtKeys | kWithFootsteps, WriteTable},
+    {"fig", 0, WriteFigureFile},
     {"npz", kFps | kAtKeys, WriteArrays},
     {"png", 0, WriteSheet},
+    {"sdr", 0, WriteMotionFile},
+    {"stp", 0, WriteFootstepFile},
 };
 
 const MotionFormat* FindFormat(const std::string& extension) {
