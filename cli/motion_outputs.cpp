@@ -2,6 +2,7 @@
 
 #include "cli/progress.h"
 #include "exchange/motion_bvh.h"
+#include "exchange/motion_glb.h"
 #include "exchange/motion_npz.h"
 #include "exchange/motion_sampler.h"
 #include "exchange/motion_sheet.h"
@@ -73,6 +74,19 @@ bool WriteFigureFile(const MotionCore& core, const MotionOutputOptions&, const s
   return SaveFigure(path, core, cause);
 }
 
+bool WriteGlb(const MotionCore& core, const MotionOutputOptions& options, const std::string& path,
+              std::string& cause) {
+  GlbOptions glb;
+  glb.range = options.range;
+  glb.fps = options.fps;
+  glb.metresPerUnit = options.metresPerUnit;
+  glb.bodyType = options.bodyType;
+  glb.atKeys = options.atKeys;
+  glb.rootMotion = options.rootMotion;
+  glb.inPlace = options.inPlace;
+  return WriteMotionGlb(core, {}, glb, path, cause);
+}
+
 /// Options that a format may have a use for.
 enum Use : unsigned {
   kFps = 1,
@@ -81,6 +95,7 @@ enum Use : unsigned {
   kInPlace = 8,
   kOnlyKnown = 16,
   kWithFootsteps = 32,
+  kMetres = 64,
 };
 
 struct MotionFormat {
@@ -93,6 +108,7 @@ constexpr MotionFormat kFormats[] = {
     {"bvh", kFps | kOnlyKnown, WriteBvh},
     {"csv", kFps | kAtKeys | kWithFootsteps, WriteTable},
     {"fig", 0, WriteFigureFile},
+    {"glb", kFps | kAtKeys | kRootMotion | kInPlace | kMetres, WriteGlb},
     {"npz", kFps | kAtKeys, WriteArrays},
     {"png", 0, WriteSheet},
     {"sdr", 0, WriteMotionFile},
@@ -170,6 +186,11 @@ std::vector<std::string> MotionFormats() {
   std::vector<std::string> extensions;
   for (const MotionFormat& format : kFormats) extensions.emplace_back(format.extension);
   return extensions;
+}
+
+bool CountsInMetres(const std::string& format) {
+  const MotionFormat* row = FindFormat(format);
+  return row != nullptr && (row->uses & kMetres) != 0;
 }
 
 bool WriteMotionAs(const std::string& format, const MotionCore& core,
