@@ -61,19 +61,6 @@ bool WriteSheet(const MotionCore& core, const MotionOutputOptions& /*options*/,
   return MotionSheet(core, {}, png, cause) && WriteWholeFile(path, png, cause);
 }
 
-bool WriteMotionFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
-                     std::string& cause) {
-  return SaveMotion(path, {&core}, {}, cause);
-}
-bool WriteFootstepFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
-                       std::string& cause) {
-  return SaveFootsteps(path, core, cause);
-}
-bool WriteFigureFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
-                     std::string& cause) {
-  return SaveFigure(path, core, cause);
-}
-
 bool WriteGlb(const MotionCore& core, const MotionOutputOptions& options, const std::string& path,
               std::string& cause) {
   GlbOptions glb;
@@ -85,6 +72,18 @@ bool WriteGlb(const MotionCore& core, const MotionOutputOptions& options, const 
   glb.rootMotion = options.rootMotion;
   glb.inPlace = options.inPlace;
   return WriteMotionGlb(core, {}, glb, path, cause);
+}
+bool WriteMotionFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                     std::string& cause) {
+  return SaveMotion(path, {&core}, {}, cause);
+}
+bool WriteFootstepFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                       std::string& cause) {
+  return SaveFootsteps(path, core, cause);
+}
+bool WriteFigureFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                     std::string& cause) {
+  return SaveFigure(path, core, cause);
 }
 
 /// Options that a format may have a use for.
