@@ -37,7 +37,7 @@ int Main(int argc, char** argv) {
   const std::vector<Verb> verbs = {AddConvertVerb(program), AddFigureVerb(program),
                                    AddInfoVerb(program),    AddMakeVerb(program),
                                    AddMeasureVerb(program), AddPreferencesVerb(program),
-                                   AddSheetVerb(program)};
+                                   AddSheetVerb(program),   AddViewVerb(program)};
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& success) {  // help or version was asked

@@ -4,6 +4,7 @@
 #include "exchange/motion_bvh.h"
 #include "exchange/motion_glb.h"
 #include "exchange/motion_npz.h"
+#include "exchange/motion_page.h"
 #include "exchange/motion_sampler.h"
 #include "exchange/motion_sheet.h"
 #include "exchange/motion_table.h"
@@ -86,6 +87,15 @@ bool WriteFigureFile(const MotionCore& core, const MotionOutputOptions&, const s
   return SaveFigure(path, core, cause);
 }
 
+bool WritePage(const MotionCore& core, const MotionOutputOptions& options, const std::string& path,
+               std::string& cause) {
+  const MotionPageOptions page = {options.metresPerUnit, options.range, options.fps,
+                                  options.bodyType};
+  Progress progress(path.c_str());
+  return WriteMotionPage(core, {}, page, path, cause,
+                         [&progress](std::int64_t n, std::int64_t all) { progress.Tell(n, all); });
+}
+
 /// Options that a format may have a use for.
 enum Use : unsigned {
   kFps = 1,
@@ -108,6 +118,7 @@ constexpr MotionFormat kFormats[] = {
     {"csv", kFps | kAtKeys | kWithFootsteps, WriteTable},
     {"fig", 0, WriteFigureFile},
     {"glb", kFps | kAtKeys | kRootMotion | kInPlace | kMetres, WriteGlb},
+    {"html", kFps | kMetres, WritePage},
     {"npz", kFps | kAtKeys, WriteArrays},
     {"png", 0, WriteSheet},
     {"sdr", 0, WriteMotionFile},

@@ -28,5 +28,7 @@ Verb AddMeasureVerb(CLI::App& program);
 Verb AddPreferencesVerb(CLI::App& program);
 /// `strider sheet`: the contact sheet of the documentation.
 Verb AddSheetVerb(CLI::App& program);
+/// `strider view`: the motion of a file as a page, opened in a browser.
+Verb AddViewVerb(CLI::App& program);
 
 }  // namespace strider
