@@ -400,6 +400,32 @@ float CoreFigureHeight(const MotionCore& core) {
                             core.laidOutLengths);
 }
 
+int SettleFigure(MotionCore& core, float height) {
+  for (LimbRecord& leg : core.leg) {
+    leg.totalLength = leg.upperLength + leg.lowerLength + (leg.hasFourLinks ? leg.endLength : 0);
+  }
+  const float lengths = SumOfLengths(core);
+  if (height == 0) {
+    // The parts of a nominal figure sum up to a little less than its nominal height.
+    const double links = static_cast<double>(kNominalNeckLink) * core.neck.numLinks;
+    const double parts = static_cast<double>(kSpineLength) + kSpineBase.y + kHeadDimensions.x +
+                         2 * kLegSegment + kFootHeight;
+    height = static_cast<float>(lengths * ((kNominalHeight + links) / (parts + links)));
+  }
+  Structure trial = core.structure;
+  if (!SetParameter(trial, *FindStructureParameter("height"), height)) return kRefused;
+  for (const LimbRecord& leg : core.leg) {
+    if (!IsFinite(leg.totalLength) || !IsFinite(LegHeight(leg))) return kRefused;
+  }
+  core.structure = trial;
+  core.body.figurePosition.y = StanceHeight(core);
+  RefreshBodyLaws(core);
+  core.laidOutLengths = lengths;
+  ConfigureTracks(core);
+  TakeStance(core);
+  return kDone;
+}
+
 int SetHeight(MotionCore& core, float height) {
   Structure trial = core.structure;
   if (!SetParameter(trial, *FindStructureParameter("height"), height)) return kRefused;
