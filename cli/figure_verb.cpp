@@ -27,7 +27,7 @@ ExitStatus Run(const Arguments& arguments) {
   // The format before the work: a name that cannot be written needs no figure.
   const std::string& output = arguments.output;
   const std::string format = output == "-" ? "json" : ExtensionOf(output);
-  if (format != "png" && format != "json") return RefuseFormat(kName, output, {".png", ".json"});
+  if (format != "png" && format != "json") return RefuseFormat(kName, output, {"png", "json"});
 
   const MotionCore core = StandingFigure(structure);
   if (output == "-") return PrintOutput(kName, FigureJson(core));

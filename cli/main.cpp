@@ -35,7 +35,8 @@ int Main(int argc, char** argv) {
   program.get_formatter()->label("SUBCOMMAND", "VERB");
   program.footer("strider VERB --help tells the options of a verb.\n");
   const std::vector<Verb> verbs = {AddFigureVerb(program), AddMakeVerb(program),
-                                   AddMeasureVerb(program), AddSheetVerb(program)};
+                                   AddMeasureVerb(program), AddPreferencesVerb(program),
+                                   AddSheetVerb(program)};
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& success) {  // help or version was asked

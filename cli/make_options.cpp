@@ -41,10 +41,11 @@ constexpr NumberRow kNumbers[] = {
      "a whole number of frames from 1 to 100000",
      "from one touch to the other foot's; default 15, jump 20"},
     {kMakeGround, "--ground", "FRAMES", For::kGait, 1, kLong, true, true,
-     "a whole number of frames from 1 to 100000", "time of a foot on the ground"},
+     "a whole number of frames from 1 to 100000",
+     "time of a foot on the ground; default 18, run 6, jump 5"},
     {kMakeAir, "--air", "FRAMES", For::kGait, 0, kLong, true, true,
      "a whole number of frames from 0 to 100000",
-     "time in the air; of a walk the time on both feet"},
+     "time in the air, of a walk the time on both feet; default 3, run 9, jump 15"},
     {kMakeMetresPerUnit, "--metres-per-unit", "F", For::kPlan, 0, kFar, false, false,
      "a number above 0 and up to 1000000000",
      "the plan's places are metres, of which a scene unit has this many"},
@@ -57,7 +58,7 @@ constexpr NumberRow kNumbers[] = {
     {kMakeScaleLength, "--scale-length", "F", For::kBoth, 0, 100, false, false,
      "a number above 0 and up to 100", "scales the strides along the headings"},
     {kMakeScaleWidth, "--scale-width", "F", For::kBoth, 0, 100, false, false,
-     "a number above 0 and up to 100", "scales the strides across the headings"},
+     "a number above 0 and up to 100", "scales the rest of the strides, their rise too"},
 };
 
 std::string Refusal(const char* option, const std::string& takes, const std::string& given) {

@@ -1,20 +1,20 @@
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "cli/make_figure.h"
 #include "cli/make_options.h"
+#include "cli/motion_outputs.h"
 #include "cli/output.h"
-#include "cli/progress.h"
 #include "cli/structure_options.h"
 #include "cli/verbs.h"
 #include "exchange/footstep_plan.h"
 #include "exchange/motion_json.h"
 #include "exchange/motion_range.h"
-#include "exchange/motion_sheet.h"
 #include "exchange/motion_table.h"
-#include "strider/base/whole_file.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/bend_scale.h"
 #include "strider/footsteps/place.h"
@@ -27,6 +27,7 @@ constexpr const char* kName = "make";
 struct Arguments {
   std::vector<GivenParameter> given;
   MakeWords words;
+  MotionOutputWords outputWords;
   std::string output;
   bool json = false;
 };
@@ -59,7 +60,8 @@ std::string Reason(const PlaceResult& result) {
       return "the time on both feet (--air) must be less than half the time on the ground "
              "(--ground), also at the end of --interpolate-to";
     case PlaceStatus::kNeverInTheAir:
-      return "a run must be in the air (--air) for a frame at least";
+      return "a run must be in the air for a frame at least: give it a longer --cycle or, with "
+             "--no-auto-timing, a longer --air";
     case PlaceStatus::kDoesNotFit: return which + "does not fit: its time is taken";
     case PlaceStatus::kTooLate:
       return which + "ends too late: footsteps must end before " +
@@ -140,7 +142,7 @@ bool PlacePlan(Made& made, const MakeOptions& options, const std::string& path) 
   }
   std::vector<PlannedFootstep> plan;
   std::string cause;
-  if (!ReadFootstepPlan(path, settings, plan, cause)) return made.Refuse(path + ": " + cause);
+  if (!ReadFootstepPlan(path, settings, plan, cause)) return made.Refuse(Named(path) + cause);
   std::vector<NewFootstep> footsteps;
   footsteps.reserve(plan.size());
   for (const PlannedFootstep& step : plan) {
@@ -148,7 +150,7 @@ bool PlacePlan(Made& made, const MakeOptions& options, const std::string& path) 
         {step.side, step.start, step.duration, CoreFromHost(step.place), step.heading});
   }
   const PlaceResult result = PlaceFootsteps(made.core, footsteps);
-  if (!result.Done()) return made.Refuse(path + ": " + Reason(result));
+  if (!result.Done()) return made.Refuse(Named(path) + Reason(result));
   made.readouts = Format("footsteps: %d\n", result.placed);
   return true;
 }
@@ -208,20 +210,24 @@ bool MakeMotion(Made& made, const Structure& structure, const MakeOptions& optio
 
 // --- Output ------------------------------------------------------------------------------------
 
-/// Writes the motion; what is printed goes to `report`.
-bool WriteMotion(const MotionCore& core, const std::string& output, std::string& refusal) {
-  std::string cause, png;
-  bool done;
-  if (ExtensionOf(output) == "png") {
-    done = MotionSheet(core, {}, png, cause) && WriteWholeFile(output, png, cause);
-  } else {
-    Progress progress(output.c_str());
-    done = WriteMotionTable(core, {}, output, cause, [&progress](std::int64_t n, std::int64_t all) {
-      progress.Tell(n, all);
-    });
+/// All files that are written, the one asked for last.
+std::vector<std::string> FilesOf(const Arguments& arguments) {
+  std::vector<std::string> files;
+  if (arguments.outputWords.withFootsteps) {
+    for (const char* what : kTablesBeside) files.push_back(TableBeside(arguments.output, what));
   }
-  if (!done) refusal = output + ": " + cause;
-  return done;
+  files.push_back(arguments.output);
+  return files;
+}
+
+/// A plan is the user's own work: a slip of the keys must not put a table in its place.
+bool WouldReplacePlan(const Arguments& arguments) {
+  if (!arguments.words.plan) return false;
+  const std::vector<std::string> files = FilesOf(arguments);
+  return std::any_of(files.begin(), files.end(), [&arguments](const std::string& path) {
+    std::error_code neither;  // where one of the two is not there
+    return std::filesystem::equivalent(*arguments.words.plan, path, neither);
+  });
 }
 
 ExitStatus Run(const Arguments& arguments) {
@@ -232,16 +238,29 @@ ExitStatus Run(const Arguments& arguments) {
   if (!ReadMakeOptions(arguments.words, options, refusal)) return Refuse(kName, refusal);
   const std::string& output = arguments.output;
   const std::string format = ExtensionOf(output);
-  if (format != "csv" && format != "png") return RefuseFormat(kName, output, {".csv", ".png"});
+  const std::vector<std::string> formats = MotionFormats();
+  if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
+    return RefuseFormat(kName, output, formats);
+  }
+  if (WouldReplacePlan(arguments)) return Refuse(kName, Named(output) + "is the plan itself");
+  MotionOutputOptions outputOptions;
+  outputOptions.metresPerUnit = options.numbers[kMakeMetresPerUnit];
+  if (!ReadMotionOutputOptions(arguments.outputWords, format, outputOptions, refusal)) {
+    return Refuse(kName, refusal);
+  }
 
   Made made;
   if (!MakeMotion(made, structure, options, arguments.words)) return Refuse(kName, made.refusal);
-  if (!WriteMotion(made.core, output, refusal)) return Refuse(kName, refusal);
+  if (!WriteMotionAs(format, made.core, outputOptions, output, refusal)) {
+    return Refuse(kName, Named(output) + refusal);
+  }
   // The document alone, so that a program can read what is printed.
   if (arguments.json) return PrintOutput(kName, MotionJson(made.core));
   const FrameRange range = FrameRangeOf(made.core);
-  return PrintOutput(kName, made.readouts + "frames: " + std::to_string(range.first) + " to " +
-                                std::to_string(range.last) + "\n" + output + "\n");
+  std::string report = made.readouts + "frames: " + std::to_string(range.first) + " to " +
+                       std::to_string(range.last) + "\n";
+  for (const std::string& file : FilesOf(arguments)) report += file + "\n";
+  return PrintOutput(kName, report);
 }
 
 }  // namespace
@@ -249,15 +268,18 @@ ExitStatus Run(const Arguments& arguments) {
 Verb AddMakeVerb(CLI::App& program) {
   CLI::App* parser = program.add_subcommand(
       kName,
-      "Places footsteps, makes the motion that they imply, and writes it: a table of all links at\n"
-      "all frames (.csv) or a contact sheet (.png).");
+      "Places footsteps, makes the motion that they imply, and writes it in the format that the\n"
+      "output's name ends in.");
   parser->group("Verbs");
   const auto arguments = std::make_shared<Arguments>();
   AddMakeOptions(*parser, arguments->words);
   parser->add_flag("--json", arguments->json,
                    "print figure, footsteps, phases, flights and key times as JSON");
+  AddMotionOutputOptions(*parser, arguments->outputWords);
   AddStructureOptions(*parser, arguments->given);
-  parser->add_option("-o,--output", arguments->output, "file to write, .csv or .png")
+  parser
+      ->add_option("-o,--output", arguments->output,
+                   "file to write: " + ListFormats(MotionFormats()))
       ->type_name("FILE")
       ->required();
   return {parser, [arguments] { return Run(*arguments); }};

@@ -74,7 +74,7 @@ constexpr const char* kHead =
     "are fitted to 0.2 units a frame whatever the figure's size, are too coarse.\n\n";
 
 ExitStatus Run(const std::string& output) {
-  if (ExtensionOf(output) != "md") return RefuseFormat(kName, output, {".md"});
+  if (ExtensionOf(output) != "md") return RefuseFormat(kName, output, {"md"});
   std::string text = kHead;
   std::vector<std::string> violations;
   for (const SampleMotionInfo& info : SampleMotions()) {

@@ -7,6 +7,8 @@
 
 namespace strider {
 
+std::string Named(const std::string& path) { return (path.empty() ? "\"\"" : path) + ": "; }
+
 std::string ExtensionOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
@@ -20,19 +22,23 @@ std::string ExtensionOf(const std::string& path) {
   return extension;
 }
 
-ExitStatus RefuseFormat(const std::string& verb, const std::string& path,
-                        std::initializer_list<const char*> formats) {
+std::string ListFormats(const std::vector<std::string>& formats) {
   std::string list;
-  for (const char* format : formats) {
-    if (!list.empty()) list += " or ";
-    list += format;
+  for (std::size_t i = 0; i < formats.size(); ++i) {
+    if (i > 0) list += i + 1 < formats.size() ? ", " : " or ";
+    list += "." + formats[i];
   }
-  return Refuse(verb, path + ": the output's name must end in " + list);
+  return list;
+}
+
+ExitStatus RefuseFormat(const std::string& verb, const std::string& path,
+                        const std::vector<std::string>& formats) {
+  return Refuse(verb, Named(path) + "the output's name must end in " + ListFormats(formats));
 }
 
 ExitStatus WriteOutput(const std::string& verb, const std::string& path, std::string_view bytes) {
   std::string cause;
-  if (!WriteWholeFile(path, bytes, cause)) return Refuse(verb, path + ": " + cause);
+  if (!WriteWholeFile(path, bytes, cause)) return Refuse(verb, Named(path) + cause);
   return PrintOutput(verb, path + "\n");
 }
 

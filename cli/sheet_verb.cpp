@@ -47,7 +47,7 @@ std::vector<CaptionedFigure> Variations() {
 }
 
 ExitStatus Run(const std::string& output) {
-  if (ExtensionOf(output) != "png") return RefuseFormat(kName, output, {".png"});
+  if (ExtensionOf(output) != "png") return RefuseFormat(kName, output, {"png"});
   std::string png, refusal;
   if (!FigureSheet(Variations(), png, refusal)) return Refuse(kName, output + ": " + refusal);
   return WriteOutput(kName, output, png);

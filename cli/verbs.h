@@ -20,6 +20,8 @@ Verb AddFigureVerb(CLI::App& program);
 Verb AddMakeVerb(CLI::App& program);
 /// `strider measure`: how good the sample motions are, as a table.
 Verb AddMeasureVerb(CLI::App& program);
+/// `strider preferences`: shows and changes the user's settings.
+Verb AddPreferencesVerb(CLI::App& program);
 /// `strider sheet`: the contact sheet of the documentation.
 Verb AddSheetVerb(CLI::App& program);
 

@@ -122,27 +122,44 @@ void CoverPlan(Bounds& bounds, const Strip& strip, const std::vector<const Footp
 
 namespace {
 
+bool Overlap(const Extent& a, const Extent& b) {
+  return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
+}
+
 /// Numbers that would stand on one that is there already are left out.
 class Labels {
  public:
   explicit Labels(cairo_t* page) : page_(page) {}
-  void Draw(double x, double y, const std::string& text) {
-    const double width = TextWidth(page_, text), height = 7;
-    const double left = x - 0.5 * width;
-    const Extent here{left - 1, y - height, left + width + 1, y + 1};
-    for (const Extent& other : taken_) {
-      if (here.left < other.right && other.left < here.right && here.top < other.bottom &&
-          other.top < here.bottom) {
-        return;
-      }
-    }
+  /// Something that a number had better not stand on.
+  void Avoid(const PagePoint& p, double radius) {
+    avoided_.push_back({p.x - radius, p.y - radius, p.x + radius, p.y + radius});
+  }
+  /// A number in the middle over a line. False if it was left out.
+  bool Draw(double x, double y, const std::string& text) {
+    const Extent here = ExtentOf(x, y, text);
+    if (MeetsAny(here, taken_)) return false;
     taken_.push_back(here);
-    DrawText(page_, left, y, text);
+    DrawText(page_, here.left + 1, y, text);
+    return true;
+  }
+  /// The same where nothing is that it had better not stand on; false otherwise.
+  bool DrawClear(double x, double y, const std::string& text) {
+    return !MeetsAny(ExtentOf(x, y, text), avoided_) && Draw(x, y, text);
   }
 
  private:
+  Extent ExtentOf(double x, double y, const std::string& text) const {
+    constexpr double kHeight = 7;
+    const double half = 0.5 * TextWidth(page_, text) + 1;
+    return {x - half, y - kHeight, x + half, y + 1};
+  }
+  static bool MeetsAny(const Extent& here, const std::vector<Extent>& others) {
+    return std::any_of(others.begin(), others.end(),
+                       [&here](const Extent& other) { return Overlap(here, other); });
+  }
+
   cairo_t* page_;
-  std::vector<Extent> taken_;
+  std::vector<Extent> taken_, avoided_;
 };
 
 // --- Side view -------------------------------------------------------------------------------
@@ -188,8 +205,8 @@ void DrawSidePrint(cairo_t* page, const Footprint& print, const View& view, Labe
   cairo_fill(page);
   SetInk(page, Darker(ink, 0.35));
   // Left and right have a line of numbers each: feet side by side are at one place here.
-  labels.Draw(0.5 * (heel.x + toe.x), heel.y + (print.side == 1 ? 11 : 19),
-              std::to_string(print.index));
+  (void)labels.Draw(0.5 * (heel.x + toe.x), heel.y + (print.side == 1 ? 11 : 19),
+                    std::to_string(print.index));
 }
 
 void DrawSidePath(cairo_t* page, const Strip& strip, const View& view) {
@@ -251,7 +268,7 @@ void DrawStrip(cairo_t* page, const Strip& strip, const std::vector<const Footpr
     const PagePoint p = Project(here, shot.centre);
     DrawSpot(page, p, 1.5, kPathInk);
     SetInk(page, kFaint);
-    frames.Draw(p.x, ExtentOf(shot.body, here).top - 4, std::to_string(shot.frame));
+    (void)frames.Draw(p.x, ExtentOf(shot.body, here).top - 4, std::to_string(shot.frame));
   }
 }
 
@@ -260,7 +277,7 @@ namespace {
 // --- Top view --------------------------------------------------------------------------------
 
 /// A sole: round heel and broader, round toes.
-void DrawTopPrint(cairo_t* page, const Footprint& print, const View& view, Labels& labels) {
+void DrawTopPrint(cairo_t* page, const Footprint& print, const View& view) {
   const auto at = [&](double ahead, double left) {
     return Project(view, OnSole(print, ahead, left));
   };
@@ -285,19 +302,53 @@ void DrawTopPrint(cairo_t* page, const Footprint& print, const View& view, Label
   cairo_line_to(page, mark.x, mark.y);
   cairo_set_line_width(page, 0.8);
   cairo_stroke(page);
-  // The number stands behind the heel, where neither the path nor the next foot is.
-  constexpr double kRoom = 6;
-  const PagePoint back = at(-print.heel, 0);
-  labels.Draw(back.x - kRoom * std::cos(turn), back.y - kRoom * std::sin(turn) + 2.5,
-              std::to_string(print.index));
+}
+
+/// The number of a footprint stands behind its heel, where neither the path nor the next foot is as
+/// long as both go straight on; else at its outer side, before its toes, on the inside, or further
+/// off.
+void DrawTopNumber(const Footprint& print, const View& view, Labels& labels) {
+  constexpr double kBaseLine = 2.5;  // under the middle of a number
+  const std::string number = std::to_string(print.index);
+  const double aside = print.side == 1 ? 1 : -1;
+  const auto draw = [&](double ahead, double left, bool clear) {
+    const PagePoint p = Project(view, OnSole(print, ahead, left));
+    return clear ? labels.DrawClear(p.x, p.y + kBaseLine, number)
+                 : labels.Draw(p.x, p.y + kBaseLine, number);
+  };
+  constexpr double kRoom = 6, kMoreRoom = 10;
+  for (const double points : {kRoom, kMoreRoom}) {
+    const double room = points / view.scale, beside = aside * (print.half + room);
+    if (draw(-print.heel - room, 0, true) || draw(0, beside, true) ||
+        draw(print.toe + 0.9 * print.half + room, 0, true) || draw(0, -beside, true)) {
+      return;
+    }
+  }
+  (void)draw(-print.heel - kRoom / view.scale, 0, false);
 }
 
 }  // namespace
 
 void DrawTopPrints(cairo_t* page, const std::vector<const Footprint*>& prints, const View& view) {
+  for (const Footprint* print : prints) DrawTopPrint(page, *print, view);
+}
+
+void DrawTopNumbers(cairo_t* page, const std::vector<const Footprint*>& prints,
+                    const std::vector<const Strip*>& strips, const View& view) {
   SetFont(page, 6.5);
-  Labels labels(page);
-  for (const Footprint* print : prints) DrawTopPrint(page, *print, view, labels);
+  Labels numbers(page);
+  for (const Footprint* print : prints) {
+    for (const double ahead : {0.75 * print->half - print->heel, print->toe - print->half}) {
+      numbers.Avoid(Project(view, OnSole(*print, ahead, 0)), 0.9 * view.scale * print->half);
+    }
+  }
+  for (const Strip* strip : strips) {
+    for (const Point3& place : strip->path) numbers.Avoid(Project(view, place), 1.5);
+  }
+  for (const Footprint* print : prints) {
+    SetInk(page, Darker(InkOfSide(print->side), 0.45));
+    DrawTopNumber(*print, view, numbers);
+  }
 }
 
 void DrawTopPath(cairo_t* page, const Strip& strip, const View& view) {

@@ -54,6 +54,9 @@ void DrawStrip(cairo_t* page, const Strip& strip, const std::vector<const Footpr
 void CoverPlan(Bounds& bounds, const Strip& strip, const std::vector<const Footprint*>& prints,
                const View& view);
 void DrawTopPrints(cairo_t* page, const std::vector<const Footprint*>& prints, const View& view);
+/// The footprints' numbers, clear of footprints and the strips' paths where they can be.
+void DrawTopNumbers(cairo_t* page, const std::vector<const Footprint*>& prints,
+                    const std::vector<const Strip*>& strips, const View& view);
 void DrawTopPath(cairo_t* page, const Strip& strip, const View& view);
 
 void DrawSpot(cairo_t* page, const PagePoint& p, double radius, const Ink& ink);

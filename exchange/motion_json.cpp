@@ -2,6 +2,7 @@
 
 #include "exchange/figure_json.h"
 #include "exchange/json_values.h"
+#include "exchange/keyed_tracks.h"
 #include "exchange/motion_range.h"
 #include "strider/base/trig.h"
 
@@ -89,17 +90,8 @@ void AddList(std::string& text, const char* name, const std::vector<Record>& rec
 void AddTracks(std::string& text, const MotionCore& core) {
   text += ",\n\"tracks\": ";
   Lines tracks(text, '{', '}');
-  const auto add = [&](int id, const std::string& name) {
-    const KeyTrack* track = FindTrack(core, id);
-    if (track != nullptr) tracks.Add(Json(name).dump() + ": " + TrackJson(*track).dump());
-  };
-  for (int id = 0; id <= kProp3; ++id) {
-    const BodyPart* part = FindBodyPart(id);
-    if (part->track == id) add(id, part->scriptName);  // the others are keyed on a track of these
-  }
-  // Extra chains share a script name and are told apart by their number, from 1.
-  for (int i = 0; i < static_cast<int>(core.xtras.size()); ++i) {
-    add(kXtraFirst + i, FindBodyPart(kXtraFirst)->scriptName + std::to_string(i + 1));
+  for (const KeyedTrack& keyed : KeyedTracksOf(core)) {
+    tracks.Add(Json(keyed.name).dump() + ": " + TrackJson(*keyed.track).dump());
   }
   tracks.End();
 }

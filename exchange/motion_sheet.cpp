@@ -245,6 +245,7 @@ void DrawStripLayout(cairo_t* page, const Layout& layout, const StripLayout& her
   top.pageY = here.y + kStripAbove + scale * here.side.Height() + kStripBelow + kPlanRoom -
               scale * here.plan.top;
   DrawTopPrints(page, here.prints, top);
+  DrawTopNumbers(page, here.prints, {here.strip}, top);
   DrawTopPath(page, *here.strip, top);
 }
 
@@ -273,7 +274,11 @@ bool MotionSheet(const MotionCore& core, const EvalContext& context, std::string
   whole.pageY = layout.planY - whole.scale * layout.plan.top;
   std::vector<const Footprint*> all;
   for (const Footprint& print : prints) all.push_back(&print);
+  std::vector<const Strip*> strips;
+  for (const Strip& strip : shots.strips) strips.push_back(&strip);
   DrawTopPrints(page, all, whole);
+  // Where the whole is too small to be read, numbers stand in the strips' own views alone.
+  if (!layout.plansInStrips) DrawTopNumbers(page, all, strips, whole);
   for (const Strip& strip : shots.strips) DrawTopPath(page, strip, whole);
   DrawScaleBar(page, kWidth - kMargin - 90, layout.timeY - 14, whole.scale, 90);
   DrawTimeLine(page, core, shots, prints, layout.timeY);

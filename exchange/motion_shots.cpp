@@ -219,14 +219,20 @@ bool AreCrowded(const MotionShots& shots, const Samples& samples, double height)
   return advance < needed && (count <= 2 || advance < 0.3 * height * count);
 }
 
-/// Frames of a strip at which its figure is drawn, the last one always among them.
+/// Frames of a strip at which its figure is drawn, none over another: the last one, which is always
+/// among them, takes the place of one that it would hide.
 std::vector<std::int64_t> ChooseFrames(const Strip& strip, const Samples& samples,
-                                       std::int64_t every, double leastMove) {
+                                       std::int64_t every, double leastMove, double leastApart) {
   std::vector<std::int64_t> frames;
+  const auto hides = [&](std::int64_t a, std::int64_t b) {
+    const Point3 way = samples.Of(b).centre - samples.Of(a).centre;
+    return std::hypot(Dot(way, strip.along), way.z) < leastApart ||
+           Moved(samples.Of(a), samples.Of(b)) < leastMove;
+  };
   for (std::int64_t f = strip.first; f <= strip.last; ++f) {
     const bool isTurn = (f - strip.first) % every == 0 && strip.last - f >= every / 2;
     if (f != strip.last && !isTurn) continue;
-    if (!frames.empty() && Moved(samples.Of(frames.back()), samples.Of(f)) < leastMove) {
+    if (!frames.empty() && hides(frames.back(), f)) {
       if (f != strip.last) continue;
       if (frames.size() > 1) frames.pop_back();
     }
@@ -258,7 +264,8 @@ MotionShots TakeShots(const MotionCore& core, const EvalContext& context) {
                     Advance(strip) / static_cast<double>(frames);
     }
     const double leastMove = crowded ? 0 : kNoticedMove * height;
-    for (const std::int64_t frame : ChooseFrames(strip, samples, every, leastMove)) {
+    const double leastApart = crowded ? 0 : 0.5 * kSpacing * height;
+    for (const std::int64_t frame : ChooseFrames(strip, samples, every, leastMove, leastApart)) {
       CorePose(posed, TimeOfFrame(core, frame), context);
       strip.shots.push_back({frame, samples.Of(frame).centre, BodySolids(posed)});
     }

@@ -28,16 +28,47 @@ std::string FollowLinks(const std::string& path) {
   return target;
 }
 
-/// Opens a new file in `folder`. Its name is short, since the target's may fill what a name may
-/// hold. Opened with the usual rights, which the user's mask then narrows. -1 on failure.
-int OpenBeside(const std::string& folder, std::string& name) {
+/// Calls `attempt` with names in `folder` until one is free. They are short, since the target's own
+/// may fill what a name may hold. What it answered, -1 with errno set on failure.
+template <class Attempt>
+int WithFreeName(const std::string& folder, std::string& name, const Attempt& attempt) {
   constexpr int kTries = 100;
   for (int i = 0; i < kTries; ++i) {
     name = folder + "/.strider-" + std::to_string(getpid()) + "-" + std::to_string(i) + ".tmp";
-    const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (file >= 0 || errno != EEXIST) return file;
+    const int result = attempt(name.c_str());
+    if (result >= 0 || errno != EEXIST) return result;
   }
   return -1;
+}
+
+/// Opens a new file in `folder`, with the usual rights, which the user's mask then narrows. Where
+/// the system can, it has no name yet, so that nothing stays of a program that is stopped half way;
+/// `name` is empty then. -1 on failure.
+int OpenBeside(const std::string& folder, std::string& name) {
+  name.clear();
+#ifdef O_TMPFILE
+  if (access("/proc/self/fd", X_OK) == 0) {  // the way to a name later on
+    const int file = open(folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
+    if (file >= 0) return file;
+  }
+#endif
+  return WithFreeName(folder, name, [](const char* free) {
+    return open(free, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  });
+}
+
+/// Gives a file without one a name in `folder`.
+bool NameBeside(int file, const std::string& folder, std::string& name) {
+  const std::string handle = "/proc/self/fd/" + std::to_string(file);
+  const int result = WithFreeName(folder, name, [&handle](const char* free) {
+    return linkat(AT_FDCWD, handle.c_str(), AT_FDCWD, free, AT_SYMLINK_FOLLOW);
+  });
+  if (result != 0) name.clear();
+  return result == 0;
+}
+
+void Remove(const std::string& name) {
+  if (!name.empty()) unlink(name.c_str());
 }
 
 bool WriteAll(int file, std::string_view bytes) {
@@ -98,14 +129,23 @@ void WholeFile::Flush() {
   buffer_.clear();
 }
 
-bool WholeFile::Commit(std::string& cause) {
+bool WholeFile::Finish(std::string& cause) {
   Flush();
   if (Good() && (!KeepRights(file_, target_) || fsync(file_) != 0)) error_ = errno;
+  if (!Good()) cause = std::strerror(error_);
+  return Good();
+}
+
+bool WholeFile::Commit(std::string& cause) {
+  (void)Finish(cause);
+  if (Good() && temporary_.empty() && !NameBeside(file_, FolderOf(target_), temporary_)) {
+    error_ = errno;
+  }
   if (close(file_) != 0 && Good()) error_ = errno;
   file_ = -1;
   if (Good() && std::rename(temporary_.c_str(), target_.c_str()) != 0) error_ = errno;
   if (!Good()) {
-    unlink(temporary_.c_str());
+    Remove(temporary_);
     cause = std::strerror(error_);
     return false;
   }
@@ -116,7 +156,7 @@ bool WholeFile::Commit(std::string& cause) {
 void WholeFile::Discard() {
   if (file_ >= 0) {
     close(file_);
-    unlink(temporary_.c_str());
+    Remove(temporary_);
   }
   file_ = -1;
   error_ = 0;

@@ -23,6 +23,9 @@ class WholeFile {
   void Write(std::string_view bytes);
   /// False once a write has failed: the rest need not be made.
   bool Good() const { return error_ == 0; }
+  /// Brings the content to the disk. Not needed before Commit; for whoever commits several files
+  /// and wants to know first that each of them is whole.
+  [[nodiscard]] bool Finish(std::string& cause);
   /// Gives the file its name once its content has reached the disk.
   [[nodiscard]] bool Commit(std::string& cause);
 
@@ -31,7 +34,8 @@ class WholeFile {
   void Discard();
 
   int file_ = -1, error_ = 0;
-  std::string target_, temporary_, buffer_;
+  std::string target_, buffer_;
+  std::string temporary_;  // empty while the file has no name
 };
 
 /// Puts `bytes` under `path` through a WholeFile. True if done; else `cause` says why not.

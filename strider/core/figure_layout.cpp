@@ -258,32 +258,6 @@ void LayProps(MotionCore& core, float scale) {
 
 float LegHeight(const LimbRecord& leg) { return leg.rest.bodyTarget.x + leg.extremityHeight; }
 
-/// Spine, its base, neck, head, the smaller leg, the smaller foot.
-float SumOfLengths(const MotionCore& core) {
-  double sum = static_cast<double>(core.spine.baseOffset.y) + core.head.sizes[1];
-  for (int k = 0; k < core.spine.numLinks; ++k) sum += core.spine.dimensions[k].x;
-  for (int k = 0; k < core.neck.numLinks; ++k) sum += core.neck.dimensions[k].x;
-  sum += std::min(core.leg[0].totalLength, core.leg[1].totalLength);
-  sum += std::min(core.leg[0].extremityHeight, core.leg[1].extremityHeight);
-  return static_cast<float>(sum);
-}
-
-/// What the laws of motion and the footsteps keep of a figure's size.
-void RefreshBodyLaws(MotionCore& core) {
-  core.figureScale = FigureScale(core.structure.height, core.structure.neckLinks);
-  core.body.gravAccel = kGravityPerScale * core.figureScale;
-  for (LimbRecord& leg : core.leg) {
-    leg.totalLength = leg.upperLength + leg.lowerLength + (leg.hasFourLinks ? leg.endLength : 0);
-  }
-  FootstepTrack& footsteps = core.footsteps;
-  footsteps.scaleAnkleHeight = FootstepLength(core);
-  footsteps.scaleFigureHeight = core.structure.height;
-  footsteps.scaleLegLength = core.leg[kRight].totalLength;
-  footsteps.scaleHipWidth = core.pelvis.hipOffset;
-  footsteps.gravity = core.body.gravAccel;
-  footsteps.ticksPerFrame = core.ticksPerFrame;
-}
-
 void ScaleChain(ChainRecord& chain, float factor) {
   chain.baseOffset *= factor;
   for (Point3& dimensions : chain.dimensions) dimensions *= factor;
@@ -306,6 +280,34 @@ void ScaleLimb(LimbRecord& limb, float factor) {
 
 }  // namespace
 
+float SumOfLengths(const MotionCore& core) {
+  double sum = static_cast<double>(core.spine.baseOffset.y) + core.head.sizes[1];
+  for (int k = 0; k < core.spine.numLinks; ++k) sum += core.spine.dimensions[k].x;
+  for (int k = 0; k < core.neck.numLinks; ++k) sum += core.neck.dimensions[k].x;
+  sum += std::min(core.leg[0].totalLength, core.leg[1].totalLength);
+  sum += std::min(core.leg[0].extremityHeight, core.leg[1].extremityHeight);
+  return static_cast<float>(sum);
+}
+
+void RefreshFootstepMeasures(MotionCore& core) {
+  FootstepTrack& footsteps = core.footsteps;
+  footsteps.scaleAnkleHeight = AnkleSize(core);
+  footsteps.scaleFigureHeight = core.structure.height;
+  footsteps.scaleLegLength = core.leg[kRight].totalLength;
+  footsteps.scaleHipWidth = core.pelvis.hipOffset;
+}
+
+void RefreshBodyLaws(MotionCore& core) {
+  core.figureScale = FigureScale(core.structure.height, core.structure.neckLinks);
+  core.body.gravAccel = kGravityPerScale * core.figureScale;
+  for (LimbRecord& leg : core.leg) {
+    leg.totalLength = leg.upperLength + leg.lowerLength + (leg.hasFourLinks ? leg.endLength : 0);
+  }
+  core.footsteps.gravity = core.body.gravAccel;
+  core.footsteps.ticksPerFrame = core.ticksPerFrame;
+  RefreshFootstepMeasures(core);
+}
+
 float FigureScale(float height, int neckLinks) {
   return static_cast<float>(static_cast<double>(height) /
                             (static_cast<double>(kNominalNeckLink) * neckLinks + kNominalHeight));
@@ -313,6 +315,11 @@ float FigureScale(float height, int neckLinks) {
 
 float StanceHeight(const MotionCore& core) {
   return std::min(LegHeight(core.leg[kRight]), LegHeight(core.leg[kLeft]));
+}
+
+float AnkleSize(const MotionCore& core) {
+  const LimbRecord& leg = core.leg[kRight];
+  return leg.heelLength * 1.33f + leg.extremityHeight;
 }
 
 float FootstepLength(const MotionCore& core) {

@@ -24,6 +24,13 @@ void TakeStance(MotionCore& core);
 /// were edited since, it follows the sum of spine, neck, head, leg and foot.
 float CoreFigureHeight(const MotionCore& core);
 
+/// Spine, its base, neck, head, the smaller leg, the smaller foot.
+float SumOfLengths(const MotionCore& core);
+/// Notes the figure's measures with the footsteps, which are then taken to fit it.
+void RefreshFootstepMeasures(MotionCore& core);
+/// Makes what the laws of motion and the footsteps keep of a figure's size follow its dimensions.
+void RefreshBodyLaws(MotionCore& core);
+
 /// Scales all dimensions of the figure to stand `height` high. The stance keeps its ground point.
 /// kRefused, nothing changed, for a height that is not positive and finite.
 [[nodiscard]] int SetHeight(MotionCore& core, float height);
@@ -39,6 +46,8 @@ float CoreFigureHeight(const MotionCore& core);
 /// Height of the body over its soles in the stance.
 float StanceHeight(const MotionCore& core);
 
+/// What footsteps keep of the ankle: 1.33 times its distance from the heel plus its height.
+float AnkleSize(const MotionCore& core);
 /// Length the footsteps are drawn with: 1.33 times the foot's toe side plus its heel side.
 float FootstepLength(const MotionCore& core);
 

@@ -67,6 +67,8 @@ bool IsFinite(const KeyTangent& tangent) {
   return sum == 0;
 }
 
+}  // namespace
+
 KeyTangent WholeTrackTangent() {
   KeyTangent tangent;
   for (int channel = 0; channel < 3; ++channel) {
@@ -75,8 +77,6 @@ KeyTangent WholeTrackTangent() {
   }
   return tangent;
 }
-
-}  // namespace
 
 KeyTcb DefaultTcb() {
   const TcbDefaults d = GetTCBDefaultParams();

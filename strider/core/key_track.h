@@ -54,6 +54,9 @@ struct KeyTangent {
   int outType = kDefaultTangentType;
 };
 
+/// What a whole track's curve has at a new key.
+KeyTangent WholeTrackTangent();
+
 /// Weights of the chords before and after a key in its tangents (Kochanek-Bartels), the key's
 /// shape and the spacing of its neighbours taken together.
 struct KeyShape {

@@ -239,6 +239,14 @@ struct LayerOffset {
   float angle = 0;
 };
 
+/// A record of the body's path, carried for files.
+struct BodyPathRecord {
+  TimeValue time = 0;
+  float values[16] = {};
+
+  friend bool operator==(const BodyPathRecord&, const BodyPathRecord&) = default;
+};
+
 struct MotionCore {
   std::string name;
   Structure structure;
@@ -262,6 +270,11 @@ struct MotionCore {
   MotionCore* previousLayer = nullptr;
   MotionCore* nextLayer = nullptr;
   LayerOffset layerOffset;
+  std::string layerName;
+  bool layerActive = true;
+  int layerNumber = 0;        // 0 the base
+  bool limbRetarget[4] = {};  // right leg, left leg, right arm, left arm
+  std::vector<BodyPathRecord> bodyPath;
   Matrix3 base;  // where the strider stands in the host when its root has no parent
 
   LimbRecord leg[2];

@@ -190,8 +190,8 @@ void NoteLegs(Adaptation& a) {
       move.placed = PlacementOfKey(core, side, key);
       move.implied = PlaceFoot(core, was, side, move.phase, GroundLevel::kTrue);
       move.fit = FitLeg(core, side, key, move.placed, a.context);
-      move.target =
-          FootTargetAs(was, side, t, move.phase.state, GroundLevel::kTrue, SwingPlace::kByTime);
+      move.target = FootTargetAs(was, side, move.phase.time, move.phase.state, GroundLevel::kTrue,
+                                 SwingPlace::kByTime);
       move.inFreeForm = InFreeForm(was, t);
       a.legMoves.push_back(move);
     }
@@ -270,6 +270,8 @@ void MoveHeights(Adaptation& a) {
     VerticalKey key = table[move.key];
     const BodyHeight is = HeightAt(a, key, move.is);
     if (is.height == move.was.height && is.base == move.was.base) continue;
+    // The share that the key has now: since it was noted in the key, hips may have been moved by
+    // hand, which must not ask the height to move as well.
     const float oldRange = move.was.height - move.was.base, range = is.height - is.base;
     const float share = oldRange > 0 ? (key.height - move.was.base) / oldRange : 1;
     key.height = is.base + share * range;
@@ -314,10 +316,10 @@ void MoveLegs(Adaptation& a) {
     const LimbKey old = leg.table[move.key];
     // Supports follow each other as before: the key's moment is the same at another time.
     LegPhase phase = move.phase;
-    phase.time = move.is;
+    phase.time = MomentOfLegKey(core.footsteps, move.side, move.is, phase.state);
     EvaluateTrunk(core, move.is);
     PlaceLimbBase(core, leg);
-    const FootTarget target = FootTargetAs(core.footsteps, move.side, move.is, phase.state,
+    const FootTarget target = FootTargetAs(core.footsteps, move.side, phase.time, phase.state,
                                            GroundLevel::kTrue, SwingPlace::kByTime);
     const FootPlacement implied =
         PlaceFoot(core, core.footsteps, move.side, phase, GroundLevel::kTrue);

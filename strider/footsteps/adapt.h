@@ -41,7 +41,10 @@ enum class AdaptResult {
 /// Notes the present transitions, to be compared by CheckPattern after an edit.
 void SaveTransitions(FootstepTrack& track);
 /// After an edit: rebuilds the motion if any transition's span, time, support or length differs
-/// from those noted, or whatever they are with `force`. kNothing if none does.
+/// from those noted, or whatever they are with `force`. kNothing if none does. For edits by those
+/// who kept no copy of the track: it loses what was edited in the keys wherever a footstep changed
+/// its time, which AdaptMotion keeps as long as supports follow each other as before. Edits through
+/// the host are such that AdaptMotion takes them.
 [[nodiscard]] AdaptResult CheckPattern(MotionCore& core, bool force, const EvalContext& context);
 
 }  // namespace strider

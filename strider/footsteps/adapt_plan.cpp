@@ -12,7 +12,8 @@ constexpr int kPathMargin = 3;
 // A key bends the curves up to its second neighbours.
 constexpr int kCurveMargin = 2;
 
-/// Old times between the contacts that enclose the changed footsteps on both sides.
+/// Old times between the contacts that enclose the changed footsteps on both sides. Free-form is no
+/// border: keys in there go along as it grows, and make room as it shrinks.
 TimeRange RangeAround(const FootstepTrack& track, int first, int last) {
   TimeRange range{kTimeMax, kTimeMin};
   for (int i = first; i <= last; ++i) {
@@ -21,10 +22,8 @@ TimeRange RangeAround(const FootstepTrack& track, int first, int last) {
     const auto at = static_cast<std::size_t>(i);
     const auto& spans = track.spans[track.side[at]];
     const int index = track.sideIndex[at];
-    const FootstepSpan& span = spans[static_cast<std::size_t>(index)];
     TimeValue from = FirstFootstepTime(track), to = LastFootstepTime(track);
     if (index > 0) from = spans[static_cast<std::size_t>(index - 1)].Lift();
-    if (InFreeForm(track, Later(span.start, -std::int64_t{track.ticksPerFrame}))) from = span.start;
     if (index + 1 < static_cast<int>(spans.size())) {
       to = spans[static_cast<std::size_t>(index + 1)].start;
     }

@@ -50,6 +50,23 @@ float ShareOf(TimeValue t, TimeValue from, TimeValue to) {
   return whole > 0 ? std::clamp(gone / whole, 0.0f, 1.0f) : 1;
 }
 
+/// Index of the span that a foot in contact at `t` stands on, where `index` touched last; -1 for
+/// none. Keys stand on whole frames, contacts need not: one that is about to touch, or has just
+/// lifted, counts by the key's state.
+int StoodOn(const FootstepTrack& track, int side, int index, TimeValue t, int state) {
+  const std::vector<FootstepSpan>& spans = track.spans[side];
+  const std::int64_t near = track.ticksPerFrame / 2;
+  const auto at = static_cast<std::size_t>(index);
+  if (state == kLift) {
+    // One step's end may also be the next one's start.
+    const bool justTouched = index > 0 && t - std::int64_t{spans[at].start} <= near;
+    return justTouched && t - std::int64_t{spans[at - 1].Lift()} <= near ? index - 1 : index;
+  }
+  const bool soon = at + 1 < spans.size() && spans[at + 1].start - std::int64_t{t} <= near;
+  const bool stands = index >= 0 && t < spans[at].Lift();
+  return soon && (state == kTouch || !stands) ? index + 1 : index;
+}
+
 /// A foot that goes along beside the other one.
 FootTarget Carried(const FootstepTrack& track, int side, TimeValue t, GroundLevel level,
                    SwingPlace place) {
@@ -77,10 +94,8 @@ FootTarget FootTargetAs(const FootstepTrack& track, int side, TimeValue t, int s
     return StandOn(track, span.footstep, level);
   };
   const int index = LastTouched(spans, t);
-  if (state < kMove && index >= 0) {
-    int stood = index;
-    // One step's end may be the next one's start.
-    if (state == kLift && index > 0 && spans[static_cast<std::size_t>(index)].start == t) --stood;
+  const int stood = state < kMove ? StoodOn(track, side, index, t, state) : -1;
+  if (stood >= 0) {
     const Stand stand = standOf(spans[static_cast<std::size_t>(stood)]);
     FootTarget target;
     target.state = state;
@@ -110,7 +125,8 @@ FootTarget FootTargetAs(const FootstepTrack& track, int side, TimeValue t, int s
                     byTime ? ShareOf(t, from->Lift(), others[next].Lift()) : half);
   }
   if (to) {
-    const int previous = LastTouched(others, to->start);
+    // Before feet that come down together each waits at its own place.
+    const int previous = LastTouched(others, Later(to->start, -1));
     if (previous < 0) return OnTheWay(standOf(*to), standOf(*to), 0);
     const FootstepSpan& other = others[static_cast<std::size_t>(previous)];
     if (t < other.start) return Carried(track, side, t, level, place);

@@ -64,6 +64,7 @@ int GenerateMotion(MotionCore& core, const EvalContext& context, const GenerateO
     ThinVerticalKeys(g);
     StandStill(g);
     SnapKeysToFrames(g);
+    TouchAnew(g);  // before the stances: each touch begins one
     FillStances(g);
     MakeArmKeys(g);
     if (g.failed || FitToGround(g) == kRefused) return kRefused;

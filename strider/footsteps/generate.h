@@ -21,8 +21,12 @@ struct GenerateOptions {
 /// time: the trunk is posed once where both have a key.
 [[nodiscard]] int FitLegKeys(MotionCore& core, const EvalContext& context);
 
-/// What a leg does at `t`: states of both legs, and whether the time belongs to a run or a jump.
-/// Between contacts of a key's own time the footsteps decide.
+/// When the contact is that a leg key at `t` was made for: keys stand on whole frames, contacts
+/// need not. `t` itself for keys between contacts.
+TimeValue MomentOfLegKey(const FootstepTrack& track, int side, TimeValue t, int state);
+
+/// What a leg does in the moment of a key at `t`: states of both legs, and whether the time belongs
+/// to a run or a jump. Between contacts of a key's own time the footsteps decide.
 LegPhase LegPhaseAt(const FootstepTrack& track, int side, TimeValue t, int state);
 
 }  // namespace strider

@@ -146,10 +146,32 @@ void SnapKeysToFrames(Generation& g) {
   SnapKeys(core.body.vertical, frame);
 }
 
+void TouchAnew(Generation& g) {
+  const FootstepTrack& track = g.core.footsteps;
+  const TimeValue frame = g.core.ticksPerFrame;
+  for (int side = 0; side < 2; ++side) {
+    KeyTable<LimbKey>& table = g.core.leg[side].table;
+    const std::vector<FootstepSpan>& spans = track.spans[side];
+    for (std::size_t k = 1; k < spans.size(); ++k) {
+      if (spans[k - 1].Lift() != spans[k].start) continue;
+      const TimeValue t = RoundToFrame(spans[k].start, frame);
+      // Until the frame before it stands where it stood.
+      const TimeValue before = Later(t, -std::int64_t{frame});
+      if (before > spans[k - 1].start) MakeLegKey(g, side, before, kPlant);
+      const int index = KeyAt(table.track, t);
+      if (index >= 0) {  // the other foot's event made it, and took this one to stand on
+        table.keys[static_cast<std::size_t>(index)].keyState = kTouch;
+      } else {
+        MakeLegKey(g, side, t, kTouch);
+      }
+    }
+  }
+}
+
 void FillStances(Generation& g) {
   MotionCore& core = g.core;
   const TimeValue frame = core.ticksPerFrame;
-  const TimeValue first = FirstFootstepTime(core.footsteps);
+  const TimeValue first = RoundToFrame(FirstFootstepTime(core.footsteps), frame);
   for (int side = 0; side < 2; ++side) {
     const KeyTable<LimbKey>& table = core.leg[side].table;
     for (int i = 0; i + 1 < table.track.numKeys; ++i) {
@@ -171,8 +193,38 @@ void FillStances(Generation& g) {
   }
 }
 
+namespace {
+
+/// The contact of `side` that a key at `t`, a whole frame, was made for; `t` itself if there is
+/// none. Where both ends of contacts round to that frame, a touch means the start.
+TimeValue ContactNear(const FootstepTrack& track, int side, TimeValue t, int state) {
+  const std::vector<FootstepSpan>& spans = track.spans[side];
+  const TimeValue frame = track.ticksPerFrame;
+  const auto after =
+      std::upper_bound(spans.begin(), spans.end(), Later(t, frame / 2),
+                       [](TimeValue time, const FootstepSpan& s) { return time < s.start; });
+  TimeValue touch = t, lift = t;
+  for (auto span = after; span != spans.begin() && after - span < 2;) {
+    --span;
+    if (touch == t && RoundToFrame(span->start, frame) == t) touch = span->start;
+    if (lift == t && RoundToFrame(span->Lift(), frame) == t) lift = span->Lift();
+  }
+  const bool isTouch = touch != t && (state == kTouch || lift == t);
+  return isTouch ? touch : lift;
+}
+
+}  // namespace
+
+TimeValue MomentOfLegKey(const FootstepTrack& track, int side, TimeValue t, int state) {
+  if (IsEventState(FootstepLegState(track, side, t))) return t;
+  const TimeValue own = ContactNear(track, side, t, state);
+  if (own != t || IsEventState(FootstepLegState(track, 1 - side, t))) return own;
+  return ContactNear(track, 1 - side, t, kPlant);
+}
+
 LegPhase LegPhaseAt(const FootstepTrack& track, int side, TimeValue t, int state) {
   LegPhase phase;
+  t = MomentOfLegKey(track, side, t, state);
   phase.time = t;
   phase.state = state;
   phase.otherState = FootstepLegState(track, 1 - side, t);

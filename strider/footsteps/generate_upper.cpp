@@ -94,10 +94,12 @@ void MakeArmKeys(Generation& g) {
     if (InFreeForm(core.footsteps, phase.time) || !IsTaken(phase, atEnd)) continue;
     const TimeValue t = RoundToFrame(phase.time, core.ticksPerFrame);
     if (!spacing.Takes(t, atEnd)) continue;
+    // A figure starts at ease, and ends so where it came to stand.
+    const bool atEase = i == 0 || (atEnd && phase.rightLegState == phase.leftLegState);
     const float wave = g.options.variation ? Sin(2 * static_cast<float>(spacing.count)) : 0;
     for (int side = 0; side < 2; ++side) {
       const LimbRecord& arm = core.arm[side];
-      const float swing = i == 0 ? 0 : SwingOf(phase, side);  // a figure starts at ease
+      const float swing = atEase ? 0 : SwingOf(phase, side);
       g.Check(PutKey(core, LimbId(arm), t, ArmKey(arm, swing, wave)));
     }
   }

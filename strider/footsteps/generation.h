@@ -31,6 +31,9 @@ void ThinVerticalKeys(Generation& g);
 /// At its ends the body's height comes to rest without swinging past what the legs reach.
 void StandStill(Generation& g);
 void SnapKeysToFrames(Generation& g);
+/// A foot that comes down again as it lifts changes no support, and yet stands elsewhere from
+/// there.
+void TouchAnew(Generation& g);
 void FillStances(Generation& g);
 
 // Arms and spine (generate_upper.cpp).

@@ -17,7 +17,16 @@ float BodyHeading(const MotionCore& core) {
   return Atan2(-ahead.z, ahead.x);
 }
 
-float GroundUnder(const LimbRecord& leg) { return leg.pose.worldTarget.y - leg.extremityHeight; }
+/// Height of the lower sole. What the sums down a leg leave of a level of 0 is taken off: footsteps
+/// on it would else stand a few millionths above the ground for good.
+float GroundUnder(const MotionCore& core) {
+  constexpr float kRounding = 1e-6f;  // of a leg, some eight times what a float drops of it
+  const auto sole = [](const LimbRecord& leg) {
+    return leg.pose.worldTarget.y - leg.extremityHeight;
+  };
+  const float ground = std::min(sole(core.leg[kRight]), sole(core.leg[kLeft]));
+  return std::fabs(ground) <= kRounding * MeasuresOf(core).legLength ? 0 : ground;
+}
 
 // Footsteps lie nearer to the origin than this: squares of their distances stay numbers.
 constexpr float kFarthestPlace = 1e18f;
@@ -197,7 +206,7 @@ bool StandPair(BatchRun& run) {
   const MotionCore& core = run.core;
   run.angle = BodyHeading(core);
   Point3 under = core.body.bodyPosition;
-  under.y = std::min(GroundUnder(core.leg[kRight]), GroundUnder(core.leg[kLeft]));
+  under.y = GroundUnder(core);
   const Point3 aside = (run.params.actualStrideWidth * 0.5f) * LeftOf(run.angle);
 
   const TimeValue start = run.insertInTime ? run.now : 0;

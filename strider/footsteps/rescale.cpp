@@ -130,15 +130,14 @@ void RefitLegs(MotionCore& core, const std::vector<LegFit>& before, const EvalCo
 /// Footsteps that stay are a change to the motion that has grown: it is adapted to them.
 bool RescaleFootstepMotion(MotionCore& core, const Growth& growth, float oldHip, bool scaleStrides,
                            const EvalContext& context) {
+  if (BuildFlights(core) == kRefused) return false;  // adaptation reads the grown motion
   if (scaleStrides) {
     const FigureRescale rescale{growth.factor, oldHip, core.pelvis.hipOffset};
-    if (RescaleFootprints(core, rescale) == kRefused) return false;
-  } else {
-    FootstepTrack grown = core.footsteps;
-    for (Point3& place : grown.position) place = growth.Of(place);
-    if (AdaptToPlaces(core, std::move(grown), context) == AdaptResult::kOutOfMemory) return false;
+    return RescaleFootprints(core, rescale) == kDone;
   }
-  return BuildFlights(core) == kDone;
+  FootstepTrack grown = core.footsteps;
+  for (Point3& place : grown.position) place = growth.Of(place);
+  return AdaptToPlaces(core, std::move(grown), context) != AdaptResult::kOutOfMemory;
 }
 
 bool Rescale(MotionCore& core, float height, bool scaleStrides, const EvalContext& context) {

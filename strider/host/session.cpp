@@ -9,6 +9,16 @@ namespace strider {
 Session::Session() = default;
 Session::~Session() = default;
 
+int Session::LoadPreferences() {
+  return strider::LoadPreferences(preferences, PreferencesPath(preferencesFolder));
+}
+
+int Session::SavePreferences() const {
+  std::string cause;
+  if (preferencesFolder.empty()) return 0;
+  return strider::SavePreferences(preferences, PreferencesPath(preferencesFolder), cause) ? 1 : 0;
+}
+
 StriderMaster* Session::Adopt(std::unique_ptr<StriderMaster> master) {
   striders_.push_back(std::move(master));
   return striders_.back().get();

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "strider/footsteps/adapt.h"
@@ -11,6 +12,7 @@
 #include "strider/host/hold.h"
 #include "strider/host/messages.h"
 #include "strider/host/scene.h"
+#include "strider/storage/preferences.h"
 
 namespace strider {
 
@@ -52,6 +54,16 @@ class Session {
   SharedModes modes;
   GaitSettings gaits;
   AdaptLocks adaptLocks;
+  Preferences preferences;
+  /// Where the preferences are kept, for the two calls below; empty until whoever runs the session
+  /// says so, for the user's own UserPreferencesFolder().
+  std::string preferencesFolder;
+
+  /// 1 if the preferences were read. 0 if the folder is not known or the file cannot be read; where
+  /// there is none yet, the defaults are in force and have been written.
+  int LoadPreferences();
+  /// 1 if they were written; else 0, and the file is as it was.
+  int SavePreferences() const;
 
   /// Takes a figure over; its nodes stand in the scene from then on.
   StriderMaster* Adopt(std::unique_ptr<StriderMaster> master);

@@ -1,7 +1,10 @@
 #include "strider/base/whole_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -74,6 +77,25 @@ TEST_F(WholeFile, LeavesTheOldContentAndNoRestWhenTheDiskIsFull) {
   EXPECT_NE(cause.find("too large"), std::string::npos) << cause;
   EXPECT_EQ(ReadFile(file), "old");
   EXPECT_EQ(scratch.CountFiles(), 1);
+}
+
+TEST_F(WholeFile, NothingStaysOfAProgramThatIsStopped) {
+  const std::string folder = fs::path(scratch.File("x")).parent_path().string();
+  const int probe = open(folder.c_str(), O_WRONLY | O_TMPFILE, 0600);
+  if (probe < 0) GTEST_SKIP() << "files need a name here";
+  close(probe);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    strider::WholeFile file;
+    if (!file.Open(scratch.File("table.csv"), cause)) _exit(1);
+    file.Write(std::string(1 << 20, 'x'));
+    std::raise(SIGKILL);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(scratch.CountFiles(), 0);
 }
 
 }  // namespace

@@ -71,7 +71,10 @@ TEST(MakeVerb, PlacesTheStridesThatAreAskedFor) {
   EXPECT_EQ(walk.steps[0]["side"], "right");
   EXPECT_EQ(walk.steps[3]["side"], "left");
   EXPECT_NEAR(walk.Place(3, 0) - walk.Place(2, 0), 0.75 * 77.108, 0.01);
-  for (const Json& step : walk.steps) EXPECT_TRUE(step["active"]);
+  for (const Json& step : walk.steps) {
+    EXPECT_TRUE(step["active"]);
+    EXPECT_EQ(step["position"][2], 0) << "to the digit";
+  }
   EXPECT_EQ(walk.json["figure"]["structure"]["height"], 160);
   EXPECT_FALSE(walk.json["transitions"].empty());
   EXPECT_GT(walk.json["tracks"]["lleg"]["numKeys"], 5);
@@ -155,6 +158,7 @@ TEST(MakeVerb, RefusesAndWritesNothing) {
       {"walk --scale-length 0", "--scale-length must be a number above 0"},
       {"walk --no-auto-timing --ground 8 --air 4", "(--air) must be less than half"},
       {"run --no-auto-timing --air 0", "a run must be in the air"},
+      {"run --cycle 2", "give it a longer --cycle"},
       {"walk --footsteps 90000 --cycle 1000", "ends too late"},
       {"walk --spine-links 9", "spineLinks (--spine-links)"},
       {"plan --plan " + plan, plan + ": row 3: side must be left or right, given \"up\""},
@@ -169,9 +173,52 @@ TEST(MakeVerb, RefusesAndWritesNothing) {
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     EXPECT_TRUE(Contains(result.err, row.says)) << result.err;
   }
-  EXPECT_TRUE(Contains(Make("walk", scratch.File("walk.bmp")).err, "must end in .csv or .png"));
+  EXPECT_TRUE(Contains(Make("walk", scratch.File("walk.bmp")).err, "must end in ."));
   EXPECT_TRUE(Contains(Make("walk", scratch.File("no/walk.png")).err, "No such file"));
+  EXPECT_TRUE(
+      Contains(RunProgram({"make", "walk", "-o", ""}).err, "make: \"\": the output's name"));
+
+  const std::string mine = ReadFile(plan), other = scratch.File("./steps.csv");
+  EXPECT_TRUE(Contains(Make("plan --plan " + plan, other).err, other + ": is the plan itself"));
+  EXPECT_EQ(ReadFile(plan), mine);
+  EXPECT_TRUE(Contains(Make("walk --with-footsteps", scratch.File("walk.npz")).err,
+                       "--with-footsteps has no meaning for .npz"));
+  EXPECT_TRUE(Contains(Make("walk --only-known", scratch.File("walk.csv")).err, "--only-known"));
   EXPECT_EQ(scratch.CountFiles(), 1) << "the plan alone";
+}
+
+TEST(MakeVerb, WritesFootstepsThatMakeTheSameMotion) {
+  const ScratchFolder scratch;
+  const std::string walk = scratch.File("walk.csv"), again = scratch.File("again.csv");
+  const std::string steps = scratch.File("walk.footsteps.csv");
+  const RunResult made = Make("walk --footsteps 8 --bend 20 --with-footsteps", walk);
+  ASSERT_EQ(made.status, 0) << made.err;
+  EXPECT_TRUE(Contains(made.out, steps + "\n" + scratch.File("walk.contacts.csv") + "\n" + walk));
+  EXPECT_EQ(scratch.CountFiles(), 3);
+  ASSERT_EQ(Make("plan --with-footsteps --plan " + steps, again).status, 0);
+  EXPECT_EQ(ReadFile(scratch.File("again.footsteps.csv")), ReadFile(steps));
+  EXPECT_EQ(ReadFile(scratch.File("again.contacts.csv")),
+            ReadFile(scratch.File("walk.contacts.csv")));
+  const RunResult over = Make("plan --with-footsteps --plan " + steps, walk);
+  EXPECT_EQ(over.status, 1);
+  EXPECT_TRUE(Contains(over.err, "is the plan itself")) << over.err;
+}
+
+TEST(MakeVerb, WritesEveryFormat) {
+  const ScratchFolder scratch;
+  const std::pair<const char*, std::string> rows[] = {
+      {"walk.bvh", "HIERARCHY\nROOT Hips\n"}, {"walk.npz", "PK\3\4"}, {"walk.png", "\x89PNG"}};
+  for (const auto& [name, head] : rows) {
+    EXPECT_EQ(Make("walk", scratch.File(name)).status, 0) << name;
+    EXPECT_EQ(ReadFile(scratch.File(name)).substr(0, head.size()), head) << name;
+  }
+  EXPECT_EQ(Make("walk --fps 24", scratch.File("slow.bvh")).status, 0);
+  EXPECT_TRUE(Contains(ReadFile(scratch.File("slow.bvh")), "\nFrame Time: 0.04166667\n"));
+  EXPECT_EQ(Make("walk --at-keys", scratch.File("keys.csv")).status, 0);
+  EXPECT_EQ(Make("walk --at-keys", scratch.File("keys.bvh")).status, 1);
+  ASSERT_EQ(Make("walk --only-known", scratch.File("known.bvh")).status, 0);
+  EXPECT_TRUE(Contains(ReadFile(scratch.File("walk.bvh")), "Strider01_Footprints"));
+  EXPECT_FALSE(Contains(ReadFile(scratch.File("known.bvh")), "Strider01"));
 }
 
 TEST(MakeVerb, TellsTheUsageOfOptionsOutOfPlace) {

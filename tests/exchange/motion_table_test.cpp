@@ -4,7 +4,9 @@
 
 #include <sstream>
 
+#include "exchange/footstep_plan.h"
 #include "exchange/motion_range.h"
+#include "strider/footsteps/sample_motions.h"
 #include "tests/exchange/motion_fixture.h"
 #include "tests/exchange/scratch_folder.h"
 
@@ -41,10 +43,11 @@ TEST(MotionTable, HoldsEveryLinkAtEveryFrameAsItIsEvaluated) {
   const std::string path = scratch.File("motion.csv");
   std::string cause;
   std::int64_t told = 0;
-  ASSERT_TRUE(WriteMotionTable(core, {}, path, cause, [&told](std::int64_t n, std::int64_t all) {
-    EXPECT_EQ(n, ++told);
-    EXPECT_EQ(all, 64);
-  }));
+  ASSERT_TRUE(
+      WriteMotionTable(core, {}, {}, path, cause, [&told](std::int64_t n, std::int64_t all) {
+        EXPECT_EQ(n, ++told);
+        EXPECT_EQ(all, 64);
+      }));
   EXPECT_EQ(told, 64);  // the last footstep lifts at 7200 + 2880 ticks, frame 63
 
   const std::vector<std::string> lines = Split(test::ReadFile(path), '\n');
@@ -80,10 +83,75 @@ TEST(MotionTable, HoldsEveryLinkAtEveryFrameAsItIsEvaluated) {
   }
 }
 
+TEST(MotionTable, FootstepsBesideItAreAPlanThatMakesThemAgain) {
+  const MotionCore core = MakeSample(SampleMotion::kCircle, 80);
+  const test::ScratchFolder scratch;
+  const std::string path = scratch.File("walk.csv");
+  std::string cause;
+  ASSERT_TRUE(WriteMotionTable(core, {}, {{}, true}, path, cause)) << cause;
+  EXPECT_EQ(scratch.CountFiles(), 3);
+  std::vector<PlannedFootstep> plan;
+  ASSERT_TRUE(ReadFootstepPlan(scratch.File("walk.footsteps.csv"), {}, plan, cause)) << cause;
+  const FootstepTrack& track = core.footsteps;
+  ASSERT_EQ(plan.size(), static_cast<std::size_t>(track.numFootsteps));
+  for (std::size_t i = 0; i < plan.size(); ++i) {
+    const auto own = static_cast<std::size_t>(track.sideIndex[i]);
+    EXPECT_EQ(plan[i].side, track.side[i]);
+    EXPECT_EQ(plan[i].place, HostFromCore(track.position[i]));
+    EXPECT_LT(test::AngleBetween(AboutZ(plan[i].heading), AboutZ(track.angle[i])), 1e-5f);
+    EXPECT_EQ(plan[i].start, track.spans[plan[i].side][own].start);
+    EXPECT_EQ(plan[i].duration, track.spans[plan[i].side][own].duration);
+  }
+
+  const std::vector<std::string> lines =
+      Split(test::ReadFile(scratch.File("walk.contacts.csv")), '\n');
+  const FrameRange range = FrameRangeOf(core);
+  ASSERT_EQ(lines.size(), static_cast<std::size_t>(1 + range.Count()));
+  EXPECT_EQ(lines[0], "frame,seconds,right,left,right_state,left_state");
+  for (std::int64_t frame = range.first; frame <= range.last; ++frame) {
+    const auto fields = Split(lines[static_cast<std::size_t>(1 + frame - range.first)], ',');
+    ASSERT_EQ(fields.size(), 6u);
+    EXPECT_EQ(std::stoll(fields[0]), frame);
+    for (int side = 0; side < 2; ++side) {
+      const auto at = static_cast<std::size_t>(2 + side);
+      const LegState state = FootstepLegState(track, side, TimeOfFrame(core, frame));
+      EXPECT_EQ(fields[at], state == kMove ? "0" : "1") << frame;
+      EXPECT_EQ(std::stoi(fields[at + 2]), state) << frame;
+    }
+  }
+}
+
+TEST(MotionTable, WritesAllTablesOrNone) {
+  const MotionCore core = test::MakeFigure();
+  for (const char* what : kTablesBeside) {
+    const test::ScratchFolder scratch;
+    const std::string path = scratch.File("walk.csv");
+    std::filesystem::create_directory(TableBeside(path, what));
+    std::string cause;
+    EXPECT_FALSE(WriteMotionTable(core, {}, {{}, true}, path, cause));
+    EXPECT_EQ(scratch.CountFiles(), 1) << what;
+  }
+  EXPECT_EQ(TableBeside("a.b/walk", "contacts"), "a.b/walk.contacts.csv");
+  EXPECT_EQ(TableBeside("a.b/walk.CSV", "contacts"), "a.b/walk.contacts.CSV");
+}
+
+TEST(MotionTable, TellsTimesBetweenFrames) {
+  const MotionCore core = test::SteppingMotion(2, {25, 0, 0});
+  const test::ScratchFolder scratch;
+  std::string cause;
+  ASSERT_TRUE(WriteMotionTable(core, {}, {{0, 200, 320}, false}, scratch.File("m.csv"), cause));
+  std::vector<std::string> frames;
+  for (const std::string& line : Split(test::ReadFile(scratch.File("m.csv")), '\n')) {
+    const std::string frame = line.substr(0, line.find(','));
+    if (frames.empty() || frames.back() != frame) frames.push_back(frame);
+  }
+  EXPECT_EQ(frames, (std::vector<std::string>{"frame", "0", "1.25", "2"}));
+}
+
 TEST(MotionTable, LeavesWhatStoodThereWhereItCannotWrite) {
   const test::ScratchFolder scratch;
   std::string cause;
-  EXPECT_FALSE(WriteMotionTable(test::MakeFigure(), {}, scratch.File("no/motion.csv"), cause));
+  EXPECT_FALSE(WriteMotionTable(test::MakeFigure(), {}, {}, scratch.File("no/motion.csv"), cause));
   EXPECT_NE(cause.find("No such file"), std::string::npos);
   EXPECT_EQ(scratch.CountFiles(), 0);
 }

@@ -4,12 +4,12 @@
 
 #include <functional>
 
+#include "strider/core/limb_keys.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/footstep_edit.h"
-#include "strider/footsteps/motion_measures.h"
-#include "strider/footsteps/rescale.h"
+#include "strider/footsteps/retime.h"
 #include "strider/footsteps/sample_motions.h"
-#include "tests/core/figure_fixture.h"
+#include "tests/footsteps/contact_fixture.h"
 
 namespace strider {
 namespace {
@@ -21,23 +21,6 @@ AdaptResult Adapt(MotionCore& core, int first, int last, const Edit& edit,
   const FootstepTrack before = core.footsteps;
   edit(core.footsteps);
   return AdaptMotion(core, before, first, last, locks, {});
-}
-
-/// Largest distance of any joint of the legs and the body over both motions.
-float Apart(MotionCore a, MotionCore b) {
-  float apart = 0;
-  for (TimeValue t = 0; t <= a.endTime; t += kDynamicsFrame / 2) {
-    CorePose(a, t, {});
-    CorePose(b, t, {});
-    apart = std::max(apart, test::Distance(a.body.bodyPosition, b.body.bodyPosition));
-    for (int side = 0; side < 2; ++side) {
-      for (int k = 0; k < 3; ++k) {
-        apart = std::max(
-            apart, test::Distance(a.leg[side].frame[k].Origin(), b.leg[side].frame[k].Origin()));
-      }
-    }
-  }
-  return apart;
 }
 
 TEST(AdaptMotion, GivesWhatGenerationWouldMake) {
@@ -62,7 +45,7 @@ TEST(AdaptMotion, GivesWhatGenerationWouldMake) {
            for (FootstepSpan& span : spans) span.start += 10 * kDynamicsFrame;
          }
        },
-       0.005f},
+       1e-4f},
       {"the last longer on the ground", 11, 11,
        [](FootstepTrack& t) { SpanOf(t, 11)->duration += 6 * kDynamicsFrame; }, 0.05f},
   };
@@ -74,7 +57,7 @@ TEST(AdaptMotion, GivesWhatGenerationWouldMake) {
       row.edit(made.footsteps);
       ASSERT_EQ(NewFootprintKeys(made, {}), ActivationResult::kDone);
       const float leg = made.leg[kRight].totalLength;
-      EXPECT_LT(Apart(adapted, made) / leg, row.bound);
+      EXPECT_LT(test::Apart(adapted, made) / leg, row.bound);
       EXPECT_TRUE(CheckFootsteps(adapted.footsteps));
       for (int id : {kRightLeg, kLeftLeg, kVertical, kHorizontal, kTurn, kSpine}) {
         EXPECT_TRUE(CheckTrack(*FindTrack(adapted, id))) << id;
@@ -92,6 +75,95 @@ TEST(AdaptMotion, KeepsWhatWasEditedByHand) {
   MarkDirty(path.track, key, key);
   ASSERT_EQ(Adapt(core, 6, 6, [](FootstepTrack& t) { t.position[6].x += 2; }), AdaptResult::kDone);
   EXPECT_NEAR(path[key].position.z - was.z, 1.5f, 1e-3f);
+}
+
+// --- Free-form in the middle of a walk ----------------------------------------------------------
+
+/// Both feet are off from frame 102 to 120; footstep 4 opens free-form up to frame 119.
+MotionCore WithFreeForm() {
+  MotionCore core = test::WithContacts(test::Gait(6, 60, 12, 15, 3));
+  EXPECT_EQ(SetFreeFormAfter(core.footsteps, 4, true), kDone);
+  EXPECT_EQ(core.footsteps.freeFormStart[4], 102 * kDynamicsFrame);
+  EXPECT_EQ(core.footsteps.freeFormEnd[4], 119 * kDynamicsFrame);
+  return core;
+}
+
+TEST(AdaptMotion, GoesAroundFreeFormAsGenerationDoes) {
+  const struct {
+    const char* what;
+    int first, last;
+    Edit edit;
+  } rows[] = {
+      {"the one that opens it", 4, 4, [](FootstepTrack& t) { t.position[4].x += 2; }},
+      {"the one that ends it", 5, 5,
+       [](FootstepTrack& t) {
+         t.position[5] += Point3{3, 1, 1};
+       }},
+      {"far before it", 1, 1, [](FootstepTrack& t) { t.position[1].z -= 1; }},
+      {"all later", 0, 7,
+       [](FootstepTrack& t) {
+         for (auto& spans : t.spans) {
+           for (FootstepSpan& span : spans) span.start += 7 * kDynamicsFrame;
+         }
+       }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    MotionCore adapted = WithFreeForm(), made = adapted;
+    ASSERT_EQ(NewFootprintKeys(adapted, {}), ActivationResult::kDone);
+    ASSERT_EQ(Adapt(adapted, row.first, row.last, row.edit), AdaptResult::kDone);
+    row.edit(made.footsteps);
+    RefreshFreeFormIntervals(made.footsteps);
+    ASSERT_EQ(NewFootprintKeys(made, {}), ActivationResult::kDone);
+    EXPECT_EQ(adapted.footsteps.freeFormStart, made.footsteps.freeFormStart);
+    EXPECT_LT(test::Apart(adapted, made) / made.leg[kRight].totalLength, 2e-3f);
+    test::ExpectFeetOnFootsteps(adapted);
+  }
+}
+
+TEST(AdaptMotion, KeysInFreeFormGoAlongUnlessLocked) {
+  const TimeValue t = 110 * kDynamicsFrame;
+  MotionCore made = WithFreeForm();
+  ASSERT_EQ(NewFootprintKeys(made, {}), ActivationResult::kDone);
+  LimbRecord& left = made.leg[kLeft];
+  CorePose(made, t, {});
+  ASSERT_EQ(PutKey(made, kLeftLeg, t, CurrentLimbKey(made, left, kPlantedKey)), KeyRefusal::kNone);
+  const auto keyAt = [](const MotionCore& core, TimeValue at) {
+    const KeyTable<LimbKey>& table = core.leg[kLeft].table;
+    return KeyAt(table.track, at);
+  };
+  const auto ankle = [](MotionCore core, TimeValue at) {
+    CorePose(core, at, {});
+    return core.leg[kLeft].frame[2].Origin();
+  };
+  const auto all = [](FootstepTrack& track) {
+    for (Point3& place : track.position) place += Point3{4, 0, 2};
+  };
+  for (const bool locked : {false, true}) {
+    MotionCore core = made;
+    ASSERT_EQ(Adapt(core, 0, 7, all, {.freeform = locked}), AdaptResult::kDone);
+    const int is = keyAt(core, t), was = keyAt(made, t);
+    const LimbKey &now = core.leg[kLeft].table[is], &old = made.leg[kLeft].table[was];
+    EXPECT_EQ(now.objectTarget == old.objectTarget && now.limbRotation == old.limbRotation, locked);
+    const Point3 moved = locked ? Point3{} : Point3{4, 0, 2};  // it is held in the world
+    EXPECT_LT(test::Distance(ankle(core, t), ankle(made, t) + moved), 0.01f);
+  }
+
+  // Of 17 frames of the interval 8 lie before the key: 16 of 34, and 3.3 of 7.
+  const auto later = [](int frames) {
+    return [frames](FootstepTrack& track) {
+      for (int i = 5; i < 8; ++i) SpanOf(track, i)->start += frames * kDynamicsFrame;
+    };
+  };
+  const struct { int frames, key; } rows[] = {{17, 118}, {-10, 105}};
+  for (const auto& row : rows) {
+    MotionCore core = made, timed = made;
+    ASSERT_EQ(Adapt(core, 5, 7, later(row.frames)), AdaptResult::kDone);
+    EXPECT_GE(keyAt(core, row.key * kDynamicsFrame), 0) << row.frames;
+    EXPECT_EQ(keyAt(core, t), -1);
+    ASSERT_EQ(Adapt(timed, 5, 7, later(row.frames), {.time = true}), AdaptResult::kDone);
+    EXPECT_EQ(test::TimesOf(timed.leg[kLeft].table.track), test::TimesOf(left.table.track));
+  }
 }
 
 TEST(AdaptMotion, LeavesLockedPartsAlone) {
@@ -133,6 +205,33 @@ TEST(AdaptMotion, LeavesLockedPartsAlone) {
   }
 }
 
+TEST(AdaptMotion, TakesKeysFromBeforeTheFirstFootstepAlong) {
+  MotionCore core = MakeSampleFootsteps(SampleMotion::kWalk, 80);
+  for (auto& spans : core.footsteps.spans) {
+    for (FootstepSpan& span : spans) span.start += 20 * kDynamicsFrame;
+  }
+  ASSERT_EQ(NewFootprintKeys(core, {}), ActivationResult::kDone);
+  const TimeValue early = 5 * kDynamicsFrame;
+  for (const int side : {kRight, kLeft}) {
+    CorePose(core, early, {});
+    LimbRecord& leg = core.leg[side];
+    ASSERT_EQ(PutKey(core, LimbId(leg), early, CurrentLimbKey(core, leg, kFreeKey)),
+              KeyRefusal::kNone);
+  }
+  MotionCore moved = core;
+  const Point3 by{3, 0, 1};
+  const Edit edit = [&](FootstepTrack& t) {
+    for (Point3& place : t.position) place += by;
+  };
+  ASSERT_EQ(Adapt(moved, 0, 11, edit), AdaptResult::kDone);
+  CorePose(core, early, {});
+  CorePose(moved, early, {});
+  for (const int side : {kRight, kLeft}) {
+    const Point3 was = core.leg[side].frame[2].Origin();
+    EXPECT_LT(test::Distance(moved.leg[side].frame[2].Origin(), was + by), 0.01f);
+  }
+}
+
 TEST(AdaptMotion, RebuildsWhereSupportsNoLongerFollowEachOther) {
   MotionCore core = MakeSample(SampleMotion::kWalk, 80);
   const Edit remove = [](FootstepTrack& t) { ASSERT_EQ(DeleteFootstep(t, 11), kDone); };
@@ -146,22 +245,25 @@ TEST(AdaptMotion, RebuildsWhereSupportsNoLongerFollowEachOther) {
   EXPECT_EQ(core.footsteps.numFootsteps, 0);
 }
 
-TEST(SetHeightOfMotion, GrowsTheWholeMotionOrKeepsTheFootsteps) {
-  for (const bool scaleStrides : {true, false}) {
-    const MotionCore small = MakeSample(SampleMotion::kWalk, 80);
-    MotionCore grown = small;
-    const float factor = 1.1f;
-    ASSERT_EQ(SetHeightOfMotion(grown, 88, scaleStrides, {}), kDone);
-    EXPECT_NEAR(grown.body.gravAccel, small.body.gravAccel * factor, 1e-4f);
-    const Point3 fixed = small.footsteps.position[0];
-    for (std::size_t i = 0; i < 12; ++i) {
-      const Point3 step = small.footsteps.position[i] - fixed;
-      const Point3 wanted = fixed + (scaleStrides ? factor : 1.0f) * step;
-      EXPECT_LT(test::Distance(grown.footsteps.position[i], wanted), 1e-2f) << i;
-    }
-    const MotionMeasures measures = MeasureMotion(grown, {});
-    EXPECT_LT(measures.footprintDistance.high, 1) << scaleStrides;
-  }
+TEST(CheckPattern, RebuildsWhereTimesOfSupportChanged) {
+  MotionCore core = MakeSample(SampleMotion::kWalk, 80);
+  SaveTransitions(core.footsteps);
+  core.footsteps.position[5].x += 3;
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kNothing) << "no time has changed";
+
+  ASSERT_EQ(RetimeFootstep(core.footsteps, 5, SpanOf(core.footsteps, 5)->start + kDynamicsFrame,
+                           SpanOf(core.footsteps, 5)->duration),
+            kDone);
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kRebuilt);
+  MotionCore anew = core;
+  ASSERT_EQ(RebuildMotion(anew, {}), AdaptResult::kRebuilt);
+  EXPECT_LT(test::Apart(core, anew), 1e-4f);
+  SaveTransitions(core.footsteps);
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kNothing);
+  EXPECT_EQ(CheckPattern(core, true, {}), AdaptResult::kRebuilt) << "forced";
+  core.footsteps.active.Set(3, false);
+  ASSERT_EQ(DeleteFootstep(core.footsteps, 11), kDone);
+  EXPECT_EQ(CheckPattern(core, false, {}), AdaptResult::kNothing) << "footsteps wait";
 }
 
 }  // namespace

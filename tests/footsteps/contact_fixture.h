@@ -114,6 +114,23 @@ inline void ExpectSameKeys(const MotionCore& core, const MotionCore& other,
   }
 }
 
+/// Largest distance of any joint of the legs and the body over both motions.
+inline float Apart(MotionCore a, MotionCore b) {
+  float apart = 0;
+  for (TimeValue t = 0; t <= a.endTime; t += kDynamicsFrame / 2) {
+    CorePose(a, t, {});
+    CorePose(b, t, {});
+    apart = std::max(apart, Distance(a.body.bodyPosition, b.body.bodyPosition));
+    for (int side = 0; side < 2; ++side) {
+      for (int k = 0; k < 3; ++k) {
+        apart =
+            std::max(apart, Distance(a.leg[side].frame[k].Origin(), b.leg[side].frame[k].Origin()));
+      }
+    }
+  }
+  return apart;
+}
+
 /// Every foot that carries the figure alone stands on its footstep. Answers the share of them that
 /// the leg reaches flat: a stretched one may be up on its toes.
 inline float ExpectFeetOnFootsteps(MotionCore core) {

@@ -1,5 +1,7 @@
 #include "strider/footsteps/generate.h"
 
+#include "strider/footsteps/activate.h"
+#include "strider/footsteps/sample_motions.h"
 #include "tests/footsteps/contact_fixture.h"
 
 namespace strider {
@@ -107,6 +109,21 @@ TEST(GenerateMotion, KeysARunsHeightWhereItLeavesAndMeetsTheGround) {
   }
 }
 
+TEST(GenerateMotion, AFootThatTouchesAsItLiftsStandsOnEachFootstepInItsTime) {
+  const Contacts oneLeg = {{R, 0, 20, {}}, {R, 20, 40, {8, 0, 0}}, {R, 40, 60, {16, 0, 0}}};
+  Contacts besideAStance = oneLeg, besideATouch = oneLeg;
+  besideAStance.push_back({L, 0, 60, {8, 0, -6}});
+  besideATouch.push_back({L, 20, 60, {8, 0, -6}});
+  for (const Contacts& contacts : {oneLeg, besideAStance, besideATouch}) {
+    MotionCore core = Generated(contacts);
+    CheckMotion(core);
+    for (const int frame : {1, 10, 19, 20, 30, 39, 40, 50}) {
+      const Point3 foot = TakePoseSample(core, frame * kFrame, {}).leg[R].underAnkle;
+      EXPECT_NEAR(foot.x, 8.0f * static_cast<float>(frame / 20), 0.1f) << frame;
+    }
+  }
+}
+
 TEST(GenerateMotion, FliesOnlyUnderTheFiguresOwnDynamics) {
   for (const int dynamicsType : {0, 1}) {
     Structure structure;
@@ -144,6 +161,9 @@ TEST(GenerateMotion, LeavesFreeFormToItself) {
     EXPECT_EQ(keysInside(*track), 0);
   }
   EXPECT_EQ(keysInside(core.body.horizontal.track), 1);
+  for (const TimeValue t : {start, end + kFrame}) {  // contacts border it
+    EXPECT_GE(std::max(KeyAt(core.leg[R].table.track, t), KeyAt(core.leg[L].table.track, t)), 0);
+  }
   float x = -1e9f;
   for (TimeValue t = start + kFrame; t < end; t += kFrame) {
     test::Evaluate(core, t);
@@ -151,6 +171,22 @@ TEST(GenerateMotion, LeavesFreeFormToItself) {
     EXPECT_EQ(core.body.bodyPosition.y, core.body.keyedHeight);
     EXPECT_EQ(core.body.supportState, -1);
     x = core.body.bodyPosition.x;
+  }
+}
+
+// Keys stand on whole frames whatever the footsteps do. A foot that touches a tick after its key is
+// on its footstep all the same.
+TEST(GenerateMotion, ATickOffTheFramesMakesHardlyADifference) {
+  for (const SampleMotionInfo& info : SampleMotions()) {
+    SCOPED_TRACE(info.name);
+    const MotionCore whole = MakeSample(info.sample, 80);
+    MotionCore off = MakeSampleFootsteps(info.sample, 80);
+    for (auto& spans : off.footsteps.spans) {
+      for (FootstepSpan& span : spans) ++span.start;
+    }
+    ASSERT_EQ(NewFootprintKeys(off, {}), ActivationResult::kDone);
+    CheckMotion(off);
+    EXPECT_LT(test::Apart(whole, off), 0.002f * whole.leg[R].totalLength);
   }
 }
 

@@ -103,6 +103,19 @@ TEST(PlaceMultiple, WalksOnFromUnderTheFigure) {
   EXPECT_NEAR(FromStance(core)[6].x, 5 * stride, 1e-4f * stride);
 }
 
+// A leg's sums end a few bits beside the ground that the figure was built to stand on.
+TEST(PlaceMultiple, StandsOnTheGroundToTheBit) {
+  for (int i = 1; i <= 40; ++i) {
+    Structure structure;
+    structure.height = 0.37f * static_cast<float>(i * i);
+    structure.legLinks = 3 + i % 2;
+    MotionCore core = test::MakeFigure(structure);
+    GaitSettings settings;
+    ASSERT_TRUE(Place(core, settings, ParamsOf(kWalk, 4)).Done());
+    for (const Point3& place : core.footsteps.position) EXPECT_EQ(place.y, 0) << structure.height;
+  }
+}
+
 TEST(PlaceMultiple, OneFootstepOnAnEmptyTrackIsOne) {
   MotionCore core = test::MakeFigure();
   GaitSettings settings;

@@ -134,5 +134,35 @@ TEST(Threads, BareCoresShareOneContext) {
   }
 }
 
+/// Footsteps of a gait, their motion, an edit that the motion follows, and every frame of it.
+Frames Walked(int figure) {
+  Session session;
+  auto& master = static_cast<StriderMaster&>(*CreateNewStrider(session, StructureOf(figure)));
+  session.gaits.fsGaitMode = figure % 3 + 1;
+  MultFprintParams params = *master.GetMultFprintParams(figure % 3 + 1);
+  params.numFootsteps = 8;
+  EXPECT_TRUE(master.AddMultipleFootprints(params).Done());
+  EXPECT_TRUE(master.NewFootprintKeys());
+  Matrix3 place = master.Core().footsteps.transform[4];
+  place.row[3].y += 2;
+  EXPECT_TRUE(master.SetFootstepTransform(4, place));
+  Frames frames;
+  const std::vector<NodeInfo> tree = BuildNodeTree(master.Core());
+  for (TimeValue t = 0; t <= master.Core().endTime; t += 3 * 160) {
+    for (const NodeInfo& node : tree) {
+      frames.push_back(session.scene.NodeTransform(master.GetNode(node.id, node.link), t));
+    }
+  }
+  return frames;
+}
+
+TEST(Threads, FiguresWalkAsTheyWalkAlone) {
+  Frames together[kFigures];
+  OnThreads([&](int figure) { together[figure] = Walked(figure); });
+  for (int figure = 0; figure < kFigures; ++figure) {
+    EXPECT_TRUE(together[figure] == Walked(figure)) << figure;
+  }
+}
+
 }  // namespace
 }  // namespace strider
