@@ -211,6 +211,11 @@ void TakeModes(MotionCore& core, const MotionCore& old) {
   core.previousLayer = old.previousLayer;
   core.nextLayer = old.nextLayer;
   core.layerOffset = old.layerOffset;
+  core.layerName = old.layerName;
+  core.layerActive = old.layerActive;
+  core.layerNumber = old.layerNumber;
+  std::copy(std::begin(old.limbRetarget), std::end(old.limbRetarget), core.limbRetarget);
+  core.bodyPath = old.bodyPath;
   core.base = old.base;
 }
 
@@ -238,6 +243,16 @@ void ApplySeparate(MotionCore& core) {
 
 bool Adopt(MotionCore& core, const MotionCore& figure) {
   const MotionCore& old = core;
+  const float oldHeight = CoreFigureHeight(old), height = CoreFigureHeight(figure);
+  if (!(height > 0) || !IsFinite(height)) return false;
+  for (const LimbRecord& leg : figure.leg) {
+    const float reach = ReachOf(LengthsOf(leg));
+    if (!(reach > 0) || !IsFinite(reach) ||
+        !IsFinite(leg.rest.bodyTarget.x + leg.extremityHeight)) {
+      return false;
+    }
+  }
+  const float gravity = old.body.gravAccel * (height / oldHeight);
   MotionCore changed = figure;
   TakeModes(changed, old);
   TakeBody(changed, old);
@@ -267,11 +282,8 @@ bool Adopt(MotionCore& core, const MotionCore& figure) {
   }
 
   // The copies of the footstep track and the figure's own gravity, then the ratio in its stead.
-  const float ground = changed.body.figurePosition.y;
-  const float oldHeight = CoreFigureHeight(old), height = CoreFigureHeight(figure);
-  const float gravity = old.body.gravAccel * (height / oldHeight);
-  if (SettleFigure(changed, height) == kRefused) return false;
-  changed.body.figurePosition.y = ground;
+  RefreshBodyLaws(changed);
+  ConfigureTracks(changed);
   changed.body.gravAccel = changed.footsteps.gravity = gravity;
   ApplySeparate(changed);
   TakeStance(changed);

@@ -94,11 +94,11 @@ bool ChangeFigure(MotionCore& core, const MotionCore& figure, bool scaleStrides,
   if (!sameArms) RefitHeldArms(core, places, context);
 
   if (core.footsteps.numFootsteps == 0) return true;
-  if (scaleStrides && !Same(before.pelvis.hipOffset, core.pelvis.hipOffset) &&
-      !WidenSteps(core, before.pelvis.hipOffset, context)) {
-    return false;
-  }
-  return BuildFlights(core) == kDone;
+  // The flights of the new gravity first: what widens the steps reads them.
+  if (BuildFlights(core) == kRefused) return false;
+  if (!scaleStrides) return true;
+  const float oldHip = before.pelvis.hipOffset;
+  return Same(oldHip, core.pelvis.hipOffset) || WidenSteps(core, oldHip, context);
 }
 
 }  // namespace
