@@ -411,6 +411,10 @@ int SettleFigure(MotionCore& core, float height) {
   for (LimbRecord& leg : core.leg) {
     leg.totalLength = leg.upperLength + leg.lowerLength + (leg.hasFourLinks ? leg.endLength : 0);
   }
+  for (LimbRecord* limb : {&core.leg[0], &core.leg[1], &core.arm[0], &core.arm[1]}) {
+    LimbKey& rest = limb->rest;
+    rest.bodyTarget = ForwardLimb(LengthsOf(*limb), rest.jointAngles, rest.limbRotation).end;
+  }
   const float lengths = SumOfLengths(core);
   if (height == 0) {
     // The parts of a nominal figure sum up to a little less than its nominal height.

@@ -45,9 +45,11 @@ TEST(SetFigureOfMotion, PutsTheNewFeetOnTheFootsteps) {
         }
         EXPECT_NEAR(core.body.gravAccel / CoreFigureHeight(core),
                     before.body.gravAccel / CoreFigureHeight(before), 1e-5f);
-        const MotionMeasures measures = MeasureMotion(core, {});
+        const MotionMeasures measures = MeasureMotion(core, {}), was = MeasureMotion(before, {});
         EXPECT_LT(measures.footprintDistance.high, 1);
         EXPECT_LT(measures.groundDepth.high, 1);
+        // The body goes with the legs: they are stretched about as far as they were.
+        EXPECT_NEAR(measures.reachExcess.high, was.reachExcess.high, 2);
         // With strides the path grows with the legs, without it stays.
         const float grown = figure.leg[0].totalLength / before.leg[0].totalLength;
         const auto path = [](const MotionCore& c) {
