@@ -243,6 +243,9 @@ ExitStatus Run(const Arguments& arguments) {
     return RefuseFormat(kName, output, formats);
   }
   if (WouldReplacePlan(arguments)) return Refuse(kName, Named(output) + "is the plan itself");
+  if (options.Has(kMakeMetresPerUnit) && !arguments.words.plan && !CountsInMetres(format)) {
+    return Refuse(kName, "--metres-per-unit has no meaning for a gait in ." + format);
+  }
   MotionOutputOptions outputOptions;
   outputOptions.metresPerUnit = options.numbers[kMakeMetresPerUnit];
   if (!ReadMotionOutputOptions(arguments.outputWords, format, outputOptions, refusal)) {

@@ -2,12 +2,14 @@
 
 #include "cli/progress.h"
 #include "exchange/motion_bvh.h"
+#include "exchange/motion_glb.h"
 #include "exchange/motion_npz.h"
 #include "exchange/motion_sampler.h"
 #include "exchange/motion_sheet.h"
 #include "exchange/motion_table.h"
 #include "strider/base/number_text.h"
 #include "strider/base/whole_file.h"
+#include "strider/storage/motion_file.h"
 
 namespace strider {
 namespace {
@@ -59,6 +61,32 @@ bool WriteSheet(const MotionCore& core, const MotionOutputOptions& /*options*/,
   return MotionSheet(core, {}, png, cause) && WriteWholeFile(path, png, cause);
 }
 
+bool WriteMotionFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                     std::string& cause) {
+  return SaveMotion(path, {&core}, {}, cause);
+}
+bool WriteFootstepFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                       std::string& cause) {
+  return SaveFootsteps(path, core, cause);
+}
+bool WriteFigureFile(const MotionCore& core, const MotionOutputOptions&, const std::string& path,
+                     std::string& cause) {
+  return SaveFigure(path, core, cause);
+}
+
+bool WriteGlb(const MotionCore& core, const MotionOutputOptions& options, const std::string& path,
+              std::string& cause) {
+  GlbOptions glb;
+  glb.range = options.range;
+  glb.fps = options.fps;
+  glb.metresPerUnit = options.metresPerUnit;
+  glb.bodyType = options.bodyType;
+  glb.atKeys = options.atKeys;
+  glb.rootMotion = options.rootMotion;
+  glb.inPlace = options.inPlace;
+  return WriteMotionGlb(core, {}, glb, path, cause);
+}
+
 /// Options that a format may have a use for.
 enum Use : unsigned {
   kFps = 1,
@@ -67,6 +95,7 @@ enum Use : unsigned {
   kInPlace = 8,
   kOnlyKnown = 16,
   kWithFootsteps = 32,
+  kMetres = 64,
 };
 
 struct MotionFormat {
@@ -78,8 +107,12 @@ struct MotionFormat {
 constexpr MotionFormat kFormats[] = {
     {"bvh", kFps | kOnlyKnown, WriteBvh},
     {"csv", kFps | kAtKeys | kWithFootsteps, WriteTable},
+    {"fig", 0, WriteFigureFile},
+    {"glb", kFps | kAtKeys | kRootMotion | kInPlace | kMetres, WriteGlb},
     {"npz", kFps | kAtKeys, WriteArrays},
     {"png", 0, WriteSheet},
+    {"sdr", 0, WriteMotionFile},
+    {"stp", 0, WriteFootstepFile},
 };
 
 const MotionFormat* FindFormat(const std::string& extension) {
@@ -153,6 +186,11 @@ std::vector<std::string> MotionFormats() {
   std::vector<std::string> extensions;
   for (const MotionFormat& format : kFormats) extensions.emplace_back(format.extension);
   return extensions;
+}
+
+bool CountsInMetres(const std::string& format) {
+  const MotionFormat* row = FindFormat(format);
+  return row != nullptr && (row->uses & kMetres) != 0;
 }
 
 bool WriteMotionAs(const std::string& format, const MotionCore& core,

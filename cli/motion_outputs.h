@@ -42,6 +42,9 @@ void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words);
 /// The extensions that WriteMotionAs knows, without their dots, for messages and help.
 std::vector<std::string> MotionFormats();
 
+/// True for a format whose lengths are metres: metresPerUnit has a say in it.
+bool CountsInMetres(const std::string& format);
+
 /// Writes the motion in the format of an extension (as ExtensionOf gives it) whole under `path`,
 /// with progress at a terminal. False if it cannot be; `cause` says why.
 [[nodiscard]] bool WriteMotionAs(const std::string& format, const MotionCore& core,

@@ -14,6 +14,10 @@ struct Verb {
   std::function<ExitStatus()> run;
 };
 
+/// `strider convert`: one of the engine's own files, in any format that a motion is written in.
+Verb AddConvertVerb(CLI::App& program);
+/// `strider info`: what one of the engine's own files holds.
+Verb AddInfoVerb(CLI::App& program);
 /// `strider figure`: makes a figure out of structure parameters; a picture of it or its nodes.
 Verb AddFigureVerb(CLI::App& program);
 /// `strider make`: footsteps and the motion that they imply; a table or a picture of it.

@@ -98,23 +98,50 @@ void AddTracks(std::string& text, const MotionCore& core) {
 
 }  // namespace
 
-std::string MotionJson(const MotionCore& core) {
+namespace {
+
+std::string Document(const MotionCore& core, const FileFacts& holds, const std::string& head) {
   const FootstepTrack& track = core.footsteps;
-  const FrameRange range = FrameRangeOf(core);
-  std::string text = "{\n\"figure\": {\n" + FigureFieldsJson(core) + "\n}";
-  text += ",\n\"frameRange\": " + Json::array({range.first, range.last}).dump();
-  text += ",\n\"ticksPerFrame\": " + std::to_string(core.ticksPerFrame);
-  text += ",\n\"footsteps\": ";
-  Lines footsteps(text, '[', ']');
-  for (std::size_t i = 0; i < static_cast<std::size_t>(track.numFootsteps); ++i) {
-    footsteps.Add(FootstepJson(track, i).dump());
+  std::string text = "{\n" + head;
+  const auto next = [&text] {
+    if (text.back() == '}' || text.back() == ']') text += ",\n";
+  };
+  if (holds.hasFigure) {
+    next();
+    text += "\"figure\": {\n" + FigureFieldsJson(core) + "\n}";
   }
-  footsteps.End();
-  AddList(text, "transitions", track.transitions, TransitionJson);
-  AddList(text, "phases", track.phases, PhaseJson);
-  AddList(text, "flights", core.body.flights, FlightJson);
-  AddTracks(text, core);
+  if (holds.hasFootsteps || holds.hasTracks) {
+    next();
+    const FrameRange range = FrameRangeOf(core);
+    text += "\"frameRange\": " + Json::array({range.first, range.last}).dump();
+    text += ",\n\"ticksPerFrame\": " + std::to_string(core.ticksPerFrame);
+    text += ",\n\"footsteps\": ";
+    Lines footsteps(text, '[', ']');
+    for (std::size_t i = 0; i < static_cast<std::size_t>(track.numFootsteps); ++i) {
+      footsteps.Add(FootstepJson(track, i).dump());
+    }
+    footsteps.End();
+    AddList(text, "transitions", track.transitions, TransitionJson);
+    AddList(text, "phases", track.phases, PhaseJson);
+  }
+  if (holds.hasTracks) {
+    AddList(text, "flights", core.body.flights, FlightJson);
+    AddTracks(text, core);
+  }
   return text + "\n}\n";
+}
+
+}  // namespace
+
+std::string MotionJson(const MotionCore& core) { return Document(core, {}, ""); }
+
+std::string MotionFileJson(const MotionCore& core, const FileFacts& file) {
+  Json facts;
+  facts["kind"] = file.kind;
+  facts["form"] = file.form;
+  facts["version"] = file.version;
+  if (file.motions > 0) facts["motions"] = file.motions;
+  return Document(core, file, "\"file\": " + facts.dump());
 }
 
 }  // namespace strider

@@ -12,4 +12,15 @@ namespace strider {
 /// same motion always gives the same bytes.
 std::string MotionJson(const MotionCore& core);
 
+/// A file, and which of the document's parts it holds; the others are left out.
+struct FileFacts {
+  const char* kind = "motion";  // motion, footsteps or figure
+  const char* form = "binary";  // or text
+  int version = 0;
+  int motions = 0;  // the base and its layers; 0 for a file without
+  bool hasFigure = true, hasFootsteps = true, hasTracks = true;
+};
+/// The same document of what a file holds, with "file" at its head.
+std::string MotionFileJson(const MotionCore& core, const FileFacts& file);
+
 }  // namespace strider

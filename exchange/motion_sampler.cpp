@@ -78,8 +78,7 @@ MotionSampler::MotionSampler(const MotionCore& core, const EvalContext& context)
 void MotionSampler::Pose(TimeValue t) {
   CorePose(posed_, t, context_);
   for (std::size_t i = 0; i < skeleton_.size(); ++i) {
-    const Matrix3 world =
-        CoreFromHostTransform(UnmirroredLinkTransform(posed_, skeleton_[i].id, skeleton_[i].link));
+    const Matrix3 world = LinkFrame(posed_, skeleton_[i].id, skeleton_[i].link);
     frames_[i] = {RotationOf(world), world.Origin()};
   }
 }

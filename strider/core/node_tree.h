@@ -9,6 +9,9 @@
 
 namespace strider {
 
+/// What a figure is called where nobody says otherwise.
+inline constexpr const char* kFirstFigureName = "Strider01";
+
 struct NodeInfo {
   int id = kNoBodyId, link = 0;
   int parentId = kNoBodyId, parentLink = 0;  // kNoBodyId for the root

@@ -1,4 +1,5 @@
 #include "strider/footsteps/sample_motions.h"
+#include "strider/core/node_tree.h"
 
 #include "strider/core/figure_layout.h"
 #include "strider/footsteps/activate.h"
@@ -94,7 +95,7 @@ const std::vector<SampleMotionInfo>& SampleMotions() {
 
 MotionCore MakeSampleFootsteps(SampleMotion sample, float height) {
   MotionCore core;
-  core.name = "Strider01";
+  core.name = kFirstFigureName;
   Structure structure;
   structure.height = height;
   LayOutFigure(core, structure);

@@ -1,21 +1,25 @@
 #include "strider/host/skel_object.h"
 
+#include "strider/host/skel_parts.h"
+
 namespace strider {
 namespace {
 
-void BuildBoxes(SkelObject& object) {
-  for (int i = 0; i < 8; ++i) {
-    object.mesh.vertices.push_back({(i & 1) != 0 ? 1.0f : 0.0f,
-                                    (i & 2) != 0 ? object.width : -object.width,
-                                    (i & 4) != 0 ? object.depth : -object.depth});
+void Build(SkelObject& object) {
+  if (object.kind < 0 || object.kind >= kNumSkelKinds) return;
+  const bool thumb = object.kind == kSkelThumb || object.kind == kSkelThumb + 1;
+  if (object.kind == kSkelBodyMarker) return AddBodyMarker(object);
+  if (object.kind == kSkelNubMarker) {
+    Cone cone;
+    cone.scale = 0.2f * object.width;
+    cone.closed = false;
+    return AddCone(object.mesh, cone);
   }
-  static constexpr int kSides[6][4] = {{0, 4, 6, 2}, {1, 3, 7, 5}, {0, 1, 5, 4},
-                                       {2, 6, 7, 3}, {0, 2, 3, 1}, {4, 5, 7, 6}};
-  for (int side = 0; side < 6; ++side) {
-    const int* c = kSides[side];
-    const std::uint32_t group = 1u << side;
-    object.mesh.faces.push_back({{c[0], c[1], c[2]}, group, {true, true, false}});
-    object.mesh.faces.push_back({{c[2], c[3], c[0]}, group, {true, true, false}});
+  switch (object.bodyShape) {
+    case 0: return thumb ? AddThumb(object) : BuildFineSolid(object);
+    case 1: return thumb ? AddThumb(object) : BuildSmoothSolid(object);
+    case 2: return thumb ? AddThumb(object) : BuildFacetedSolid(object);
+    default: return BuildBoxSolid(object);
   }
 }
 
@@ -25,7 +29,11 @@ void UpdateMesh(SkelObject& object, TimeValue t) {
   if (object.valid.Contains(t)) return;
   object.valid = Interval::Forever();
   object.mesh = {};
-  if (object.kind >= 0 && object.kind < kNumSkelKinds) BuildBoxes(object);
+  Build(object);
+  object.mesh.showEdges = object.edged != 0;
+  if (object.smoothed == 0) {
+    for (SkelFace& face : object.mesh.faces) face.smoothing = 0;
+  }
   ++object.geometryVersion;
   ++object.topologyVersion;
 }

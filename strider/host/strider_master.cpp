@@ -1,4 +1,5 @@
 #include "strider/host/strider_master.h"
+#include "strider/core/node_tree.h"
 
 #include <algorithm>
 #include <cmath>
@@ -89,7 +90,7 @@ StriderMaster::~StriderMaster() {
 
 void StriderMaster::CreateNodes() {
   Scene& scene = session_.scene;
-  const NodeHandle root = scene.AddNode("Strider01");
+  const NodeHandle root = scene.AddNode(kFirstFigureName);
   core_->name = scene.Name(root);
   body_ = std::make_unique<StriderBodyControl>(*this);
   footprints_ = std::make_unique<FootprintControl>(*this);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "strider/core/figure_layout.h"
+#include "strider/core/node_tree.h"
 #include "strider/footsteps/body_height.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
@@ -107,6 +108,7 @@ class Reader {
     ReadFigure(*core, tag);
     if (!s_.Good()) return;
     FixOldFigure(*core);
+    core->name = kFirstFigureName;
     contents_.hasFigure = true;
     contents_.motions.push_back(std::move(core));
   }
@@ -237,6 +239,7 @@ class Reader {
     core->endTime = hasFootsteps ? LastFootstepTime(core->footsteps) : 0;
     core->footstepsPending = hasFootsteps && AnyInactive(core->footsteps);
     core->bodyKeysComputed = hasFootsteps && !core->body.vertical.Empty();
+    if (core->name.empty()) core->name = kFirstFigureName;
     core->layerNumber = static_cast<int>(contents_.motions.size());
     if (BuildFlights(*core) == kRefused) throw std::bad_alloc();
     RefreshTracks(*core);

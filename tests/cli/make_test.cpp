@@ -163,6 +163,8 @@ TEST(MakeVerb, RefusesAndWritesNothing) {
       {"walk --spine-links 9", "spineLinks (--spine-links)"},
       {"plan --plan " + plan, plan + ": row 3: side must be left or right, given \"up\""},
       {"plan --plan " + scratch.File("none"), ": No such file"},
+      {"walk --metres-per-unit 1", "--metres-per-unit has no meaning for a gait in .csv"},
+      {"walk --root-motion", "--root-motion has no meaning for .csv"},
       {"plan --plan x --metres-per-unit 0", "--metres-per-unit must be a number above 0"},
   };
   for (const auto& row : rows) {
@@ -174,6 +176,12 @@ TEST(MakeVerb, RefusesAndWritesNothing) {
     EXPECT_TRUE(Contains(result.err, row.says)) << result.err;
   }
   EXPECT_TRUE(Contains(Make("walk", scratch.File("walk.bmp")).err, "must end in ."));
+  for (const auto& [line, says] :
+       {std::pair{"walk --fps 0", "--fps must be a number above 0 and up to 4800"},
+        {"walk --fps 24 --at-keys", "--fps has no meaning with --at-keys"}}) {
+    EXPECT_TRUE(Contains(Make(line, scratch.File("walk.glb")).err, says)) << line;
+  }
+  EXPECT_TRUE(Contains(Make("walk", scratch.File("no/walk.glb")).err, "No such file"));
   EXPECT_TRUE(Contains(Make("walk", scratch.File("no/walk.png")).err, "No such file"));
   EXPECT_TRUE(
       Contains(RunProgram({"make", "walk", "-o", ""}).err, "make: \"\": the output's name"));
@@ -224,9 +232,9 @@ TEST(MakeVerb, WritesEveryFormat) {
 TEST(MakeVerb, TellsTheUsageOfOptionsOutOfPlace) {
   const ScratchFolder scratch;
   for (const char* line :
-       {"", "stroll", "plan", "walk --plan steps.csv", "walk --metres-per-unit 1",
-        "plan --plan steps.csv --cycle 15", "plan --plan steps.csv --no-alternate",
-        "plan --plan steps.csv --start-side left", "walk --ground 5", "run --air 5"}) {
+       {"", "stroll", "plan", "walk --plan steps.csv", "plan --plan steps.csv --cycle 15",
+        "plan --plan steps.csv --no-alternate", "plan --plan steps.csv --start-side left",
+        "walk --ground 5", "run --air 5"}) {
     SCOPED_TRACE(line);
     const RunResult result = Make(line, scratch.File("motion.csv"));
     EXPECT_EQ(result.status, 2);

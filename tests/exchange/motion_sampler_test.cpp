@@ -28,9 +28,17 @@ TEST(MotionSampler, LocalFramesMultiplyOutToTheWorld) {
                                   local.rotation, local.origin);
       EXPECT_LT(Length(world[i].origin - sampler.YUp(link).origin), 1e-4f) << skeleton[i].name;
       // Y up of the host's Z up.
-      const Point3 host =
-          UnmirroredLinkTransform(sampler.Posed(), skeleton[i].id, skeleton[i].link).Origin();
-      EXPECT_EQ(sampler.YUp(link).origin, (Point3{host.x, host.z, -host.y})) << skeleton[i].name;
+      const Matrix3 host =
+          UnmirroredLinkTransform(sampler.Posed(), skeleton[i].id, skeleton[i].link);
+      EXPECT_EQ(sampler.YUp(link).origin, CoreFromHost(host.Origin())) << skeleton[i].name;
+      // Its own axes are the link's: they only lie in another space.
+      const Point3 axes[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+      for (int axis = 0; axis < 3; ++axis) {
+        EXPECT_LT(test::Distance(Rotate(sampler.YUp(link).rotation, axes[axis]),
+                                 CoreFromHost(host.row[axis])),
+                  1e-5f)
+            << skeleton[i].name;
+      }
     }
   }
 }

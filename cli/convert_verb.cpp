@@ -1,0 +1,182 @@
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/motion_outputs.h"
+#include "cli/output.h"
+#include "cli/verbs.h"
+#include "strider/base/number_text.h"
+#include "strider/storage/motion_file.h"
+
+namespace strider {
+namespace {
+
+constexpr const char* kName = "convert";
+
+struct Arguments {
+  std::string input, output;
+  std::optional<std::string> from, to, figure, bodyType, metresPerUnit;
+  bool keyPerFrame = false, flatten = false, zeroHeight = false;
+  bool retargetHeight = false, retargetLimbs = false;
+  MotionOutputWords words;
+};
+
+/// A whole number within bounds; `refusal` names the option.
+bool ReadWhole(const char* option, const std::optional<std::string>& text, std::int64_t low,
+               std::int64_t high, std::optional<std::int64_t>& value, std::string& refusal) {
+  if (!text) return true;
+  value = ReadInteger(*text);
+  if (value && low <= *value && *value <= high) return true;
+  refusal = std::string(option) + " must be a whole number from " + std::to_string(low) + " to " +
+            std::to_string(high) + ", given \"" + *text + "\"";
+  return false;
+}
+
+/// The frames that were asked for, within those of the motion.
+bool ReadRange(const Arguments& arguments, const MotionCore& core, FrameRange& range, bool& given,
+               std::string& refusal) {
+  range = FrameRangeOf(core);
+  std::optional<std::int64_t> from, to;
+  constexpr std::int64_t kFar = 1'000'000'000;
+  if (!ReadWhole("--from", arguments.from, -kFar, kFar, from, refusal) ||
+      !ReadWhole("--to", arguments.to, -kFar, kFar, to, refusal)) {
+    return false;
+  }
+  const FrameRange all = range;
+  given = from || to;
+  range.first = std::max(from.value_or(range.first), range.first);
+  range.last = std::min(to.value_or(range.last), range.last);
+  if (range.first <= range.last) return true;
+  refusal = arguments.input + ": no frames from " + arguments.from.value_or("its start") + " to " +
+            arguments.to.value_or("its end") + "; the motion has those from " +
+            std::to_string(all.first) + " to " + std::to_string(all.last);
+  return false;
+}
+
+bool ReadOutputOptions(const Arguments& arguments, MotionOutputOptions& options,
+                       std::string& refusal) {
+  std::optional<std::int64_t> bodyType;
+  if (!ReadWhole("--body-type", arguments.bodyType, 0, 3, bodyType, refusal)) return false;
+  if (bodyType) options.bodyType = static_cast<int>(*bodyType);
+  if (arguments.metresPerUnit) {
+    options.metresPerUnit = ReadNumber(*arguments.metresPerUnit);
+    if (!options.metresPerUnit ||
+        !(*options.metresPerUnit >= 1e-6 && *options.metresPerUnit <= 1e6)) {
+      refusal = "--metres-per-unit must be a number from 1e-06 to 1e+06, given \"" +
+                *arguments.metresPerUnit + "\"";
+      return false;
+    }
+  }
+  return ReadMotionOutputOptions(arguments.words, ExtensionOf(arguments.output), options, refusal);
+}
+
+/// Loads with the options that change the motion.
+bool Load(const Arguments& arguments, StreamContents& contents, std::string& refusal) {
+  LoadOptions options;
+  options.keyPerFrame = arguments.keyPerFrame;
+  options.flattenToZ = arguments.flatten;
+  options.zeroHgt = arguments.zeroHeight;
+  options.retargetHeight = arguments.retargetHeight;
+  options.retargetLimbSizes = arguments.retargetLimbs;
+  StreamContents figure;
+  if (arguments.figure) {
+    if (!ReadMotionFile(*arguments.figure, {}, figure, refusal)) return false;
+    if (!figure.hasFigure) {
+      refusal = *arguments.figure + ": holds no figure";
+      return false;
+    }
+    options.figure = &figure.Top();
+    options.matchFileStruct = false;
+  } else if (arguments.retargetHeight || arguments.retargetLimbs) {
+    refusal = "--retarget-height and --retarget-limbs need the figure to go to: --figure F.fig";
+    return false;
+  }
+  return LoadMotion(arguments.input, options, {}, contents, refusal);
+}
+
+ExitStatus Run(const Arguments& arguments) {
+  const std::string format = ExtensionOf(arguments.output);
+  std::string refusal;
+  MotionOutputOptions output;
+  const std::vector<std::string> formats = MotionFormats();
+  if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
+    return RefuseFormat(kName, arguments.output, formats);
+  }
+  if (!ReadOutputOptions(arguments, output, refusal)) return Refuse(kName, refusal);
+  StreamContents contents;
+  if (!Load(arguments, contents, refusal)) return Refuse(kName, refusal);
+  if (!contents.warning.empty()) {
+    std::cerr << "strider convert: " << OnOneLine(arguments.input + ": " + contents.warning)
+              << "\n";
+  }
+  MotionCore& core = contents.Base();
+  FrameRange range;
+  bool part = false;
+  if (!ReadRange(arguments, core, range, part, refusal)) return Refuse(kName, refusal);
+  output.range = range;
+  std::string cause;
+  bool done = true;
+  const bool ownFormat = format == "sdr" || format == "stp";
+  if (part && ownFormat) {
+    MotionCore segment;
+    done = CutSegment(core, TimeOfFrame(core, range.first), TimeOfFrame(core, range.last),
+                      arguments.keyPerFrame, {}, segment) == kDone;
+    if (!done) cause = "memory ran out";
+    core = std::move(segment);
+    contents.motions.resize(1);
+  }
+  if (done && format == "sdr") {
+    std::vector<const MotionCore*> motions;
+    for (const auto& motion : contents.motions) motions.push_back(motion.get());
+    WriteOptions writing;
+    if (contents.hasHeaderInfo) writing.headerInfo = &contents.headerInfo;
+    if (contents.hasAttachments) writing.attachments = contents.attachments;
+    done = SaveMotion(arguments.output, motions, writing, cause);
+  } else if (done) {
+    done = WriteMotionAs(format, core, output, arguments.output, cause);
+  }
+  if (!done) return Refuse(kName, arguments.output + ": " + cause);
+  return PrintOutput(kName, arguments.output + "\n");
+}
+
+}  // namespace
+
+Verb AddConvertVerb(CLI::App& program) {
+  CLI::App* parser = program.add_subcommand(
+      kName,
+      "Reads a motion (.sdr), footsteps (.stp) or a figure (.fig) and writes it as the extension\n"
+      "of the output says.");
+  parser->group("Verbs");
+  const auto a = std::make_shared<Arguments>();
+  parser->add_option("input", a->input, "file to read: .sdr, .stp or .fig")
+      ->type_name("IN")
+      ->required();
+  const auto text = [&](const char* name, std::optional<std::string>& to, const char* type,
+                        const char* meaning) {
+    parser
+        ->add_option_function<std::string>(
+            name, [&to](const std::string& value) { to = value; }, meaning)
+        ->type_name(type);
+  };
+  text("--from", a->from, "FRAME", "first frame to write; default the motion's first");
+  text("--to", a->to, "FRAME", "last frame to write; default the motion's last");
+  parser->add_flag("--key-per-frame", a->keyPerFrame, "a key of every part on every frame");
+  parser->add_flag("--flatten", a->flatten, "all footsteps to the ground plane");
+  parser->add_flag("--zero-height", a->zeroHeight, "the motion starts on the ground plane");
+  text("--figure", a->figure, "F.fig", "the figure to move; default the file's own");
+  parser->add_flag("--retarget-height", a->retargetHeight,
+                   "with --figure: strides stay, the body takes its own height");
+  parser->add_flag("--retarget-limbs", a->retargetLimbs,
+                   "with --figure: each limb reaches by its own length");
+  text("--body-type", a->bodyType, "N", "bodies that are drawn, 0 the finest to 3 boxes");
+  text("--metres-per-unit", a->metresPerUnit, "M", "size of a scene unit for formats in metres");
+  AddMotionOutputOptions(*parser, a->words);
+  parser->add_option("-o,--output", a->output, "file to write: " + ListFormats(MotionFormats()))
+      ->type_name("OUT")
+      ->required();
+  return {parser, [a] { return Run(*a); }};
+}
+
+}  // namespace strider
