@@ -407,6 +407,36 @@ float CoreFigureHeight(const MotionCore& core) {
                             core.laidOutLengths);
 }
 
+int SettleFigure(MotionCore& core, float height) {
+  for (LimbRecord& leg : core.leg) {
+    leg.totalLength = leg.upperLength + leg.lowerLength + (leg.hasFourLinks ? leg.endLength : 0);
+  }
+  for (LimbRecord* limb : {&core.leg[0], &core.leg[1], &core.arm[0], &core.arm[1]}) {
+    LimbKey& rest = limb->rest;
+    rest.bodyTarget = ForwardLimb(LengthsOf(*limb), rest.jointAngles, rest.limbRotation).end;
+  }
+  const float lengths = SumOfLengths(core);
+  if (height == 0) {
+    // The parts of a nominal figure sum up to a little less than its nominal height.
+    const double links = static_cast<double>(kNominalNeckLink) * core.neck.numLinks;
+    const double parts = static_cast<double>(kSpineLength) + kSpineBase.y + kHeadDimensions.x +
+                         2 * kLegSegment + kFootHeight;
+    height = static_cast<float>(lengths * ((kNominalHeight + links) / (parts + links)));
+  }
+  Structure trial = core.structure;
+  if (!SetParameter(trial, *FindStructureParameter("height"), height)) return kRefused;
+  for (const LimbRecord& leg : core.leg) {
+    if (!IsFinite(leg.totalLength) || !IsFinite(LegHeight(leg))) return kRefused;
+  }
+  core.structure = trial;
+  core.body.figurePosition.y = StanceHeight(core);
+  RefreshBodyLaws(core);
+  core.laidOutLengths = lengths;
+  ConfigureTracks(core);
+  TakeStance(core);
+  return kDone;
+}
+
 int SetHeight(MotionCore& core, float height) {
   Structure trial = core.structure;
   if (!SetParameter(trial, *FindStructureParameter("height"), height)) return kRefused;

@@ -35,6 +35,14 @@ void RefreshBodyLaws(MotionCore& core);
 /// kRefused, nothing changed, for a height that is not positive and finite.
 [[nodiscard]] int SetHeight(MotionCore& core, float height);
 
+/// Settles a figure whose links were given sizes from outside: totals of the legs, ends of the
+/// limbs in the stance, laws of motion, the footsteps' copies and the forms of the tracks follow
+/// from them, and the stance stands on the ground at height 0. The figure then is `height` high;
+/// for a height of 0 as high as its parts make it, which for default proportions is what they were
+/// laid out for, but for rounding. kRefused, and only the totals are new, for sizes or a height
+/// that are not finite or make no height.
+[[nodiscard]] int SettleFigure(MotionCore& core, float height = 0);
+
 /// Height of the body over its soles in the stance.
 float StanceHeight(const MotionCore& core);
 

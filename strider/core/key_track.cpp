@@ -307,6 +307,56 @@ void ResizeLinks(KeyTrack& track, int numSubTracks) {
   track.shapes.resize(At(track.numKeys) * At(ShapesPerKey(track)));
 }
 
+void RemapLinks(KeyTrack& track, const std::vector<int>& from) {
+  const int count = static_cast<int>(from.size());
+  const auto remapped = [&from, count](std::uint32_t mask) {
+    std::uint32_t result = 0;
+    for (int sub = 0; sub < count; ++sub) result |= (mask >> from[At(sub)] & 1) << sub;
+    return result;
+  };
+  std::vector<KeyTcb> shapes;
+  std::vector<TimeValue> linkTimes;
+  MaskIndex masks;
+  const auto room = At(std::max(track.capacity, track.numKeys));
+  shapes.reserve(room * At(count));
+  linkTimes.reserve(room * At(count));
+  masks.Reserve(static_cast<int>(room));
+  for (int i = 0; i < track.numKeys; ++i) {
+    for (int sub = 0; sub < count; ++sub) {
+      const int old = i * track.numSubTracks + from[At(sub)];
+      shapes.push_back(track.linkTcb[At(old)]);
+      linkTimes.push_back(track.linkTimes[At(old)]);
+    }
+    KeyTimeRecord& record = track.times[At(i)];
+    record.linkMask = remapped(record.linkMask);
+    record.selectedLinks = remapped(record.selectedLinks);
+    masks.Insert(i, record.linkMask);
+  }
+  track.numSubTracks = count;
+  track.linkTcb.swap(shapes);
+  track.linkTimes.swap(linkTimes);
+  track.maskIndex = std::move(masks);
+  track.shapes.clear();
+  track.shapes.reserve(room * At(ShapesPerKey(track)));
+  track.shapes.resize(At(track.numKeys) * At(ShapesPerKey(track)));
+  MarkDirty(track, 0, track.numKeys - 1);
+}
+
+void RemapCurves(KeyTrack& track, const std::vector<int>& from) {
+  const int count = static_cast<int>(from.size());
+  if (track.curveMode) {
+    std::vector<KeyTangent> tangents;
+    tangents.reserve(At(std::max(track.capacity, track.numKeys)) * At(count));
+    for (int i = 0; i < track.numKeys; ++i) {
+      for (const int old : from) {
+        tangents.push_back(old < 0 ? KeyTangent{} : track.tangents[At(i * track.numCurves + old)]);
+      }
+    }
+    track.tangents.swap(tangents);
+  }
+  track.numCurves = count;
+}
+
 KeyTcb GetTcb(const KeyTrack& track, int index, int subTrack) {
   if (!HasKey(track, index)) return kMissingTcb;
   if (!track.separate) return track.tcb[At(index)];

@@ -160,6 +160,13 @@ std::uint32_t ResizedLinkMask(const KeyTrack& track, std::uint32_t mask, int num
 /// on a copy that the caller commits: the one function here that passes std::bad_alloc on.
 void ResizeLinks(KeyTrack& track, int numSubTracks);
 
+/// Gives each new sub-track the keys, shape and selection of the one that `from` names for it. Keys
+/// that so lose all their sub-tracks read a mask of 0, for the caller to take out. Not for a track
+/// that is not separate. Passes std::bad_alloc on, as above.
+void RemapLinks(KeyTrack& track, const std::vector<int>& from);
+/// The same for the curves of a key; -1 names a new one, with the default tangents.
+void RemapCurves(KeyTrack& track, const std::vector<int>& from);
+
 /// The shape of a key in a sub-track; the defaults of a missing key where there is none.
 KeyTcb GetTcb(const KeyTrack& track, int index, int subTrack);
 /// Sets a shape: the link's with a separate track, the key's without. Values are clamped to 0 to

@@ -177,6 +177,14 @@ class IStriderMaster14 : public IStriderMaster13 {
   virtual std::string GetTwistPoseName(int id, int index) const = 0;
   virtual float GetTwistPoseTwist(int id, int index) const = 0;
   virtual float GetTwistPoseBias(int id, int index) const = 0;
+
+  // Structure. The nodes follow, the motion is fitted to the figure.
+
+  /// Another number of links: see ChangeNumLinks. Refused outside figure mode.
+  virtual bool SetNumLinks(int id, int numLinks) = 0;
+  /// The structure, proportions, stance and twist poses of another figure, as a figure file brings
+  /// them; in any mode.
+  virtual bool SetFigure(const MotionCore& figure) = 0;
 };
 
 }  // namespace strider

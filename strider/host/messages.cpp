@@ -56,6 +56,10 @@ constexpr CatalogueRow kCatalogue[] = {
      "A footstep cannot move there: it would pass another one, meet the same foot's next contact, "
      "last less than a frame or leave the time that footsteps may take."},
     {MessageId::kTwistPoseRefused, "Twist pose %1 was left as it is: %2."},
+    {MessageId::kLinkCountRefused, "Body part %1 cannot have %2 links."},
+    {MessageId::kFigureRefused,
+     "The figure was not taken over: its sizes cannot make a figure that stands, or there is not "
+     "enough memory."},
 };
 
 constexpr bool NumbersRise() {

@@ -33,6 +33,8 @@ enum class MessageId : int {
   kOutOfMemory = 50005,
   kFootstepTimesRefused = 50006,
   kTwistPoseRefused = 50020,  // %1 number of the pose, %2 cause
+  kLinkCountRefused = 50021,  // %1 body part id, %2 number of links
+  kFigureRefused = 50022,
 };
 
 /// Where messages go: a window, a terminal, a list in a test.

@@ -94,31 +94,9 @@ void StriderMaster::CreateNodes() {
   core_->name = scene.Name(root);
   body_ = std::make_unique<StriderBodyControl>(*this);
   footprints_ = std::make_unique<FootprintControl>(*this);
-  std::vector<NodeInfo> tree = BuildNodeTree(*core_);
-  // All nodes first: a parent may come after its child.
-  for (const NodeInfo& info : tree) {
-    const bool isRoot = info.parentId == kNoBodyId;
-    const NodeHandle node = isRoot ? root : scene.AddNode(info.name);
-    if (IsTwist(info.id)) {
-      twistNodes_[info.id - kTwistStartId][info.link] = node;
-    } else if (info.id < kMaxNodes) {
-      linkNodes_[info.id][info.link] = node;
-    } else {
-      otherNodes_.push_back({info.id, info.link, node});
-    }
-    if (isRoot) {
-      scene.SetControl(node, body_.get());
-    } else if (info.id == kFootprints) {
-      scene.SetControl(node, footprints_.get());
-    } else {
-      slaves_.push_back(std::make_unique<StriderSlaveControl>(*this, info.id, info.link));
-      scene.SetControl(node, slaves_.back().get());
-    }
-  }
-  for (const NodeInfo& info : tree) {
-    if (info.parentId == kNoBodyId) continue;
-    scene.SetParent(GetNode(info.id, info.link), GetNode(info.parentId, info.parentLink));
-  }
+  linkNodes_[kHorizontal][0] = root;
+  scene.SetControl(root, body_.get());
+  RefreshNodes();
   changeCallback_ = scene.RegisterChangeCallback([this](NodeHandle node, Interval) {
     // The figure's own notices: a target that hangs from it moves along, its keys stay as they are.
     if (node == linkNodes_[kHorizontal][0]) {
@@ -524,6 +502,7 @@ void StriderMasterRest::Write(const State& state) {
   std::copy(state.limbTargets, state.limbTargets + 4, master_.limbTargets_);
   master_.headTarget_ = state.headTarget;
   master_.CountTargets();
+  master_.RefreshNodes();
   master_.Changed();
 }
 

@@ -111,6 +111,8 @@ class StriderMaster final : public IStriderMaster14 {
   std::string GetTwistPoseName(int id, int index) const override;
   float GetTwistPoseTwist(int id, int index) const override;
   float GetTwistPoseBias(int id, int index) const override;
+  bool SetNumLinks(int id, int numLinks) override;
+  bool SetFigure(const MotionCore& figure) override;
 
   Session& OwnSession() { return session_; }
   /// Whether footsteps can be placed and changed now; if not, it is told why.
@@ -137,6 +139,10 @@ class StriderMaster final : public IStriderMaster14 {
   };
 
   void CreateNodes();
+  void RefreshNodes();
+  void AddLinkNode(const NodeInfo& info);
+  void RemoveLinkNode(NodeHandle& node);
+  bool TakeFigure(const MotionCore& figure);
   bool InFlow() const { return motionFlowMode && !flowEdit; }
   bool HasLayerAbove() const { return core_->nextLayer != nullptr; }
   MotionCore& TopLayer() const;

@@ -37,9 +37,9 @@ TEST(Messages, TheCatalogueIsComplete) {
     EXPECT_EQ(full.find('%'), std::string::npos) << full;
     EXPECT_EQ(full.find("  "), std::string::npos) << full;
   }
-  EXPECT_EQ(found, (std::vector<int>{110,   111,   114,   147,   148,   152,   153,   154,
-                                     155,   156,   270,   581,   590,   40075, 40076, 50000,
-                                     50001, 50002, 50003, 50004, 50005, 50006, 50020}));
+  EXPECT_EQ(found, (std::vector<int>{110,   111,   114,   147,   148,   152,   153,   154,   155,
+                                     156,   270,   581,   590,   40075, 40076, 50000, 50001, 50002,
+                                     50003, 50004, 50005, 50006, 50020, 50021, 50022}));
 }
 
 }  // namespace
