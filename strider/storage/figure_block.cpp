@@ -17,7 +17,6 @@ namespace {
 constexpr int kFirstWithNeckRows = 32;
 constexpr int kFirstWithDigitCounts = 18;
 constexpr int kFirstWithXtraNumbers = 48;
-constexpr int kFirstWithPelvisRotation = 34;
 constexpr int kFirstWithHeadPivot = 49;
 constexpr int kFirstWithLinkBlock = 40;
 constexpr int kOldDigits = 5, kOldDigitLinks = 3;

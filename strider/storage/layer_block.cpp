@@ -11,7 +11,6 @@ namespace {
 constexpr int kFirstWithTrackFlags = 45;
 constexpr int kFirstWithLimbFlags = 42;
 constexpr int kVersionWithIdleFlag = 41;
-constexpr int kFirstWithPelvisRotation = 34;
 constexpr int kNameLimit = 256;
 constexpr int kMostXtras = kXtraLast - kXtraFirst + 1;
 

@@ -6,13 +6,14 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "strider/core/limb_frames.h"
+#include "strider/core/limb_keys.h"
 #include "strider/core/motion_range.h"
 #include "strider/footsteps/adapt.h"
 #include "strider/footsteps/bake.h"
 #include "strider/footsteps/bend_scale.h"
+#include "strider/footsteps/change_figure.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
-#include "strider/footsteps/rescale.h"
 #include "strider/footsteps/support.h"
 
 namespace strider {
@@ -38,11 +39,15 @@ bool FitFootstepsToFigure(MotionCore& core) {
 
 int RetargetMotion(MotionCore& core, const MotionCore& figure, const LoadOptions& options,
                    const EvalContext& context) {
-  (void)figure;
-  (void)options;
-  (void)context;
-  (void)core;
-  return kRefused;
+  if (options.retargetLimbSizes) {
+    // A hand that is not held goes where the arm's angles and its own length take it.
+    for (LimbRecord& arm : core.arm) {
+      for (LimbKey& key : arm.table.keys) SetKeyKind(key, kFreeKey);
+      MarkDirty(arm.table.track, 0, arm.table.track.numKeys - 1);
+    }
+    RefreshTracks(core);
+  }
+  return SetFigureOfMotion(core, figure, !options.retargetHeight, context);
 }
 
 int FlattenFootsteps(MotionCore& core, const EvalContext& context) {

@@ -11,15 +11,14 @@
 namespace strider {
 
 /// How a loaded motion is changed before it is given out. What needs a scene's objects
-/// (loadArborObjects and the like) has no say without a scene.
+/// (loadArborObjects, scaleIKObjectSize and the like) has no say without a scene.
 struct LoadOptions {
   bool keyPerFrame = false;        // a key of every part on every frame
   bool flattenToZ = false;         // all footsteps to the ground plane
   bool matchFileStruct = true;     // the file's figure; else the motion goes onto `figure`
   bool zeroHgt = false;            // the motion starts on the ground plane
   bool retargetHeight = false;     // onto `figure`: strides stay, the body takes its own height
-  bool retargetLimbSizes = false;  // onto `figure`: each limb's reach by its own length
-  bool scaleIKObjectSize = false;  // onto `figure`: pivots grow with their limb
+  bool retargetLimbSizes = false;  // onto `figure`: hands go with their arm's angles, none is held
   const MotionCore* figure = nullptr;
 };
 

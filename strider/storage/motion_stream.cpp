@@ -25,7 +25,6 @@ constexpr int kFirstWithNeckKeys = 33;
 constexpr int kFirstWithLegFractions = 25;
 constexpr int kFirstBetaNeck = 29, kLastBetaNeck = 32;
 constexpr int kFirstFigureTag = 10, kLastFigureTag = 34;
-constexpr int kFirstFootstepTag = 200, kLastFootstepTag = 207;
 constexpr int kFirstPoseTag = 600, kLastPoseTag = 621;
 
 bool IsObjectTag(int tag) { return (tag >= 336 && tag <= 348) || (tag >= 361 && tag <= 371); }
