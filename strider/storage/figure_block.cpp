@@ -10,15 +10,11 @@
 #include "strider/core/limb_keys.h"
 #include "strider/storage/figure_draft.h"
 #include "strider/storage/key_walks.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 namespace {
 
-constexpr int kFirstWithNeckRows = 32;
-constexpr int kFirstWithDigitCounts = 18;
-constexpr int kFirstWithXtraNumbers = 48;
-constexpr int kFirstWithHeadPivot = 49;
-constexpr int kFirstWithLinkBlock = 40;
 constexpr int kOldDigits = 5, kOldDigitLinks = 3;
 constexpr int kXtraNameLimit = 80;
 constexpr int kMostXtras = kXtraLast - kXtraFirst + 1;
