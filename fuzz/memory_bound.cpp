@@ -1,50 +1,41 @@
 #include "fuzz/memory_bound.h"
 
-#include <malloc.h>
-
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 
 #include "strider/core/motion_core.h"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define STRIDER_COUNTS_HEAP 1
+#endif
+#endif
+#ifdef __SANITIZE_ADDRESS__
+#define STRIDER_COUNTS_HEAP 1
+#endif
+#ifdef STRIDER_COUNTS_HEAP
+#include <sanitizer/allocator_interface.h>
+#endif
 
 namespace {
 
 std::atomic<std::size_t> heapNow{0}, heapPeak{0};
 
-void* Counted(void* memory) {
-  if (memory == nullptr) throw std::bad_alloc();
-  const std::size_t now = heapNow += malloc_usable_size(memory);
+#ifdef STRIDER_COUNTS_HEAP
+void CountAllocated(const volatile void*, std::size_t size) {
+  const std::size_t now = heapNow += size;
   std::size_t peak = heapPeak;
   while (now > peak && !heapPeak.compare_exchange_weak(peak, now)) {
   }
-  return memory;
 }
-void* Allocate(std::size_t size) { return Counted(std::malloc(size ? size : 1)); }
-void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
-  const auto to = static_cast<std::size_t>(alignment);
-  return Counted(std::aligned_alloc(to, (size + to - 1) / to * to));
+void CountFreed(const volatile void* memory) {
+  if (memory != nullptr) heapNow -= __sanitizer_get_allocated_size(memory);
 }
-void Release(void* memory) {
-  if (memory != nullptr) heapNow -= malloc_usable_size(memory);
-  std::free(memory);
-}
+[[maybe_unused]] const int hooks = __sanitizer_install_malloc_and_free_hooks(CountAllocated, CountFreed);
+#endif
 
 }  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void* operator new(std::size_t size, std::align_val_t a) { return AllocateAligned(size, a); }
-void* operator new[](std::size_t size, std::align_val_t a) { return AllocateAligned(size, a); }
-void operator delete(void* memory) noexcept { Release(memory); }
-void operator delete[](void* memory) noexcept { Release(memory); }
-void operator delete(void* memory, std::size_t) noexcept { Release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { Release(memory); }
-void operator delete(void* memory, std::align_val_t) noexcept { Release(memory); }
-void operator delete[](void* memory, std::align_val_t) noexcept { Release(memory); }
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { Release(memory); }
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { Release(memory); }
 
 namespace strider::fuzz {
 
@@ -61,7 +52,7 @@ void CheckPeak(std::size_t before, std::string_view input, std::size_t cores) {
   // Users are promised 64 MiB. Inputs here are small, and so less will do.
   constexpr std::size_t kSlack = 2u << 20;
   const std::size_t bound = kSlack + 20 * input.size() + cores * sizeof(MotionCore);
-  const std::size_t taken = HeapPeak() - before;
+  const std::size_t taken = HeapPeak() > before ? HeapPeak() - before : 0;
   if (taken <= bound) return;
   std::fprintf(stderr, "%zu bytes taken for an input of %zu and %zu motions; the bound is %zu\n",
                taken, input.size(), cores, bound);
