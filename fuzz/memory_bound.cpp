@@ -15,7 +15,11 @@
 #define STRIDER_COUNTS_HEAP 1
 #endif
 #ifdef STRIDER_COUNTS_HEAP
-#include <sanitizer/allocator_interface.h>
+// g++ has the functions but no header for them.
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void*);
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*,
+                                                                  std::size_t),
+                                                         void (*)(const volatile void*));
 #endif
 
 namespace {
@@ -32,7 +36,8 @@ void CountAllocated(const volatile void*, std::size_t size) {
 void CountFreed(const volatile void* memory) {
   if (memory != nullptr) heapNow -= __sanitizer_get_allocated_size(memory);
 }
-[[maybe_unused]] const int hooks = __sanitizer_install_malloc_and_free_hooks(CountAllocated, CountFreed);
+[[maybe_unused]] const int hooks =
+    __sanitizer_install_malloc_and_free_hooks(CountAllocated, CountFreed);
 #endif
 
 }  // namespace

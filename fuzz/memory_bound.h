@@ -15,8 +15,8 @@ void ForgetPeak();
 /// Ends the program with a message, as a sanitizer does.
 [[noreturn]] void Stop(const char* what);
 
-/// Stops the program if more than a fixed amount, 20 times the input and `cores` motion records came
-/// onto the heap since ForgetPeak.
+/// Stops the program if more than a fixed amount, 20 times the input and `cores` motion records
+/// came onto the heap since ForgetPeak.
 void CheckPeak(std::size_t before, std::string_view input, std::size_t cores);
 
 }  // namespace strider::fuzz

@@ -26,7 +26,8 @@ int main(int count, char** words) {
       return 1;
     }
     const std::string bytes((std::istreambuf_iterator<char>(stream)), {});
-    std::fprintf(stderr, "%s\n", file.c_str());  // before the run: the last one named is the fault's
+    std::fprintf(stderr, "%s\n",
+                 file.c_str());  // before the run: the last one named is the fault's
     LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
   }
   std::fprintf(stderr, "%zu inputs\n", files.size());
