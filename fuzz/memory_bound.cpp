@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "strider/core/motion_core.h"
-
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define STRIDER_COUNTS_HEAP 1
@@ -53,14 +51,14 @@ void Stop(const char* what) {
   std::abort();
 }
 
-void CheckPeak(std::size_t before, std::string_view input, std::size_t cores) {
+void CheckPeak(std::size_t before, std::string_view input, std::size_t records) {
   // Users are promised 64 MiB. Inputs here are small, and so less will do.
   constexpr std::size_t kSlack = 2u << 20;
-  const std::size_t bound = kSlack + 20 * input.size() + cores * sizeof(MotionCore);
+  const std::size_t bound = kSlack + 20 * input.size() + records;
   const std::size_t taken = HeapPeak() > before ? HeapPeak() - before : 0;
   if (taken <= bound) return;
-  std::fprintf(stderr, "%zu bytes taken for an input of %zu and %zu motions; the bound is %zu\n",
-               taken, input.size(), cores, bound);
+  std::fprintf(stderr, "%zu bytes taken for an input of %zu and %zu of motions; the bound is %zu\n",
+               taken, input.size(), records, bound);
   Stop("an input that takes too much memory");
 }
 

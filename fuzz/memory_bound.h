@@ -17,6 +17,6 @@ void ForgetPeak();
 
 /// Stops the program if more than a fixed amount, 20 times the input and `cores` motion records
 /// came onto the heap since ForgetPeak.
-void CheckPeak(std::size_t before, std::string_view input, std::size_t cores);
+void CheckPeak(std::size_t before, std::string_view input, std::size_t records);
 
 }  // namespace strider::fuzz

@@ -52,9 +52,12 @@ void PlayStream(std::string_view input, StreamForm form) {
   StreamContents contents;
   std::string cause;
   const bool good = ReadStream(input, form, {}, contents, cause);
-  // A refused file may have held as many motions as it has room for, two tags each.
+  // A refused file may have held as many motions as it has room for, two tags each, and as many
+  // extra chains, which every motion has for itself.
   const std::size_t motions = good ? contents.motions.size() : input.size() / 4;
-  CheckPeak(before, input, std::min<std::size_t>(motions, kMaxMotions) + 2);
+  const std::size_t chains = good ? contents.Top().xtras.size() : input.size() / 300;
+  const std::size_t record = sizeof(MotionCore) + chains * sizeof(XtraChain);
+  CheckPeak(before, input, (std::min<std::size_t>(motions, kMaxMotions) + 2) * record);
   if (!good) {
     if (cause.empty() || cause.find('\n') != cause.npos) Stop("a refusal that is not one line");
     return;
