@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <new>
 
@@ -31,6 +32,10 @@ bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& cau
   constexpr std::size_t kPiece = std::size_t{1} << 20;
   try {
     bytes.clear();
+    // Room at once for what there is to be read, where that is known.
+    std::error_code unknown;
+    const std::uintmax_t whole = std::filesystem::file_size(path, unknown);
+    if (!unknown && whole <= kLargest) bytes.reserve(static_cast<std::size_t>(whole) + kPiece);
     while (true) {
       const std::size_t size = bytes.size();
       bytes.resize(size + kPiece);

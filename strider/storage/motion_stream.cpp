@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "strider/core/figure_layout.h"
+#include "strider/core/motion_range.h"
 #include "strider/core/node_tree.h"
 #include "strider/footsteps/body_height.h"
 #include "strider/footsteps/flights.h"
@@ -275,6 +276,15 @@ bool ReadStream(std::string_view bytes, StreamForm form, const ReadOptions& opti
 std::string WriteMotionStream(const std::vector<const MotionCore*>& motions, StreamForm form,
                               const WriteOptions& options) {
   Stream s = Stream::Writer(form, options.version);
+  // Binary records are about as large as those in memory, texts twice as large or more.
+  std::size_t size = 0;
+  for (const MotionCore* motion : motions) {
+    ForEachTable(*motion, [&size](int, const auto& table) {
+      constexpr std::size_t kTime = 64;
+      size += table.keys.size() * (sizeof(table.keys[0]) + kTime);
+    });
+  }
+  s.Reserve(form == StreamForm::kText ? 2 * size : size);
   WriteVersion(s);
   if (options.headerInfo != nullptr) {
     HeaderInfo info = *options.headerInfo;

@@ -81,6 +81,8 @@ class Stream {
   void SkipFloat(float written = 0);
   void SkipFour() { Four(0, 0, 0, 0); }
 
+  /// Room for as many bytes, so that a writer's buffer need not move while it grows.
+  void Reserve(std::size_t size) { out_.reserve(size); }
   /// What a writer has written.
   const std::string& Bytes() const { return out_; }
   std::string TakeBytes() { return std::move(out_); }
