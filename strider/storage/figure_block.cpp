@@ -304,7 +304,12 @@ void WalkPropSizes(Stream& s, MotionCore& core, int) {
   s.Vector(core.props[kIndex].dimensions);
 }
 void CompleteSizes(Stream& s, MotionCore& core, int) {
-  if (s.Reading() && s.Good()) RefreshBodyLaws(core);
+  if (!s.Reading() || !s.Good()) return;
+  // The sizes say the links' lengths again, and theirs are the ones that the next save writes.
+  float spine = 0;
+  for (int k = 0; k < core.spine.numLinks; ++k) spine += core.spine.dimensions[k].x;
+  if (!(spine > 0)) return s.Fail("a spine without a length");
+  RefreshBodyLaws(core);
 }
 
 bool HasArms(const MotionCore& core, const Stream&) { return core.structure.arms; }
@@ -559,10 +564,10 @@ int NextTag(Stream& s) {
 void WriteFigureBlocks(Stream& s, const MotionCore& core) {
   FigureDraft draft = DraftOf(core);
   WriteBlock<FigureDraft>(s, draft, kStructureTags);
-  MotionCore copy = core;
-  WriteBlock<MotionCore>(s, copy, kSizeTags);
-  WriteBlock<MotionCore>(s, copy, kStanceTags);
-  if (s.Version() >= kFirstWithLinkBlock) WriteBlock<MotionCore>(s, copy, kLinkTags);
+  auto& walked = const_cast<MotionCore&>(core);  // a writing walk changes nothing
+  WriteBlock<MotionCore>(s, walked, kSizeTags);
+  WriteBlock<MotionCore>(s, walked, kStanceTags);
+  if (s.Version() >= kFirstWithLinkBlock) WriteBlock<MotionCore>(s, walked, kLinkTags);
 }
 
 void WritePoseBlock(Stream& s, const MotionCore& core) {
