@@ -1,0 +1,513 @@
+// Files of a figure: what the host and its scripts load and save, with undo and messages.
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "strider/core/evaluate.h"
+#include "strider/core/figure_layout.h"
+#include "strider/core/limb_keys.h"
+#include "strider/core/motion_range.h"
+#include "strider/core/restructure.h"
+#include "strider/footsteps/activate.h"
+#include "strider/footsteps/footstep_edit.h"
+#include "strider/footsteps/support.h"
+#include "strider/host/strider_master.h"
+#include "strider/storage/layer_block.h"
+#include "strider/storage/load_changes.h"
+
+namespace strider {
+namespace {
+
+constexpr const char* kNoMemory = "memory ran out";
+constexpr const char* kChunkName = "The figure in the scene's file";
+constexpr int kFirstWithTwistPoses = 40;
+
+/// Locks hold parts against a user's edits; a load brings the motion whole.
+class LocksOff {
+ public:
+  explicit LocksOff(AdaptLocks& locks) : locks_(locks), saved_(std::exchange(locks, {})) {}
+  ~LocksOff() { locks_ = saved_; }
+  LocksOff(const LocksOff&) = delete;
+  LocksOff& operator=(const LocksOff&) = delete;
+
+ private:
+  AdaptLocks& locks_;
+  AdaptLocks saved_;
+};
+
+/// The version that a stream says it has, whether it can be read or not; 0 if it says none.
+int VersionOf(std::string_view bytes, StreamForm form) {
+  Stream s = Stream::Reader(bytes, form);
+  int version = 0;
+  if (s.ReadTag() == kVersionTag) s.Int(version);
+  return version;
+}
+
+/// Footsteps keep their frames, not their times, and the motion goes with them. A motion without
+/// footsteps keeps its times.
+bool RetimeToScene(MotionCore& core, TimeValue ticksPerFrame, const AdaptLocks& locks,
+                   const EvalContext& context) {
+  FootstepTrack& track = core.footsteps;
+  core.ticksPerFrame = ticksPerFrame;
+  if (track.ticksPerFrame == ticksPerFrame) return true;
+  FootstepTrack before = track;
+  RetimeToTicksPerFrame(track, ticksPerFrame);
+  const int last = track.numFootsteps - 1;
+  if (last < 0) return true;
+  if (RefreshSupport(track) == kRefused) return false;
+  core.endTime = LastFootstepTime(track);
+  return AdaptMotion(core, std::move(before), 0, last, locks, context) != AdaptResult::kOutOfMemory;
+}
+
+/// Footsteps that came without keys.
+bool MakeMotion(MotionCore& core, const EvalContext& context) {
+  if (!FitFootstepsToFigure(core)) return false;
+  core.footsteps.active.ClearAll();
+  core.footstepsPending = core.footsteps.numFootsteps > 0;
+  return !core.footstepsPending || NewFootprintKeys(core, context) == ActivationResult::kDone;
+}
+
+/// The base, standing in the pose that only the top motion has been read with.
+MotionCore BaseInPoseOfTop(StreamContents& contents) {
+  if (contents.motions.size() == 1 || !contents.hasPose) return std::move(contents.Base());
+  MotionCore base = std::move(contents.Base());
+  MotionCore core = contents.Top();
+  AdoptKeys(core, base);
+  core.footsteps = std::move(base.footsteps);
+  core.body.flights = std::move(base.body.flights);
+  core.body.gravAccel = base.body.gravAccel;
+  core.ticksPerFrame = base.ticksPerFrame;
+  core.freeForm = base.freeForm;
+  core.footstepsPending = base.footstepsPending;
+  core.bodyKeysComputed = base.bodyKeysComputed;
+  core.endTime = base.endTime;
+  core.layerNumber = 0;
+  RefreshTracks(core);
+  return core;
+}
+
+/// What belongs to the figure in its scene and to no motion.
+void KeepPlaceInScene(MotionCore& core, const MotionCore& own) {
+  core.name = own.name;
+  core.unitShapeLinks = own.unitShapeLinks;
+  core.figureMode = own.figureMode;
+  core.layerOffset = own.layerOffset;
+  core.base = own.base;
+  core.head.hasTarget = own.head.hasTarget;
+  core.head.targetPosition = own.head.targetPosition;
+}
+
+}  // namespace
+
+// --- Steps ---------------------------------------------------------------------------------------
+
+/// Runs a load that tells its own refusals, as one undo step.
+template <class Load>
+bool StriderMaster::LoadStep(const char* name, Load load) {
+  const LocksOff locks(session_.adaptLocks);
+  session_.hold.Begin();
+  bool done = false;
+  try {
+    done = EditState(load);
+  } catch (const std::bad_alloc&) {
+    Tell(session_.messages, MessageId::kOutOfMemory);
+  }
+  if (done) {
+    session_.hold.Accept(name);
+  } else {
+    session_.hold.Cancel();
+  }
+  return done;
+}
+
+template <class Save>
+bool StriderMaster::SaveStep(const std::string& path, Save save) {
+  std::string cause;
+  bool done = false;
+  try {
+    done = save(cause);
+  } catch (const std::bad_alloc&) {
+    cause = kNoMemory;
+  }
+  if (!done) Tell(session_.messages, MessageId::kFileNotSaved, {path, cause});
+  return done;
+}
+
+bool StriderMaster::ReadFile(const std::string& path, const ReadOptions& reading,
+                             StreamContents& contents) {
+  std::string bytes, cause;
+  if (!ReadWholeFile(path, bytes, cause)) {
+    Tell(session_.messages, MessageId::kFileNotOpened, {path, cause});
+    return false;
+  }
+  if (bytes.empty()) {
+    Tell(session_.messages, MessageId::kFileNotRead, {path, "it is empty"});
+    return false;
+  }
+  const StreamForm form = Stream::FormOf(bytes);
+  if (ReadStream(bytes, form, reading, contents, cause)) return true;
+  const bool newer = VersionOf(bytes, form) > kStreamVersion;
+  Tell(session_.messages, newer ? MessageId::kFileTooNew : MessageId::kFileNotRead, {path, cause});
+  return false;
+}
+
+void StriderMaster::TellAboutFile(const std::string& path, const StreamContents& contents) const {
+  if (!contents.warning.empty()) {
+    Tell(session_.messages, MessageId::kFilePartlyTaken, {path, contents.warning});
+  }
+  if (contents.version < kStreamVersion && session_.preferences.showObsoleteFileMsg != 0) {
+    Tell(session_.messages, MessageId::kFileOfOldVersion,
+         {path, std::to_string(contents.version), std::to_string(kStreamVersion)});
+  }
+}
+
+bool StriderMaster::RefuseKind(const std::string& path, const char* wanted) const {
+  Tell(session_.messages, MessageId::kFileOfOtherKind, {path, wanted});
+  return false;
+}
+
+// --- Loading motions -----------------------------------------------------------------------------
+
+/// This figure for motions to go onto: without keys, following nothing.
+MotionCore StriderMaster::FigureAlone() const {
+  MotionCore figure = FigureOf(*core_);
+  figure.figureMode = false;
+  for (const int id : kTargetLimbs) {
+    if (LimbRecord* limb = FindLimb(figure, id)) {
+      limb->hasObject = false;
+      limb->objectFrame = {};
+    }
+  }
+  figure.head.hasTarget = false;
+  figure.head.targetPosition = {};
+  return figure;
+}
+
+bool StriderMaster::FinishMotions(const std::string& path, StreamContents& contents,
+                                  const LoadOptions& options, const MotionCore& figure) const {
+  LoadOptions own = options;
+  own.figure = &figure;
+  for (const auto& motion : contents.motions) {
+    if (!RetimeToScene(*motion, StriderGetTicksPerFrame(session_), session_.adaptLocks, context_) ||
+        (contents.kind == FileKind::kFootsteps && !MakeMotion(*motion, context_)) ||
+        ApplyLoadOptions(*motion, own, context_) == kRefused) {
+      Tell(session_.messages, MessageId::kFileNotTaken, {path, kNoMemory});
+      return false;
+    }
+  }
+  return true;
+}
+
+bool StriderMaster::TakeMotionFile(const std::string& path, StreamContents& contents,
+                                   const LoadOptions& options, const MotionCore& figure) {
+  if (!FinishMotions(path, contents, options, figure)) return false;
+  CommitMotions(contents, false);
+  TellAboutFile(path, contents);
+  return true;
+}
+
+void StriderMaster::CommitMotions(StreamContents& contents, bool keepTargets) {
+  LayerList layers;
+  for (std::size_t i = 1; i < contents.motions.size(); ++i) {
+    layers.push_back(std::make_shared<MotionCore>(*contents.motions[i]));
+  }
+  MotionCore core = BaseInPoseOfTop(contents);
+  KeepPlaceInScene(core, *core_);
+  if (core.figureMode) TakeStance(core);
+  if (core.figureMode || contents.hasPose) {
+    CoreForwardKinematics(core);
+  } else {
+    CorePose(core, session_.scene.Time(), {});
+  }
+  if (keepTargets) {
+    for (const int id : kTargetLimbs) {
+      LimbRecord* limb = FindLimb(core, id);
+      const LimbRecord* own = FindLimb(*core_, id);
+      if (!limb || !own) continue;
+      limb->hasObject = own->hasObject;
+      limb->objectFrame = own->objectFrame;
+    }
+  }
+  *core_ = std::move(core);
+  layers_.swap(layers);
+  RefreshNodes();
+  CommitTargets(contents, keepTargets);
+}
+
+/// Binds limbs to the figure's own nodes that the file names. Their keys are in the spaces of those
+/// already.
+void StriderMaster::CommitTargets(const StreamContents& contents, bool keepTargets) {
+  for (int i = 0; i < 4; ++i) {
+    LimbRecord* limb = FindLimb(*core_, kTargetLimbs[i]);
+    LimbTarget& target = limbTargets_[i];
+    int id = 0, link = 0;
+    const bool keep = keepTargets && limb && !GetIdLink(target.node, id, link);
+    if (!keep) target.node = kNoNode;
+    const LimbAttachment& attachment = contents.attachments[i];
+    if (contents.hasAttachments && limb && attachment.id >= 0) {
+      const NodeHandle node = GetNode(attachment.id, attachment.link);
+      if (node != kNoNode) target.node = node;
+    }
+    target.objectSpaceValid =
+        target.node == kNoNode ? Interval::Never() : Interval::Forever();
+    if (!limb) continue;
+    limb->hasObject = target.node != kNoNode;
+    if (!limb->hasObject) limb->objectFrame = {};
+  }
+  CountTargets();
+}
+
+bool StriderMaster::LoadMotion(const std::string& path, const LoadOptions& options) {
+  return LoadStep("Load Motion", [&] {
+    const MotionCore figure = FigureAlone();
+    ReadOptions reading;
+    reading.figure = &figure;
+    reading.betaNeckLegacy = session_.preferences.betaNeckLegacy != 0;
+    StreamContents contents;
+    if (!ReadFile(path, reading, contents)) return false;
+    if (contents.kind == FileKind::kFigure) return RefuseKind(path, "motion");
+    return TakeMotionFile(path, contents, options, figure);
+  });
+}
+
+bool StriderMaster::LoadFootsteps(const std::string& path) {
+  return LoadStep("Load Footsteps", [&] {
+    const MotionCore figure = FigureAlone();
+    ReadOptions reading;
+    reading.figure = &figure;
+    StreamContents contents;
+    if (!ReadFile(path, reading, contents)) return false;
+    if (contents.kind != FileKind::kFootsteps) return RefuseKind(path, "footsteps alone");
+    return TakeMotionFile(path, contents, {}, figure);
+  });
+}
+
+bool StriderMaster::LoadMotionLayer(const std::string& path) {
+  return LoadStep("Load Layer", [&] {
+    const MotionCore figure = FigureAlone();
+    ReadOptions reading;
+    reading.figure = &figure;
+    reading.betaNeckLegacy = session_.preferences.betaNeckLegacy != 0;
+    StreamContents contents;
+    if (!ReadFile(path, reading, contents)) return false;
+    if (contents.kind != FileKind::kMotion) return RefuseKind(path, "motion");
+    if (contents.motions.size() > 1) {
+      Tell(session_.messages, MessageId::kFileOfManyMotions,
+           {path, std::to_string(contents.motions.size())});
+      return false;
+    }
+    if (NumLayers() + 2 > kMaxMotions) {
+      Tell(session_.messages, MessageId::kFileNotTaken, {path, "the figure has all its layers"});
+      return false;
+    }
+    LoadOptions onto;
+    onto.matchFileStruct = false;
+    if (!FinishMotions(path, contents, onto, figure)) return false;
+    auto layer = std::make_shared<MotionCore>(std::move(contents.Base()));
+    ClearFootsteps(layer->footsteps);
+    SetFreeForm(*layer, true);
+    layer->endTime = 0;
+    layer->footstepsPending = layer->bodyKeysComputed = false;
+    layer->body.flights.clear();
+    layer->layerNumber = NumLayers() + 1;
+    if (layer->layerName.empty()) layer->layerName = "Layer " + std::to_string(layer->layerNumber);
+    layers_.push_back(std::move(layer));
+    TellAboutFile(path, contents);
+    return true;
+  });
+}
+
+// --- Figures -------------------------------------------------------------------------------------
+
+bool StriderMaster::LoadFigureFile(const char* name, const std::string& path, bool twists) {
+  const bool done = LoadStep(name, [&] {
+    ReadOptions reading;
+    reading.twists = twists;
+    StreamContents contents;
+    if (!ReadFile(path, reading, contents)) return false;
+    if (contents.kind != FileKind::kFigure) return RefuseKind(path, "figure alone");
+    MotionCore& figure = contents.Base();
+    if (!twists || contents.version < kFirstWithTwistPoses) {
+      figure.armTwistPoses = core_->armTwistPoses;
+      figure.legTwistPoses = core_->legTwistPoses;
+    }
+    if (!ApplyFigure(figure)) {
+      Tell(session_.messages, MessageId::kFigureRefused);
+      return false;
+    }
+    TellAboutFile(path, contents);
+    return true;
+  });
+  if (done) session_.preferences.figureFile = path;
+  return done;
+}
+
+bool StriderMaster::LoadFigure(const std::string& path) {
+  return LoadFigureFile("Load Figure", path, true);
+}
+bool StriderMaster::LoadFigNoTwists(const std::string& path) {
+  return LoadFigureFile("Load Figure", path, false);
+}
+
+bool StriderMaster::LoadFigJustTwists(const std::string& path) {
+  return LoadStep("Load Twist Poses", [&] {
+    StreamContents contents;
+    if (!ReadFile(path, {}, contents)) return false;
+    if (contents.kind != FileKind::kFigure) return RefuseKind(path, "figure alone");
+    TellAboutFile(path, contents);
+    if (contents.version < kFirstWithTwistPoses) return true;
+    core_->armTwistPoses.swap(contents.Base().armTwistPoses);
+    core_->legTwistPoses.swap(contents.Base().legTwistPoses);
+    CoreForwardKinematics(*core_);
+    return true;
+  });
+}
+
+// --- Saving --------------------------------------------------------------------------------------
+
+/// Brings the limb's keys out of the space of what it follows.
+void StriderMaster::FreeFromTarget(MotionCore& copy, int limb) const {
+  LimbRecord* record = FindLimb(copy, kTargetLimbs[limb]);
+  const NodeHandle node = limbTargets_[limb].node;
+  if (!record || node == kNoNode) return;
+  record->hasObject = false;
+  record->objectFrame = {};
+  ChangeObjectSpace(
+      copy, kTargetLimbs[limb], [&](TimeValue t) { return ObjectFrame(node, t); },
+      [](TimeValue) { return Matrix3{}; });
+}
+
+/// True if a limb follows a node of this figure, which a file can name. Other nodes it can't.
+bool StriderMaster::CopyForSaving(MotionCore& copy, LimbAttachment (&attachments)[4]) const {
+  copy = *core_;
+  bool attached = false;
+  for (int i = 0; i < 4; ++i) {
+    int id = 0, link = 0;
+    if (GetIdLink(limbTargets_[i].node, id, link)) {
+      attachments[i] = {id, link};
+      attached = true;
+    } else {
+      FreeFromTarget(copy, i);
+    }
+  }
+  return attached;
+}
+
+/// The base with the layers. A file has the figure and its pose with the top motion: that one is
+/// written on the present figure, in the present pose.
+std::vector<const MotionCore*> StriderMaster::MotionsToSave(const MotionCore& base,
+                                                            MotionCore& top) const {
+  std::vector<const MotionCore*> motions = {&base};
+  for (const auto& layer : layers_) motions.push_back(layer.get());
+  if (layers_.empty()) return motions;
+  top = base;
+  MotionCore keys = *layers_.back();
+  AdoptKeys(top, keys);
+  top.footsteps = std::move(keys.footsteps);
+  motions.back() = &top;
+  return motions;
+}
+
+bool StriderMaster::SaveMotion(const std::string& path, const SaveOptions& options) {
+  return SaveStep(path, [&](std::string& cause) {
+    MotionCore base, top;
+    LimbAttachment attachments[4];
+    WriteOptions writing;
+    if (CopyForSaving(base, attachments)) writing.attachments = attachments;
+    writing.headerInfo = options.headerInfo;
+    return strider::SaveMotion(path, MotionsToSave(base, top), writing, cause);
+  });
+}
+
+bool StriderMaster::SaveMotionSegment(const std::string& path, TimeValue first, TimeValue last,
+                                      bool keyPerFrame, const HeaderInfo* header) {
+  return SaveStep(path, [&](std::string& cause) {
+    MotionCore whole = *core_;
+    for (int i = 0; i < 4; ++i) FreeFromTarget(whole, i);
+    std::vector<MotionCore> parts(1);
+    if (CutSegment(whole, first, last, keyPerFrame, context_, parts[0]) == kRefused) {
+      cause = "no motion lies between the two times";
+      return false;
+    }
+    for (const auto& layer : layers_) {
+      const Interval range = MotionRange(*layer);
+      if (range.end < first || last < range.start) continue;
+      MotionCore part;
+      if (CutSegment(*layer, first, last, keyPerFrame, context_, part) == kRefused) continue;
+      parts.push_back(std::move(part));
+    }
+    std::vector<const MotionCore*> motions;
+    for (const MotionCore& part : parts) motions.push_back(&part);
+    WriteOptions writing;
+    writing.headerInfo = header;
+    return strider::SaveMotion(path, motions, writing, cause);
+  });
+}
+
+bool StriderMaster::SaveFootsteps(const std::string& path) {
+  return SaveStep(path, [&](std::string& cause) {
+    return strider::SaveFootsteps(path, *core_, cause);
+  });
+}
+
+bool StriderMaster::SaveFigure(const std::string& path) {
+  const bool done = SaveStep(
+      path, [&](std::string& cause) { return strider::SaveFigure(path, *core_, cause); });
+  if (done) session_.preferences.figureFile = path;
+  return done;
+}
+
+// --- The host's own file -------------------------------------------------------------------------
+
+bool StriderMaster::SaveToChunk(std::string& chunk) {
+  return SaveStep(kChunkName, [&](std::string&) {
+    MotionCore top;
+    WriteOptions writing;
+    writing.snapshot = true;
+    LimbAttachment attachments[4];
+    for (int i = 0; i < 4; ++i) {
+      int id = 0, link = 0;
+      if (!GetIdLink(limbTargets_[i].node, id, link)) continue;
+      attachments[i] = {id, link};
+      writing.attachments = attachments;
+    }
+    chunk = WriteMotionStream(MotionsToSave(*core_, top), StreamForm::kChunk, writing);
+    return true;
+  });
+}
+
+bool StriderMaster::LoadFromChunk(std::string_view chunk) {
+  return LoadStep("Load Figure from Scene", [&] {
+    StreamContents contents;
+    std::string cause;
+    ReadOptions reading;
+    reading.betaNeckLegacy = session_.preferences.betaNeckLegacy != 0;
+    if (!ReadStream(chunk, StreamForm::kChunk, reading, contents, cause)) {
+      const bool newer = VersionOf(chunk, StreamForm::kChunk) > kStreamVersion;
+      Tell(session_.messages, newer ? MessageId::kFileTooNew : MessageId::kFileNotRead,
+           {kChunkName, cause});
+      return false;
+    }
+    if (contents.kind != FileKind::kMotion) return RefuseKind(kChunkName, "motion");
+    CommitMotions(contents, true);
+    TellAboutFile(kChunkName, contents);
+    return true;
+  });
+}
+
+// --- Layers --------------------------------------------------------------------------------------
+
+std::string StriderMaster::GetLayerName(int index) const {
+  if (index < 0 || index > NumLayers()) return "";
+  return index == 0 ? core_->layerName : layers_[static_cast<std::size_t>(index) - 1]->layerName;
+}
+
+bool StriderMaster::GetLayerActive(int index) const {
+  if (index < 0 || index > NumLayers()) return false;
+  return index == 0 ? core_->layerActive
+                    : layers_[static_cast<std::size_t>(index) - 1]->layerActive;
+}
+
+}  // namespace strider
