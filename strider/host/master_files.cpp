@@ -8,7 +8,6 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "strider/core/limb_keys.h"
-#include "strider/core/motion_range.h"
 #include "strider/core/restructure.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/footstep_edit.h"
@@ -250,8 +249,7 @@ void StriderMaster::CommitTargets(const StreamContents& contents, bool keepTarge
       const NodeHandle node = GetNode(attachment.id, attachment.link);
       if (node != kNoNode) target.node = node;
     }
-    target.objectSpaceValid =
-        target.node == kNoNode ? Interval::Never() : Interval::Forever();
+    target.objectSpaceValid = target.node == kNoNode ? Interval::Never() : Interval::Forever();
     if (!limb) continue;
     limb->hasObject = target.node != kNoNode;
     if (!limb->hasObject) limb->objectFrame = {};
@@ -352,17 +350,20 @@ bool StriderMaster::LoadFigNoTwists(const std::string& path) {
 }
 
 bool StriderMaster::LoadFigJustTwists(const std::string& path) {
-  return LoadStep("Load Twist Poses", [&] {
+  bool hasNone = false;
+  const bool done = LoadStep("Load Twist Poses", [&] {
     StreamContents contents;
     if (!ReadFile(path, {}, contents)) return false;
     if (contents.kind != FileKind::kFigure) return RefuseKind(path, "figure alone");
     TellAboutFile(path, contents);
-    if (contents.version < kFirstWithTwistPoses) return true;
+    hasNone = contents.version < kFirstWithTwistPoses;
+    if (hasNone) return false;
     core_->armTwistPoses.swap(contents.Base().armTwistPoses);
     core_->legTwistPoses.swap(contents.Base().legTwistPoses);
     CoreForwardKinematics(*core_);
     return true;
   });
+  return done || hasNone;
 }
 
 // --- Saving --------------------------------------------------------------------------------------
@@ -395,66 +396,72 @@ bool StriderMaster::CopyForSaving(MotionCore& copy, LimbAttachment (&attachments
   return attached;
 }
 
-/// The base with the layers. A file has the figure and its pose with the top motion: that one is
+/// The base with layers. A file has the figure and its pose with the top motion: that one is
 /// written on the present figure, in the present pose.
 std::vector<const MotionCore*> StriderMaster::MotionsToSave(const MotionCore& base,
-                                                            MotionCore& top) const {
+                                                            const LayerList& layers,
+                                                            MotionCore& top) {
   std::vector<const MotionCore*> motions = {&base};
-  for (const auto& layer : layers_) motions.push_back(layer.get());
-  if (layers_.empty()) return motions;
+  for (const auto& layer : layers) motions.push_back(layer.get());
+  if (layers.empty()) return motions;
   top = base;
-  MotionCore keys = *layers_.back();
+  MotionCore keys = *layers.back();
   AdoptKeys(top, keys);
   top.footsteps = std::move(keys.footsteps);
   motions.back() = &top;
   return motions;
 }
 
+/// An object that has been edited takes the keys of its limbs along once anyone asks for a pose.
+void StriderMaster::BringTargetsUpToDate() const {
+  if (hasTargets_) {
+    session_.scene.NodeTransform(linkNodes_[kHorizontal][0], session_.scene.Time());
+  }
+}
+
 bool StriderMaster::SaveMotion(const std::string& path, const SaveOptions& options) {
   return SaveStep(path, [&](std::string& cause) {
+    BringTargetsUpToDate();
     MotionCore base, top;
     LimbAttachment attachments[4];
     WriteOptions writing;
     if (CopyForSaving(base, attachments)) writing.attachments = attachments;
     writing.headerInfo = options.headerInfo;
-    return strider::SaveMotion(path, MotionsToSave(base, top), writing, cause);
+    return strider::SaveMotion(path, MotionsToSave(base, layers_, top), writing, cause);
   });
 }
 
 bool StriderMaster::SaveMotionSegment(const std::string& path, TimeValue first, TimeValue last,
                                       bool keyPerFrame, const HeaderInfo* header) {
   return SaveStep(path, [&](std::string& cause) {
-    MotionCore whole = *core_;
+    BringTargetsUpToDate();
+    MotionCore whole = *core_, base, top;
     for (int i = 0; i < 4; ++i) FreeFromTarget(whole, i);
-    std::vector<MotionCore> parts(1);
-    if (CutSegment(whole, first, last, keyPerFrame, context_, parts[0]) == kRefused) {
+    if (CutSegment(whole, first, last, keyPerFrame, context_, base) == kRefused) {
       cause = "no motion lies between the two times";
       return false;
     }
+    LayerList layers;
     for (const auto& layer : layers_) {
-      const Interval range = MotionRange(*layer);
-      if (range.end < first || last < range.start) continue;
-      MotionCore part;
-      if (CutSegment(*layer, first, last, keyPerFrame, context_, part) == kRefused) continue;
-      parts.push_back(std::move(part));
+      auto part = std::make_shared<MotionCore>();
+      if (CutSegment(*layer, first, last, keyPerFrame, context_, *part) == kDone) {
+        layers.push_back(std::move(part));
+      }
     }
-    std::vector<const MotionCore*> motions;
-    for (const MotionCore& part : parts) motions.push_back(&part);
     WriteOptions writing;
     writing.headerInfo = header;
-    return strider::SaveMotion(path, motions, writing, cause);
+    return strider::SaveMotion(path, MotionsToSave(base, layers, top), writing, cause);
   });
 }
 
 bool StriderMaster::SaveFootsteps(const std::string& path) {
-  return SaveStep(path, [&](std::string& cause) {
-    return strider::SaveFootsteps(path, *core_, cause);
-  });
+  return SaveStep(path,
+                  [&](std::string& cause) { return strider::SaveFootsteps(path, *core_, cause); });
 }
 
 bool StriderMaster::SaveFigure(const std::string& path) {
-  const bool done = SaveStep(
-      path, [&](std::string& cause) { return strider::SaveFigure(path, *core_, cause); });
+  const bool done =
+      SaveStep(path, [&](std::string& cause) { return strider::SaveFigure(path, *core_, cause); });
   if (done) session_.preferences.figureFile = path;
   return done;
 }
@@ -473,7 +480,7 @@ bool StriderMaster::SaveToChunk(std::string& chunk) {
       attachments[i] = {id, link};
       writing.attachments = attachments;
     }
-    chunk = WriteMotionStream(MotionsToSave(*core_, top), StreamForm::kChunk, writing);
+    chunk = WriteMotionStream(MotionsToSave(*core_, layers_, top), StreamForm::kChunk, writing);
     return true;
   });
 }

@@ -209,7 +209,7 @@ class IStriderMaster15 : public IStriderMaster14 {
   /// With all layers. Limbs that follow a node of this figure are saved with it; what follows
   /// another node of the scene is saved where it is at its keys.
   virtual bool SaveMotion(const std::string& path, const SaveOptions& options = {}) = 0;
-  /// The part from `first` to `last`, see CutSegment; layers without a key there are left out.
+  /// The part from `first` to `last`, see CutSegment; layers whose keys lie outside are left out.
   virtual bool SaveMotionSegment(const std::string& path, TimeValue first, TimeValue last,
                                  bool keyPerFrame, const HeaderInfo* header) = 0;
   /// Footsteps in place of the present motion, grown to this figure, with the motion they imply.

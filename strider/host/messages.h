@@ -36,10 +36,10 @@ enum class MessageId : int {
   kLinkCountRefused = 50021,  // %1 body part id, %2 number of links
   kFigureRefused = 50022,
   // Of all these %1 is the file.
-  kFileNotOpened = 50030,    // %2 cause
-  kFileNotRead = 50031,      // %2 place and cause
-  kFileTooNew = 50032,       // %2 place and cause
-  kFileOfOldVersion = 50033, // %2 its version, %3 the present one
+  kFileNotOpened = 50030,      // %2 cause
+  kFileNotRead = 50031,        // %2 place and cause
+  kFileTooNew = 50032,         // %2 place and cause
+  kFileOfOldVersion = 50033,   // %2 its version, %3 the present one
   kFileOfManyMotions = 50034,  // %2 how many
   kFileOfOtherKind = 50035,    // %2 what it should hold
   kFileNotTaken = 50036,       // %2 cause

@@ -186,7 +186,9 @@ class StriderMaster final : public IStriderMaster15 {
   void CommitTargets(const StreamContents& contents, bool keepTargets);
   bool CopyForSaving(MotionCore& copy, LimbAttachment (&attachments)[4]) const;
   void FreeFromTarget(MotionCore& copy, int limb) const;
-  std::vector<const MotionCore*> MotionsToSave(const MotionCore& base, MotionCore& top) const;
+  void BringTargetsUpToDate() const;
+  static std::vector<const MotionCore*> MotionsToSave(const MotionCore& base,
+                                                      const LayerList& layers, MotionCore& top);
   bool InFlow() const { return motionFlowMode && !flowEdit; }
   bool HasLayerAbove() const { return core_->nextLayer != nullptr; }
   MotionCore& TopLayer() const;
