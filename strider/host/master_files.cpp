@@ -214,11 +214,12 @@ void StriderMaster::CommitMotions(StreamContents& contents, bool keepTargets) {
   }
   MotionCore core = BaseInPoseOfTop(contents);
   KeepPlaceInScene(core, *core_);
-  if (core.figureMode) TakeStance(core);
-  if (core.figureMode || contents.hasPose) {
+  if (core.figureMode) {
+    TakeStance(core);
     CoreForwardKinematics(core);
   } else {
-    CorePose(core, session_.scene.Time(), {});
+    // Keys give their pose again to the bit; footsteps that wait for theirs keep the one read.
+    CorePose(core, session_.scene.Time(), context_);
   }
   if (keepTargets) {
     for (const int id : kTargetLimbs) {

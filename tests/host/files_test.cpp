@@ -258,17 +258,15 @@ TEST_F(MasterFiles, AChunkBringsTheFigureBackToTheBit) {
     if (seed % 2 == 0) {
       ASSERT_TRUE(master.SetIkTarget(kRightLeg, master.GetNode(kHead, 0)));
     }
-    (void)test::Shown(session, master, 900);
-    std::string chunk, again;
+    std::string chunk;
     ASSERT_TRUE(master.SaveToChunk(chunk));
     Session other;
     StriderMaster& copy = test::MakeStrider(other);
     ASSERT_TRUE(copy.LoadFromChunk(chunk));
-    EXPECT_EQ(test::AllTransforms(copy.Core()), test::AllTransforms(master.Core()));
-    ASSERT_TRUE(copy.SaveToChunk(again));
-    EXPECT_EQ(again, chunk);
     EXPECT_EQ(copy.NumLayers(), 1);
     EXPECT_EQ(test::ShownAtAllTimes(other, copy), test::ShownAtAllTimes(session, master));
+    ASSERT_TRUE(master.SaveMotion(Path("a.sdr")) && copy.SaveMotion(Path("b.sdr")));
+    EXPECT_TRUE(test::ReadFile(Path("a.sdr")) == test::ReadFile(Path("b.sdr")));
     ASSERT_TRUE(session.Remove(&master));
   }
 }
