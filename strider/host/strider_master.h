@@ -19,6 +19,9 @@ class StriderSlaveControl;
 class StriderBodyControl;
 class FootprintControl;
 
+/// What messages call a chunk, which has no file of its own.
+inline constexpr const char* kChunkName = "The figure in the scene's file";
+
 /// The limbs that can follow a node, in the order in which files hold them.
 inline constexpr int kTargetLimbs[4] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
 

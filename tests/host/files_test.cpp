@@ -1,6 +1,7 @@
 // A figure and its files: undo of loads, refusals, layers, what limbs follow, the host's chunk.
 #include <functional>
 
+#include "strider/core/limb_keys.h"
 #include "strider/core/restructure.h"
 #include "tests/exchange/scratch_folder.h"
 #include "tests/host/master_fixture.h"
@@ -298,6 +299,39 @@ TEST_F(MasterFiles, LimbsFollowWhatTheFileNames) {
           test::Distance(test::Ask(copy, id, 3, t).Origin(), test::Ask(master, id, 3, t).Origin()),
           1e-4f * height)
           << id << " at " << t;
+    }
+  }
+}
+
+TEST_F(MasterFiles, AHeldHandStaysWithItsHeadWhateverChangesTheMotion) {
+  StriderMaster& master = test::MakeMoving(session);
+  ASSERT_TRUE(master.SetIkTarget(kLeftArm, master.GetNode(kHead, 0)));
+  for (const int i : {0, 1, 2}) {
+    LimbKey key = master.Core().arm[kLeft].table.keys[static_cast<std::size_t>(i)];
+    SetKeyKind(key, kPlantedKey);
+    const TimeValue t = master.Core().arm[kLeft].table.TimeOf(i);
+    ASSERT_EQ(master.PutLimbKey(kLeftArm, t, key), KeyRefusal::kNone);
+  }
+  ASSERT_TRUE(master.SaveMotion(Path("held.sdr")));
+  const auto handFromHead = [](Session& in, StriderMaster& of, TimeValue t) {
+    (void)test::Shown(in, of, t);
+    const Matrix3 head = of.UnmirroredTransform(kHead, 0, t);
+    return of.UnmirroredTransform(kLeftArm, 3, t).Origin() * Inverse(head);
+  };
+  LoadOptions options[4];
+  options[1].zeroHgt = true;
+  options[2].keyPerFrame = true;
+  options[3].matchFileStruct = false;
+  for (const LoadOptions& option : options) {
+    SCOPED_TRACE(&option - options);
+    Session other;
+    StriderMaster& copy = test::MakeStrider(other);
+    ASSERT_TRUE(copy.LoadMotion(Path("held.sdr"), option));
+    ASSERT_EQ(copy.GetIkTarget(kLeftArm), copy.GetNode(kHead, 0));
+    for (const TimeValue t : {0, 1600, 4800}) {
+      EXPECT_LT(test::Distance(handFromHead(other, copy, t), handFromHead(session, master, t)),
+                1e-3f * copy.GetHeight())
+          << t;
     }
   }
 }
