@@ -118,11 +118,12 @@ ExitStatus Run(const Arguments& arguments) {
   output.range = range;
   std::string cause;
   bool done = true;
-  const bool ownFormat = format == "sdr" || format == "stp";
-  if (part && ownFormat) {
+  // What has no frames of its own, or draws the whole of a motion, gets the part as a motion.
+  const bool draws = format == "png";
+  if (part && (draws || format == "sdr" || format == "stp")) {
     MotionCore segment;
     done = CutSegment(core, TimeOfFrame(core, range.first), TimeOfFrame(core, range.last),
-                      arguments.keyPerFrame, {}, segment) == kDone;
+                      arguments.keyPerFrame || draws, {}, segment) == kDone;
     if (!done) cause = "memory ran out";
     core = std::move(segment);
     contents.motions.resize(1);

@@ -5,18 +5,13 @@
 
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/support.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 namespace {
 
 std::size_t At(int index) { return static_cast<std::size_t>(index); }
 
-constexpr int kFirstWithTransformsOnly = 13;
-constexpr int kFirstWithTransforms = 12;
-constexpr int kFirstWithTicks = 8;
-constexpr int kFirstWithFigureHeight = 3;
-constexpr int kFirstWithAnkleHeight = 20;
-constexpr int kFirstWithGravityPerSecond = 13;
 /// Frames in a second, squared: gravity in a file is per second squared.
 constexpr float kFramesSquared = 900;
 

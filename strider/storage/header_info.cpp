@@ -1,9 +1,9 @@
 #include "strider/storage/header_info.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 namespace {
 
-constexpr int kFirstWithHeaderInfo = 28;
 constexpr int kTextLimit = 256;
 
 template <class Item, class Walk>

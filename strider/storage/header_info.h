@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "strider/storage/stream.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 
@@ -28,7 +29,6 @@ struct StreamHeader {
   HeaderInfo info;
 };
 
-inline constexpr int kVersionTag = 400;
 inline constexpr int kHeaderInfoTag = 359, kNarrowHeaderInfoTag = 344;
 
 void WriteVersion(Stream& s);

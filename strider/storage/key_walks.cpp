@@ -1,4 +1,5 @@
 #include "strider/storage/key_walks.h"
+#include "strider/storage/versions.h"
 
 #include <cmath>
 
@@ -22,10 +23,6 @@ void WalkDigit(Stream& s, DigitKey& digit) {
     s.Float(digit.bend[k]);
   }
 }
-
-constexpr int kFirstWithPelvisRotation = 34;
-constexpr int kFirstWithNeckKeys = 33;
-constexpr int kFirstWithTicks = 8;
 
 }  // namespace
 
@@ -126,10 +123,6 @@ void WalkKey(Stream& s, PropKey& key) {
 }
 
 namespace {
-
-constexpr int kFirstWithHeightFractions = 4;
-constexpr int kFirstWithDynamicsBlend = 11;
-constexpr int kFirstWithLegFraction = 22;
 
 /// One leg's share of a vertical key, and what the key holds for both.
 void WalkVerticalKey(Stream& s, VerticalKey& key, int leg) {

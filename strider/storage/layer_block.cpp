@@ -4,13 +4,11 @@
 
 #include "strider/core/key_edit.h"
 #include "strider/storage/key_walks.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 namespace {
 
-constexpr int kFirstWithTrackFlags = 45;
-constexpr int kFirstWithLimbFlags = 42;
-constexpr int kVersionWithIdleFlag = 41;
 constexpr int kNameLimit = 256;
 constexpr int kMostXtras = kXtraLast - kXtraFirst + 1;
 

@@ -11,19 +11,13 @@
 #include "strider/storage/figure_block.h"
 #include "strider/storage/footstep_block.h"
 #include "strider/storage/layer_block.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 namespace {
 
 constexpr int kAttachmentsTag = 349;
 constexpr int kNumMotionsTag = 205;
-constexpr int kFirstWithMotionCount = 15;
-constexpr int kFirstWithFigure = 21;
-constexpr int kFirstWithPreview = 28;
-constexpr int kFirstWithXtras = 46;
-constexpr int kFirstWithNeckKeys = 33;
-constexpr int kFirstWithLegFractions = 25;
-constexpr int kFirstBetaNeck = 29, kLastBetaNeck = 32;
 constexpr int kFirstFigureTag = 10, kLastFigureTag = 34;
 constexpr int kFirstPoseTag = 600, kLastPoseTag = 621;
 
@@ -242,7 +236,7 @@ class Reader {
     core->layerNumber = static_cast<int>(contents_.motions.size());
     if (BuildFlights(*core) == kRefused) throw std::bad_alloc();
     RefreshTracks(*core);
-    if (s_.Version() < kFirstWithLegFractions && hasFootsteps && !core->body.vertical.Empty()) {
+    if (s_.Version() < kFirstWithAgreeingHeights && hasFootsteps && !core->body.vertical.Empty()) {
       // Such keys say only what share of their range the body stands at.
       RefreshHeights(*core, 0, core->body.vertical.track.numKeys - 1, HeightMode::kKeepRange,
                      GroundLevel::kTrue);

@@ -7,15 +7,13 @@
 #include <limits>
 
 #include "strider/base/number_text.h"
+#include "strider/storage/versions.h"
 #include "strider/storage/wide_text.h"
 
 namespace strider {
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "the stream's bytes are little-endian");
-
-constexpr int kVersionTag = 400;
-constexpr int kFirstChunkVersionWithText = 19;
 
 /// Tags that stand as words in the text form.
 struct TagWord {
@@ -25,7 +23,6 @@ struct TagWord {
 constexpr TagWord kTagWords[] = {{200, "STEPS"},          {201, "SCORE"}, {207, "SCOREW"},
                                  {202, "SCALE"},          {203, "END"},   {204, "KEYFF"},
                                  {kVersionTag, "VERSION"}};
-constexpr int kFirstVersionWithVersionWord = 13;
 
 /// An empty text would be a blank line, which readers pass over.
 constexpr std::string_view kEmptyText = "\"\"";
