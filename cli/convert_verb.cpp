@@ -55,8 +55,31 @@ bool ReadRange(const Arguments& arguments, const MotionCore& core, FrameRange& r
   return false;
 }
 
+/// Refuses what would change nothing in the output.
+bool CheckUses(const Arguments& arguments, std::string& refusal) {
+  const std::string format = ExtensionOf(arguments.output);
+  const bool motion = HoldsMotion(format);
+  const struct {
+    const char* option;
+    bool given, used;
+  } rows[] = {{"--from", arguments.from.has_value(), motion},
+              {"--to", arguments.to.has_value(), motion},
+              {"--key-per-frame", arguments.keyPerFrame, motion && format != "stp"},
+              {"--flatten", arguments.flatten, motion},
+              {"--zero-height", arguments.zeroHeight, motion},
+              {"--body-type", arguments.bodyType.has_value(), DrawsBodies(format)},
+              {"--metres-per-unit", arguments.metresPerUnit.has_value(), CountsInMetres(format)}};
+  for (const auto& row : rows) {
+    if (!row.given || row.used) continue;
+    refusal = std::string(row.option) + " has no meaning for ." + format;
+    return false;
+  }
+  return true;
+}
+
 bool ReadOutputOptions(const Arguments& arguments, MotionOutputOptions& options,
                        std::string& refusal) {
+  if (!CheckUses(arguments, refusal)) return false;
   std::optional<std::int64_t> bodyType;
   if (!ReadWhole("--body-type", arguments.bodyType, 0, 3, bodyType, refusal)) return false;
   if (bodyType) options.bodyType = static_cast<int>(*bodyType);

@@ -48,8 +48,8 @@ constexpr NumberRow kNumbers[] = {
      "time in the air, of a walk the time on both feet; default 3, run 9, jump 15"},
     {kMakeMetresPerUnit, "--metres-per-unit", "F", For::kBoth, 0, kFar, false, false,
      "a number above 0 and up to 1000000000",
-     "metres in a scene unit: for the places of a plan, which are metres then, and for .glb and "
-     ".html"},
+     "metres in a scene unit: for the places of a plan, which are metres then, and for .bvh, .glb, "
+     ".html and .npz"},
     {kMakeGravity, "--gravity", "UNITS_PER_S2", For::kBoth, 0, 1e12, false, false,
      "a number above 0 and up to 1000000000000",
      "gravity in scene units per second squared; default fits the figure's height"},

@@ -105,6 +105,8 @@ enum Use : unsigned {
   kOnlyKnown = 16,
   kWithFootsteps = 32,
   kMetres = 64,
+  kBodies = 128,
+  kFrames = 256,
 };
 
 struct MotionFormat {
@@ -114,15 +116,15 @@ struct MotionFormat {
                 std::string& cause);
 };
 constexpr MotionFormat kFormats[] = {
-    {"bvh", kFps | kOnlyKnown, WriteBvh},
-    {"csv", kFps | kAtKeys | kWithFootsteps, WriteTable},
+    {"bvh", kFrames | kFps | kOnlyKnown | kMetres, WriteBvh},
+    {"csv", kFrames | kFps | kAtKeys | kWithFootsteps, WriteTable},
     {"fig", 0, WriteFigureFile},
-    {"glb", kFps | kAtKeys | kRootMotion | kInPlace | kMetres, WriteGlb},
-    {"html", kFps | kMetres, WritePage},
-    {"npz", kFps | kAtKeys, WriteArrays},
-    {"png", 0, WriteSheet},
-    {"sdr", 0, WriteMotionFile},
-    {"stp", 0, WriteFootstepFile},
+    {"glb", kFrames | kFps | kAtKeys | kRootMotion | kInPlace | kMetres | kBodies, WriteGlb},
+    {"html", kFrames | kFps | kMetres | kBodies, WritePage},
+    {"npz", kFrames | kFps | kAtKeys | kMetres, WriteArrays},
+    {"png", kFrames, WriteSheet},
+    {"sdr", kFrames, WriteMotionFile},
+    {"stp", kFrames, WriteFootstepFile},
 };
 
 const MotionFormat* FindFormat(const std::string& extension) {
@@ -198,10 +200,18 @@ std::vector<std::string> MotionFormats() {
   return extensions;
 }
 
-bool CountsInMetres(const std::string& format) {
+namespace {
+
+bool Uses(const std::string& format, Use use) {
   const MotionFormat* row = FindFormat(format);
-  return row != nullptr && (row->uses & kMetres) != 0;
+  return row != nullptr && (row->uses & use) != 0;
 }
+
+}  // namespace
+
+bool CountsInMetres(const std::string& format) { return Uses(format, kMetres); }
+bool DrawsBodies(const std::string& format) { return Uses(format, kBodies); }
+bool HoldsMotion(const std::string& format) { return Uses(format, kFrames); }
 
 bool WriteMotionAs(const std::string& format, const MotionCore& core,
                    const MotionOutputOptions& options, const std::string& path,

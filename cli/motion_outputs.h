@@ -42,8 +42,12 @@ void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words);
 /// The extensions that WriteMotionAs knows, without their dots, for messages and help.
 std::vector<std::string> MotionFormats();
 
-/// True for a format whose lengths are metres: metresPerUnit has a say in it.
+/// True for a format that metresPerUnit has a say in.
 bool CountsInMetres(const std::string& format);
+/// True for a format that bodyType has a say in.
+bool DrawsBodies(const std::string& format);
+/// False for a format of a figure alone.
+bool HoldsMotion(const std::string& format);
 
 /// Writes the motion in the format of an extension (as ExtensionOf gives it) whole under `path`,
 /// with progress at a terminal. False if it cannot be; `cause` says why.

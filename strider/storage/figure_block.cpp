@@ -415,6 +415,13 @@ void WalkTwistValues(Stream& s, MotionCore& core, int) {
   s.Floats(values, 6);
 }
 
+/// A direction so short that the decimals of a text would lose it is brought to a unit.
+void WalkDirection(Stream& s, Point3& direction) {
+  constexpr float kShort = 1e-2f;
+  s.Vector(direction);
+  if (s.Reading() && Length(direction) < kShort) direction = Normalized(direction);
+}
+
 void WalkTwistPoses(Stream& s, std::vector<TwistPose>& poses, bool wide) {
   constexpr int kFields = 12;
   int count = static_cast<int>(poses.size());
@@ -423,9 +430,9 @@ void WalkTwistPoses(Stream& s, std::vector<TwistPose>& poses, bool wide) {
   if (s.Reading()) poses.assign(static_cast<std::size_t>(count), {});
   for (TwistPose& pose : poses) {
     s.Text(pose.name, kMaxTwistPoseName, wide);
-    s.Vector(pose.direction);
-    s.Vector(pose.axis);
-    s.Vector(pose.referenceVector);
+    WalkDirection(s, pose.direction);
+    WalkDirection(s, pose.axis);
+    WalkDirection(s, pose.referenceVector);
     s.Float(pose.twist);
     s.Float(pose.bias);
     if (!s.Good()) return;

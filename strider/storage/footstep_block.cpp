@@ -125,7 +125,7 @@ std::string FaultOf(const FootstepTrack& track) {
   for (const auto& side : track.spans) {
     for (const FootstepSpan& span : side) {
       if (span.footstep < 0 || span.footstep >= track.numFootsteps) {
-        return "a span of footstep " + std::to_string(span.footstep + 1) + ", of " +
+        return "a span of footstep " + std::to_string(std::int64_t{span.footstep} + 1) + ", of " +
                std::to_string(track.numFootsteps);
       }
       ++spans[At(span.footstep)];

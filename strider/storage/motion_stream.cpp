@@ -211,6 +211,7 @@ class Reader {
         for (HeadKey& key : motion.keys->head.table.keys) MoveHead(key, core->neck.numLinks);
       }
       AdoptKeys(*core, *motion.keys);
+      motion.keys.reset();  // a file of many motions never takes two records for each
     }
     FootstepTrack& track = motion.footsteps.track;
     if (!isBase) {

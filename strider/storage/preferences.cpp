@@ -159,7 +159,8 @@ void ForEachLine(std::string_view bytes, Use use) {
   while (!bytes.empty()) {
     const std::size_t end = std::min(bytes.find('\n'), bytes.size());
     std::string_view line = bytes.substr(0, end);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    // All of them: a line has to come out of its next reading as it is now.
+    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     use(line);
     bytes.remove_prefix(std::min(end + 1, bytes.size()));
   }
