@@ -15,12 +15,12 @@
 #include "strider/host/strider_master.h"
 #include "strider/storage/layer_block.h"
 #include "strider/storage/load_changes.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 namespace {
 
 constexpr const char* kNoMemory = "memory ran out";
-constexpr int kFirstWithTwistPoses = 40;
 
 /// Locks hold parts against a user's edits; a load brings the motion whole.
 class LocksOff {
@@ -347,7 +347,7 @@ bool StriderMaster::LoadFigureFile(const char* name, const std::string& path, bo
     if (!ReadFile(path, reading, contents)) return false;
     if (contents.kind != FileKind::kFigure) return RefuseKind(path, "figure alone");
     MotionCore& figure = contents.Base();
-    if (!twists || contents.version < kFirstWithTwistPoses) {
+    if (!twists || contents.version < kFirstWithLinkBlock) {
       figure.armTwistPoses = core_->armTwistPoses;
       figure.legTwistPoses = core_->legTwistPoses;
     }
@@ -376,7 +376,7 @@ bool StriderMaster::LoadFigJustTwists(const std::string& path) {
     if (!ReadFile(path, {}, contents)) return false;
     if (contents.kind != FileKind::kFigure) return RefuseKind(path, "figure alone");
     TellAboutFile(path, contents);
-    hasNone = contents.version < kFirstWithTwistPoses;
+    hasNone = contents.version < kFirstWithLinkBlock;
     if (hasNone) return false;
     core_->armTwistPoses.swap(contents.Base().armTwistPoses);
     core_->legTwistPoses.swap(contents.Base().legTwistPoses);
