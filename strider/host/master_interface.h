@@ -4,12 +4,14 @@
 
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "strider/core/key_edit.h"
 #include "strider/footsteps/bend_scale.h"
 #include "strider/footsteps/place.h"
 #include "strider/host/control.h"
 #include "strider/host/scene.h"
+#include "strider/storage/motion_file.h"
 
 namespace strider {
 
@@ -185,6 +187,53 @@ class IStriderMaster14 : public IStriderMaster13 {
   /// The structure, proportions, stance and twist poses of another figure, as a figure file brings
   /// them; in any mode.
   virtual bool SetFigure(const MotionCore& figure) = 0;
+};
+
+/// What goes into a saved motion besides the motion itself.
+struct SaveOptions {
+  const HeaderInfo* headerInfo = nullptr;
+};
+
+/// Files, and the layers that come with them. A load is one undo step of its own; what cannot be
+/// read or taken over changes nothing. Every refusal is told, with the file, the place in it and
+/// the cause, and so is a file of an older version where the preferences ask for it.
+class IStriderMaster15 : public IStriderMaster14 {
+ public:
+  /// A motion with its layers in place of the present one; footsteps alone get their motion. With
+  /// matchFileStruct off it goes onto this figure as it is, `options.figure` is passed over. Limbs
+  /// follow what the file attaches them to, and nothing else.
+  virtual bool LoadMotion(const std::string& path, const LoadOptions& options = {}) = 0;
+  /// The motion of a file as a new layer on top, on this figure, without its footsteps. Refused for
+  /// a file of several motions.
+  virtual bool LoadMotionLayer(const std::string& path) = 0;
+  /// With all layers. Limbs that follow a node of this figure are saved with it; what follows
+  /// another node of the scene is saved where it is at its keys.
+  virtual bool SaveMotion(const std::string& path, const SaveOptions& options = {}) = 0;
+  /// The part from `first` to `last`, see CutSegment; layers whose keys lie outside are left out.
+  virtual bool SaveMotionSegment(const std::string& path, TimeValue first, TimeValue last,
+                                 bool keyPerFrame, const HeaderInfo* header) = 0;
+  /// Footsteps in place of the present motion, grown to this figure, with the motion they imply.
+  virtual bool LoadFootsteps(const std::string& path) = 0;
+  virtual bool SaveFootsteps(const std::string& path) = 0;
+  /// The figure of a figure file, as SetFigure takes it over.
+  virtual bool LoadFigure(const std::string& path) = 0;
+  /// All of it but the twist poses, which stay.
+  virtual bool LoadFigNoTwists(const std::string& path) = 0;
+  /// Its twist poses alone; a file too old to hold any changes nothing.
+  virtual bool LoadFigJustTwists(const std::string& path) = 0;
+  virtual bool SaveFigure(const std::string& path) = 0;
+
+  /// Layers above the base. They are kept, saved and taken along by changes of the figure, and do
+  /// not show in it yet.
+  virtual int NumLayers() const = 0;
+  /// Index 0 is the base. Empty, or false, for a layer that there is not.
+  virtual std::string GetLayerName(int index) const = 0;
+  virtual bool GetLayerActive(int index) const = 0;
+
+  /// The whole figure with the pose it stands in, for the host to keep in its own file.
+  virtual bool SaveToChunk(std::string& chunk) = 0;
+  /// Limbs that follow other nodes of the scene keep doing so.
+  virtual bool LoadFromChunk(std::string_view chunk) = 0;
 };
 
 }  // namespace strider

@@ -75,15 +75,23 @@ void StriderMaster::RefreshNodes() {
   std::erase_if(otherNodes_, [](const LinkNode& other) { return other.node == kNoNode; });
 }
 
-bool StriderMaster::TakeFigure(const MotionCore& figure) {
+/// Layers stand on the figure of their base and so change with it.
+bool StriderMaster::ApplyFigure(const MotionCore& figure) {
   const bool scaleStrides = session_.modes.scaleStrideMode;
-  const bool done = EditState([&] {
-    if (SetFigureOfMotion(*core_, figure, scaleStrides, context_) == kRefused) return false;
-    if (core_->figureMode) TakeStance(*core_);
-    CoreForwardKinematics(*core_);
-    RefreshNodes();
-    return true;
-  });
+  LayerList layers;
+  const auto change = [&](MotionCore& core) {
+    return SetFigureOfMotion(core, figure, scaleStrides, context_);
+  };
+  if (!ChangeLayers(change, layers) || change(*core_) == kRefused) return false;
+  layers_.swap(layers);
+  if (core_->figureMode) TakeStance(*core_);
+  CoreForwardKinematics(*core_);
+  RefreshNodes();
+  return true;
+}
+
+bool StriderMaster::TakeFigure(const MotionCore& figure) {
+  const bool done = EditState([&] { return ApplyFigure(figure); });
   if (!done) Tell(session_.messages, MessageId::kFigureRefused);
   return done;
 }

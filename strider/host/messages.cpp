@@ -60,6 +60,18 @@ constexpr CatalogueRow kCatalogue[] = {
     {MessageId::kFigureRefused,
      "The figure was not taken over: its sizes cannot make a figure that stands, or there is not "
      "enough memory."},
+    {MessageId::kFileNotOpened, "%1 cannot be opened: %2."},
+    {MessageId::kFileNotRead, "%1 cannot be read: %2."},
+    {MessageId::kFileTooNew, "%1 was saved by a newer program and cannot be read: %2."},
+    {MessageId::kFileOfOldVersion,
+     "%1 is of version %2 and was converted to version %3 while it was loaded. Save it to keep the "
+     "conversion."},
+    {MessageId::kFileOfManyMotions,
+     "%1 holds %2 motions. Only a file with one motion can be loaded into a layer."},
+    {MessageId::kFileOfOtherKind, "%1 holds no %2."},
+    {MessageId::kFileNotTaken, "%1 was read but not taken over: %2."},
+    {MessageId::kFilePartlyTaken, "%1 was loaded, but %2."},
+    {MessageId::kFileNotSaved, "%1 was not saved: %2."},
 };
 
 constexpr bool NumbersRise() {

@@ -35,6 +35,16 @@ enum class MessageId : int {
   kTwistPoseRefused = 50020,  // %1 number of the pose, %2 cause
   kLinkCountRefused = 50021,  // %1 body part id, %2 number of links
   kFigureRefused = 50022,
+  // Of all these %1 is the file.
+  kFileNotOpened = 50030,      // %2 cause
+  kFileNotRead = 50031,        // %2 place and cause
+  kFileTooNew = 50032,         // %2 place and cause
+  kFileOfOldVersion = 50033,   // %2 its version, %3 the present one
+  kFileOfManyMotions = 50034,  // %2 how many
+  kFileOfOtherKind = 50035,    // %2 what it should hold
+  kFileNotTaken = 50036,       // %2 cause
+  kFilePartlyTaken = 50037,    // %2 what was left out
+  kFileNotSaved = 50038,       // %2 cause
 };
 
 /// Where messages go: a window, a terminal, a list in a test.

@@ -17,8 +17,6 @@
 namespace strider {
 namespace {
 
-constexpr int kTargetLimbs[4] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
-
 int TargetIndex(int id) {
   for (int i = 0; i < 4; ++i) {
     if (kTargetLimbs[i] == id) return i;
@@ -428,7 +426,12 @@ float StriderMaster::GetHeight() const { return CoreFigureHeight(*core_); }
 bool StriderMaster::SetHeight(float height) {
   const bool done = EditState([&] {
     const bool scaleStrides = session_.modes.scaleStrideMode;
-    if (SetHeightOfMotion(*core_, height, scaleStrides, context_) == kRefused) return false;
+    LayerList layers;
+    const auto change = [&](MotionCore& core) {
+      return SetHeightOfMotion(core, height, scaleStrides, context_);
+    };
+    if (!ChangeLayers(change, layers) || change(*core_) == kRefused) return false;
+    layers_.swap(layers);
     CoreForwardKinematics(*core_);
     return true;
   });
@@ -494,6 +497,7 @@ StriderMasterRest::State StriderMasterRest::Read() const {
   state.core = *master_.core_;
   std::copy(master_.limbTargets_, master_.limbTargets_ + 4, state.limbTargets);
   state.headTarget = master_.headTarget_;
+  state.layers = master_.layers_;
   return state;
 }
 
@@ -501,6 +505,7 @@ void StriderMasterRest::Write(const State& state) {
   *master_.core_ = state.core;
   std::copy(state.limbTargets, state.limbTargets + 4, master_.limbTargets_);
   master_.headTarget_ = state.headTarget;
+  master_.layers_ = state.layers;
   master_.CountTargets();
   master_.RefreshNodes();
   master_.Changed();
@@ -518,7 +523,7 @@ void StriderMasterRest::Redo() { Write(after_); }
 TimeValue StriderGetTicksPerFrame(const Session& session) { return session.scene.TicksPerFrame(); }
 TimeValue StriderGetTicksPerFrame() { return StriderGetTicksPerFrame(DefaultSession()); }
 
-IStriderMaster14* CreateNewStrider(Session& session, const Structure& structure, float angle,
+IStriderMaster15* CreateNewStrider(Session& session, const Structure& structure, float angle,
                                    const Point3& position) {
   std::unique_ptr<StriderMaster> master =
       StriderMaster::Create(session, structure, angle, position);

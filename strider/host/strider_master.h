@@ -4,6 +4,8 @@
 
 #include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "strider/core/eval_context.h"
@@ -17,7 +19,13 @@ class StriderSlaveControl;
 class StriderBodyControl;
 class FootprintControl;
 
-class StriderMaster final : public IStriderMaster14 {
+/// What messages call a chunk, which has no file of its own.
+inline constexpr const char* kChunkName = "The figure in the scene's file";
+
+/// The limbs that can follow a node, in the order in which files hold them.
+inline constexpr int kTargetLimbs[4] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
+
+class StriderMaster final : public IStriderMaster15 {
  public:
   /// A figure of a legal structure, standing on `position` (the host's space) with its heading
   /// `angle` about the host's Z (radians, positive to the left). Its nodes join the session's
@@ -113,6 +121,22 @@ class StriderMaster final : public IStriderMaster14 {
   float GetTwistPoseBias(int id, int index) const override;
   bool SetNumLinks(int id, int numLinks) override;
   bool SetFigure(const MotionCore& figure) override;
+  bool LoadMotion(const std::string& path, const LoadOptions& options = {}) override;
+  bool LoadMotionLayer(const std::string& path) override;
+  bool SaveMotion(const std::string& path, const SaveOptions& options = {}) override;
+  bool SaveMotionSegment(const std::string& path, TimeValue first, TimeValue last, bool keyPerFrame,
+                         const HeaderInfo* header) override;
+  bool LoadFootsteps(const std::string& path) override;
+  bool SaveFootsteps(const std::string& path) override;
+  bool LoadFigure(const std::string& path) override;
+  bool LoadFigNoTwists(const std::string& path) override;
+  bool LoadFigJustTwists(const std::string& path) override;
+  bool SaveFigure(const std::string& path) override;
+  int NumLayers() const override { return static_cast<int>(layers_.size()); }
+  std::string GetLayerName(int index) const override;
+  bool GetLayerActive(int index) const override;
+  bool SaveToChunk(std::string& chunk) override;
+  bool LoadFromChunk(std::string_view chunk) override;
 
   Session& OwnSession() { return session_; }
   /// Whether footsteps can be placed and changed now; if not, it is told why.
@@ -133,6 +157,8 @@ class StriderMaster final : public IStriderMaster14 {
     NodeHandle node = kNoNode;
     Interval objectSpaceValid = Interval::Never();
   };
+  /// Layers are never edited in place, so that undo can share them.
+  using LayerList = std::vector<std::shared_ptr<const MotionCore>>;
   struct LinkNode {
     int id, link;
     NodeHandle node;
@@ -142,7 +168,30 @@ class StriderMaster final : public IStriderMaster14 {
   void RefreshNodes();
   void AddLinkNode(const NodeInfo& info);
   void RemoveLinkNode(NodeHandle& node);
+  bool ApplyFigure(const MotionCore& figure);
   bool TakeFigure(const MotionCore& figure);
+  template <class Change>
+  bool ChangeLayers(Change change, LayerList& layers) const;
+  template <class Load>
+  bool LoadStep(const char* name, Load load);
+  template <class Save>
+  bool SaveStep(const std::string& path, Save save);
+  bool ReadFile(const std::string& path, const ReadOptions& reading, StreamContents& contents);
+  void TellAboutFile(const std::string& path, const StreamContents& contents) const;
+  bool RefuseKind(const std::string& path, const char* wanted) const;
+  bool LoadFigureFile(const char* name, const std::string& path, bool twists);
+  MotionCore FigureAlone() const;
+  bool FinishMotions(const std::string& path, StreamContents& contents, const LoadOptions& options,
+                     const MotionCore& figure) const;
+  bool TakeMotionFile(const std::string& path, StreamContents& contents, const LoadOptions& options,
+                      const MotionCore& figure);
+  void CommitMotions(StreamContents& contents, bool keepTargets);
+  void CommitTargets(const StreamContents& contents, bool keepTargets);
+  bool CopyForSaving(MotionCore& copy, LimbAttachment (&attachments)[4]) const;
+  void FreeFromTarget(MotionCore& copy, int limb) const;
+  void BringTargetsUpToDate() const;
+  static std::vector<const MotionCore*> MotionsToSave(const MotionCore& base,
+                                                      const LayerList& layers, MotionCore& top);
   bool InFlow() const { return motionFlowMode && !flowEdit; }
   bool HasLayerAbove() const { return core_->nextLayer != nullptr; }
   MotionCore& TopLayer() const;
@@ -191,7 +240,9 @@ class StriderMaster final : public IStriderMaster14 {
   bool rootIsIdentity_ = true;
   Matrix3 shownTransform_;  // the same, or what in place and layers put in its stead
 
-  LimbTarget limbTargets_[4];  // left arm, right arm, left leg, right leg
+  LayerList layers_;  // above the base, from below
+
+  LimbTarget limbTargets_[4];  // of kTargetLimbs
   NodeHandle headTarget_ = kNoNode;
   CallbackId changeCallback_{};
 
@@ -217,6 +268,7 @@ class StriderMasterRest final : public RestoreObj {
     MotionCore core;
     StriderMaster::LimbTarget limbTargets[4];
     NodeHandle headTarget = kNoNode;
+    StriderMaster::LayerList layers;
   };
   State Read() const;
   void Write(const State& state);
@@ -234,6 +286,17 @@ bool StriderMaster::EditState(Edit edit) {
   return true;
 }
 
+/// Layers as `change` leaves copies of them. False if it refuses one.
+template <class Change>
+bool StriderMaster::ChangeLayers(Change change, LayerList& layers) const {
+  for (const auto& layer : layers_) {
+    auto changed = std::make_shared<MotionCore>(*layer);
+    if (change(*changed) == kRefused) return false;
+    layers.push_back(std::move(changed));
+  }
+  return true;
+}
+
 /// Ticks of a frame of the session's scene.
 TimeValue StriderGetTicksPerFrame(const Session& session);
 TimeValue StriderGetTicksPerFrame();
@@ -242,7 +305,7 @@ TimeValue StriderGetTicksPerFrame();
 MultFprintParams* GetMultFprintParams(int gait);
 
 /// A figure in a session, owned by it; null, with a message, if refused.
-IStriderMaster14* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
+IStriderMaster15* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
                                    const Point3& position = {});
 
 /// The exported form, in the default session. Without arms the arms' digits count as 0; any twist

@@ -1,8 +1,8 @@
 #include "strider/storage/figure_block.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
+#include <cstring>
 #include <string>
 
 #include "strider/core/evaluate.h"
@@ -30,9 +30,11 @@ void WalkFlag(Stream& s, bool& flag) {
 
 /// A float as a whole number of the same bits, so that text loses nothing of it.
 void WalkBits(Stream& s, float& value) {
-  int bits = std::bit_cast<int>(value);
+  int bits = 0;
+  static_assert(sizeof bits == sizeof value);
+  std::memcpy(&bits, &value, sizeof bits);
   s.Int(bits);
-  if (s.Reading()) value = std::bit_cast<float>(bits);
+  if (s.Reading()) std::memcpy(&value, &bits, sizeof value);
   if (s.Reading() && !(std::fabs(value) <= kLargestFloat)) value = 0;
 }
 
