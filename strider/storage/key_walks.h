@@ -19,7 +19,7 @@ inline constexpr int kFieldsOf<LimbKey> = 200;
 template <>
 inline constexpr int kFieldsOf<ChainKey> = 180;
 template <>
-inline constexpr int kFieldsOf<HeadKey> = 40;
+inline constexpr int kFieldsOf<HeadKey> = 15;  // below version 33
 template <>
 inline constexpr int kFieldsOf<HorizontalKey> = 10;
 template <>
