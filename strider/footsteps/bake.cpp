@@ -7,6 +7,7 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/key_edit.h"
 #include "strider/core/limb_keys.h"
+#include "strider/core/motion_range.h"
 #include "strider/footsteps/body_height.h"
 #include "strider/footsteps/flights.h"
 
@@ -14,19 +15,7 @@ namespace strider {
 namespace {
 
 void ClearAllKeys(MotionCore& core) {
-  KeepKeys(core.body.horizontal, {});
-  KeepKeys(core.body.turn, {});
-  KeepKeys(core.body.vertical, {});
-  KeepKeys(core.pelvis.table, {});
-  KeepKeys(core.head.table, {});
-  for (ChainRecord* chain : {&core.spine, &core.tail, &core.pony[0], &core.pony[1]}) {
-    KeepKeys(chain->table, {});
-  }
-  for (XtraChain& xtra : core.xtras) KeepKeys(xtra.chain.table, {});
-  for (LimbRecord* limb : {&core.leg[0], &core.leg[1], &core.arm[0], &core.arm[1]}) {
-    KeepKeys(limb->table, {});
-  }
-  for (PropRecord& prop : core.props) KeepKeys(prop.table, {});
+  ForEachTable(core, [](int, auto& table) { KeepKeys(table, {}); });
 }
 
 /// The vertical key of the pose, whose height is the body's whatever the flight around it.

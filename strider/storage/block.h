@@ -18,15 +18,6 @@ struct BlockTag {
   bool (*present)(const Block&, const Stream&) = nullptr;
 };
 
-/// Whether a tag's text is stored wide: the wide tag is the one that is written.
-template <class Block>
-bool IsWide(std::span<const BlockTag<Block>> tags, int tag) {
-  for (const BlockTag<Block>& row : tags) {
-    if (row.otherTag == tag) return false;
-  }
-  return true;
-}
-
 template <class Block>
 void WriteBlock(Stream& s, Block& block, std::span<const BlockTag<Block>> tags) {
   for (const BlockTag<Block>& row : tags) {

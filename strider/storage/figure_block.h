@@ -8,10 +8,7 @@
 
 namespace strider {
 
-/// The structure of a figure as it is read, before there is a figure to give it to.
-struct FigureDraft;
-
-/// Writes structure, sizes, stance and, with `twists`, twist poses.
+/// Writes structure, sizes, stance and twist poses.
 void WriteFigureBlocks(Stream& s, const MotionCore& core);
 /// Writes the pose that the figure stands in.
 void WritePoseBlock(Stream& s, const MotionCore& core);
