@@ -60,14 +60,17 @@ struct CaptureChannel {
 };
 
 struct JointRecord {
-  bool present = false;    // the file defines the joint
-  int parent = kNoJoint;   // the nearest joint above it that is known; kNoJoint for the root
-  Point3 offset;           // from the parent's joint
-  bool hasEnd = false;     // an end site follows the joint, at endOffset from it
+  bool present = false;   // the file defines the joint
+  int parent = kNoJoint;  // the nearest joint above it that is known; kNoJoint for the root
+  Point3 offset;          // from the parent's joint
+  bool hasEnd = false;    // an end site follows the joint, at endOffset from it
   Point3 endOffset;
   std::vector<CaptureChannel> channels;  // in the file's order: rotations apply first to last,
                                          // each about the axes that those before it have turned
-  CaptureSamples positions, rotations;   // by component; positions stand in for the offset
+  CaptureSamples positions, rotations;   // by component
+  /// Position channels are written in two ways: as the way from the parent, offset and all, or as
+  /// what comes on top of the offset. True for the first.
+  bool positionsHoldOffset = false;
 };
 
 /// A marker at -800000 in all components is missing in that frame.
@@ -102,9 +105,9 @@ enum class CaptureKind { kNone, kJoints, kMarkers };
 struct CaptureScene {
   CaptureKind kind = CaptureKind::kNone;
   std::string path;
-  int numFrames = 0;       // as kept, after thinning
-  double frameTime = 0;    // seconds a frame as the file has it, before thinning
-  int thinning = 1;        // every so many frames of the file one was kept
+  int numFrames = 0;     // as kept, after thinning
+  double frameTime = 0;  // seconds a frame as the file has it, before thinning
+  int thinning = 1;      // every so many frames of the file one was kept
 
   std::array<JointRecord, kNumCaptureJoints> joints;
   std::vector<int> jointOrder;  // CaptureJoint, as the file defines them
