@@ -41,8 +41,7 @@ void Bridge(MarkerRecord& marker, int maxFrames, BridgeReport& report) {
       Fill(places, first - 1, i);
       ++report.bridged;
     } else {
-      report.remain.push_back(
-          {marker.name, static_cast<int>(first), static_cast<int>(i) - 1});
+      report.remain.push_back({marker.name, static_cast<int>(first), static_cast<int>(i) - 1});
     }
   }
 }

@@ -83,8 +83,8 @@ void MarkerColumns::Finish() {
     return true;
   };
   scene_.hasHands = has({kLWRE, kLWRI, kLFIN, kRWRE, kRWRI, kRFIN});
-  scene_.hasFeet = has({kLHEL, kRHEL}) && (has({kLTOE}) || has({kLMT5})) &&
-                   (has({kRTOE}) || has({kRMT5}));
+  scene_.hasFeet =
+      has({kLHEL, kRHEL}) && (has({kLTOE}) || has({kLMT5})) && (has({kRTOE}) || has({kRMT5}));
   scene_.hasHead = has({kLFHD, kLBHD, kRBHD, kRFHD});
 }
 

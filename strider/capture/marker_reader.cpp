@@ -57,7 +57,8 @@ int CheckMarkers(MarkerRun& run, std::size_t at) {
   return -1;
 }
 
-// --- Sections opened by words that begin with $ ---------------------------------------------------
+// --- Sections opened by words that begin with $
+// ---------------------------------------------------
 
 /// The number behind a section's word; none where there is no number.
 std::optional<double> TakeNumber(MarkerWords& words) {
@@ -171,7 +172,8 @@ int ReadKeywordForm(MarkerRun& run) {
   return 1;
 }
 
-// --- A table with a row a frame -------------------------------------------------------------------
+// --- A table with a row a frame
+// -------------------------------------------------------------------
 
 /// The rows of a text.
 struct Rows {
@@ -189,7 +191,9 @@ struct Rows {
   }
 };
 
-bool IsTitle(std::string_view word) { return BeginsWith(word, "FRAME") || BeginsWith(word, "TIME"); }
+bool IsTitle(std::string_view word) {
+  return BeginsWith(word, "FRAME") || BeginsWith(word, "TIME");
+}
 bool IsName(std::string_view word) {
   return !word.empty() && !ReadNumber(word) && !BeginsWith(word, "D") && !IsTitle(word);
 }
@@ -216,7 +220,8 @@ int ReadTableHead(MarkerRun& run, Rows& rows) {
       if (std::any_of(words.begin(), words.end(), known)) named = row;
       continue;
     }
-    const bool alone = std::all_of(words.begin() + 1, words.end(), [](auto w) { return w.empty(); });
+    const bool alone =
+        std::all_of(words.begin() + 1, words.end(), [](auto w) { return w.empty(); });
     const bool names = std::any_of(words.begin() + 1, words.end(), IsName);
     bool few = true;
     if (names) {
@@ -266,8 +271,8 @@ int ReadTableForm(MarkerRun& run) {
   }
   run.report.framesInFile = run.scene.numFrames;
   const double sceneFrame = static_cast<double>(std::max(run.settings.ticksPerFrame, 1));
-  run.scene.frameTime = last > first ? (last - first) / (run.scene.numFrames - 1)
-                                     : sceneFrame / kTicksPerSecond;
+  run.scene.frameTime =
+      last > first ? (last - first) / (run.scene.numFrames - 1) : sceneFrame / kTicksPerSecond;
   return 1;
 }
 

@@ -29,9 +29,8 @@ std::vector<std::string_view> WordsOfRow(std::string_view row) {
 
 bool BeginsWith(std::string_view word, std::string_view letters) {
   const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
-  return word.size() >= letters.size() &&
-         std::equal(letters.begin(), letters.end(), word.begin(),
-                    [&](char a, char b) { return a == upper(b); });
+  return word.size() >= letters.size() && std::equal(letters.begin(), letters.end(), word.begin(),
+                                                     [&](char a, char b) { return a == upper(b); });
 }
 
 }  // namespace strider
