@@ -43,6 +43,13 @@ Matrix3 FlatFoot(float heading) {
 
 float TurnBetween(float from, float to) { return std::fabs(UnwrapTo(0, to - from)); }
 
+/// The sub-track of the foot, whose keys say where it is.
+std::uint32_t EndLinkMask(const LimbRecord& leg) {
+  const KeyTrack& track = leg.table.track;
+  if (!track.separate) return kAllLinks;
+  return std::uint32_t{1} << (std::min(NumLimbLinks(leg), track.numSubTracks) - 1);
+}
+
 TimeValue TimeOfFrame(std::int64_t frame, TimeValue ticksPerFrame) {
   return Later(0, frame * ticksPerFrame);
 }
@@ -63,6 +70,18 @@ FootSample SampleFoot(const LimbRecord& leg) {
   return sample;
 }
 
+namespace {
+
+/// True where the key in force holds the foot on the ground and the next one does not let go.
+bool IsHeldByKeys(const LimbRecord& leg, TimeValue t) {
+  if (leg.table.Empty()) return false;
+  const LimbKey& key = leg.table[FindKey(leg.table.track, t, EndLinkMask(leg))];
+  return key.ikBlend > kHoldingBlend && InObjectSpace(key) && leg.pose.ikBlend > kHoldingBlend &&
+         leg.pose.ikSpace == kObjectSpace;
+}
+
+}  // namespace
+
 FootSamples SampleFeet(const MotionCore& core, int firstFrame, int numFrames, bool fromKeys,
                        const EvalContext& context) {
   MotionCore posed = core;
@@ -70,12 +89,11 @@ FootSamples SampleFeet(const MotionCore& core, int firstFrame, int numFrames, bo
   FootSamples feet;
   for (auto& side : feet.side) side.reserve(static_cast<std::size_t>(std::max(numFrames, 0)));
   for (int f = 0; f < numFrames; ++f) {
-    CorePose(posed, TimeOfFrame(std::int64_t{firstFrame} + f, core.ticksPerFrame), context);
+    const TimeValue t = TimeOfFrame(std::int64_t{firstFrame} + f, core.ticksPerFrame);
+    CorePose(posed, t, context);
     for (int side = 0; side < 2; ++side) {
-      const LimbRecord& leg = posed.leg[side];
-      FootSample sample = SampleFoot(leg);
-      sample.planted = fromKeys && !leg.table.Empty() && leg.pose.ikBlend > kHoldingBlend &&
-                       leg.pose.ikSpace == kObjectSpace;
+      FootSample sample = SampleFoot(posed.leg[side]);
+      sample.planted = fromKeys && IsHeldByKeys(posed.leg[side], t);
       feet.side[side].push_back(sample);
     }
   }
