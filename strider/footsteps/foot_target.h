@@ -20,6 +20,7 @@ struct FootTarget {
   // Of a foot on its way:
   float u = 0;        // share of the way
   Point3 from, to;    // its ends
+  float fromAngle = 0, toAngle = 0;
   bool idle = false;  // no way of its own: carried beside the other foot
 };
 
