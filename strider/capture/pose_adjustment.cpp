@@ -42,11 +42,11 @@ PoseAdjustment::PoseAdjustment(const Talent& talent, const CapturedPose& referen
     offset.limb = Offset(a.pose.limbRotation, b.pose.limbRotation);
     offset.end = Offset(a.pose.endRotation, b.pose.endRotation);
     for (int d = 0; d < std::min(a.numDigits, b.numDigits); ++d) {
-      const DigitKey &from = a.digits[d].pose, &to = b.digits[d].pose;
-      offset.digits[d].base = Offset(from.base, to.base);
+      const DigitKey &was = a.digits[d].pose, &is = b.digits[d].pose;
+      offset.digits[d].base = Offset(was.base, is.base);
       for (int k = 0; k < kMaxDigitLinks; ++k) {
-        offset.digits[d].link[k] = Offset(from.link[k], to.link[k]);
-        offset.digits[d].bend[k] = to.bend[k] - from.bend[k];
+        offset.digits[d].link[k] = Offset(was.link[k], is.link[k]);
+        offset.digits[d].bend[k] = is.bend[k] - was.bend[k];
       }
     }
   };

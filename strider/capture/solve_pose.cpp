@@ -12,7 +12,7 @@ namespace {
 
 // Sines of the bend of a limb below which its joints' places say nothing of its plane, and above
 // which they say all.
-constexpr float kStraight = 0.05f, kBent = 0.25f;
+constexpr float kStraight = 0.03f, kBent = 0.12f;
 // A hinge that bends the wrong way by less than this overstretches; past it the plane has turned.
 constexpr float kOverstretch = 0.6f;
 

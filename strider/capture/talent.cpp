@@ -18,6 +18,9 @@ constexpr float kAnkleHeight = 23.0f / 200, kToeSide = 29.0f / 200;
 constexpr float kLowestAnkle = 0.05f, kHighestAnkle = 0.17f;
 // A spine whose last joint has no way of its own up to the neck takes this share of it.
 constexpr float kShareOfNeck = 0.25f;
+// A first chest joint higher over the hips than this leaves a waist that the pelvis carries; the
+// spine then starts at the height of the figure of default proportions.
+constexpr float kWaist = 0.16f, kSpineBase = 23.0f / 200;
 // Of the forearm's length.
 constexpr float kHandLength = 0.42f;
 // Of a finger's link before.
@@ -88,7 +91,7 @@ class Fitting {
   const TalentStructure& wanted_;
   Talent& talent_;
   Quat heading_;
-  Point3 middle_;
+  Point3 middle_, spineBase_;
   float leg_ = 0;  // hip to ankle
   Quat upright_, legAxes_, armAxes_, footAxes_;
 };
@@ -127,6 +130,12 @@ void Fitting::PlanTrunk() {
   joints.push_back(kNeckJoint);
   joints.push_back(kHeadJoint);
   const float none = kNoLength * leg_;
+  spineBase_ = Place(joints[0]);
+  if (Length(spineBase_) > kWaist * leg_ && top < 4) {
+    const Point3 way = spineBase_;
+    spineBase_ = (kSpineBase * leg_ / Length(way)) * way;
+    talent_.spine.push_back({kHipsJoint, joints[0], {}, 0});
+  }
   Point3 end = Place(joints[0]);
   const auto add = [&](std::vector<ChainLink>& chain, std::size_t i, bool needed) {
     const int joint = joints[i], next = joints[i + 1];
@@ -209,7 +218,7 @@ void Fitting::FitChain(ChainRecord& chain, const std::vector<ChainLink>& links,
 void Fitting::FitTrunk() {
   MotionCore& figure = talent_.figure;
   talent_.pelvis = TurnTo(kHipsJoint, {});
-  Point3 end = figure.spine.baseOffset = Place(talent_.spine.front().joint);
+  Point3 end = figure.spine.baseOffset = spineBase_;
   const auto turn = [&](std::vector<ChainLink>& links) {
     const Point3 start = end;
     for (ChainLink& link : links) {
@@ -282,7 +291,7 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
   const float share = leg.heelLength / leg.toeLength;
   leg.toeLength = std::clamp(reach, 0.08f * leg_, 0.3f * leg_);
   leg.heelLength = share * leg.toeLength;
-  const float stands = StandingAnkle(motion_);
+  const float stands = StandingAnkle(motion_), laidHeight = leg.extremityHeight;
   leg.extremityHeight =
       stands > kLowestAnkle * leg_ && stands < kHighestAnkle * leg_ ? stands : kAnkleHeight * leg_;
   leg.dimensions[NumLimbLinks(leg) - 1] = {leg.toeLength + leg.heelLength, leg.extremityWidth,
@@ -291,7 +300,11 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
     turns.pointsAt = joint ? toe : kNoJoint;
     turns.pointsAlong = Rotate(Conjugate(Reference(ankle).rotation) * heading_, way);
   }
-  for (int d = 0; d < leg.numDigits; ++d) leg.digits[d].baseOffset.y = leg.toeLength;
+  for (int d = 0; d < leg.numDigits; ++d) {
+    // As far over the ground as they were laid out.
+    leg.digits[d].baseOffset.x += leg.extremityHeight - laidHeight;
+    leg.digits[d].baseOffset.y = leg.toeLength;
+  }
   if (!talent_.movesToes || leg.numDigits == 0) return;
   DigitRecord& digit = leg.digits[0];
   turns.digit[0][0] = TurnTo(toe, foot * digit.baseRotation);
