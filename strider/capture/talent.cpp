@@ -21,6 +21,10 @@ constexpr float kShareOfNeck = 0.25f;
 // A first chest joint higher over the hips than this leaves a waist that the pelvis carries; the
 // spine then starts at the height of the figure of default proportions.
 constexpr float kWaist = 0.16f, kSpineBase = 23.0f / 200;
+// Of the foot's width and height, for the toes of a take that turns them as one.
+constexpr float kToesWidth = 0.9f, kToesDepth = 0.3f;
+// Of the height of the default head: an end that is lower is not the crown.
+constexpr float kLowCrown = 0.8f;
 // Of the forearm's length.
 constexpr float kHandLength = 0.42f;
 // Of a finger's link before.
@@ -312,6 +316,10 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
   const float tip = Length(end) > kNoLength * leg_ ? Length(end) : 0.5f * leg.toeLength;
   for (int k = 0; k < digit.numLinks; ++k) {
     digit.dimensions[k].x = tip / static_cast<float>(digit.numLinks);
+    if (leg.numDigits == 1) {  // the whole front of the foot
+      digit.dimensions[k].y = kToesWidth * leg.extremityWidth;
+      digit.dimensions[k].z = kToesDepth * leg.extremityHeight;
+    }
     digit.pose.bend[k] = leg.rest.digits[0].bend[k] = 0;
   }
   // A toe that lies level touches the ground with its lower side.
@@ -322,7 +330,7 @@ void Fitting::FitHead() {
   MotionCore& figure = talent_.figure;
   talent_.head = TurnTo(kHeadJoint, upright_);
   const float crown = Length(motion_.end[kHeadJoint]);
-  if (crown > kLowestAnkle * leg_) figure.head.sizes[1] = crown;
+  if (crown > kLowCrown * figure.head.sizes[1]) figure.head.sizes[1] = crown;
 }
 
 void Fitting::FitArm(Side side) {
