@@ -156,7 +156,8 @@ FootTarget TargetAt(const FootstepTrack& track, int side, TimeValue t) {
 }
 
 float CarriersHeight(const FootstepTrack& track, TimeValue t) {
-  return 0.5f * (CarrierOf(TargetAt(track, 0, t)).place.y + CarrierOf(TargetAt(track, 1, t)).place.y);
+  return 0.5f *
+         (CarrierOf(TargetAt(track, 0, t)).place.y + CarrierOf(TargetAt(track, 1, t)).place.y);
 }
 
 void NoteHeights(Adaptation& a) {

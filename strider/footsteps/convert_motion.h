@@ -6,8 +6,8 @@
 namespace strider {
 
 /// Takes the footsteps off a motion: what its keys show stays, and leg keys that hold a foot keep
-/// holding it. With `bake` every part gets a key on every frame first, so that flights and what else
-/// the footsteps make between keys stays too. kRefused, nothing changed, for a motion that is
+/// holding it. With `bake` every part gets a key on every frame first, so that flights and what
+/// else the footsteps make between keys stays too. kRefused, nothing changed, for a motion that is
 /// free-form already, in figure mode, or if memory ran out.
 [[nodiscard]] int ConvertToFreeForm(MotionCore& core, bool bake, const EvalContext& context);
 

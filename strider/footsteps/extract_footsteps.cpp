@@ -205,8 +205,7 @@ namespace {
 ExtractedFootstep MeasureRun(const Foot& foot, const PlantedRun& run, float& highest) {
   ExtractedFootstep found;
   found.side = run.side;
-  const FootSample& middle =
-      foot[static_cast<std::size_t>((run.last - run.first) / 2 + run.first)];
+  const FootSample& middle = foot[static_cast<std::size_t>((run.last - run.first) / 2 + run.first)];
   highest = kFarBelow;
   for (int f = run.first; f <= run.last; ++f) {
     const FootSample& sample = foot[static_cast<std::size_t>(f)];

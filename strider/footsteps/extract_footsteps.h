@@ -87,9 +87,9 @@ float ExtractionLegLength(const MotionCore& core);
 float ExtractionFootSize(const LimbRecord& leg);
 
 /// Puts a footstep for each run at the end of an empty track; frame 0 of the samples is frame
-/// `firstFrame`. A contact that begins before time 0 begins there. From keys the last frame of a run
-/// is the lift, else the frame after it. kRefused, with some of them appended, where memory ran out
-/// or a footstep would end past kFootstepTimeLimit.
+/// `firstFrame`. A contact that begins before time 0 begins there. From keys the last frame of a
+/// run is the lift, else the frame after it. kRefused, with some of them appended, where memory ran
+/// out or a footstep would end past kFootstepTimeLimit.
 [[nodiscard]] int AppendFootstepsOfRuns(MotionCore& target, const FootSamples& feet,
                                         const std::vector<PlantedRun>& runs,
                                         const ExtractionSettings& settings, int firstFrame,

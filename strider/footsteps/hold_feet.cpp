@@ -22,14 +22,14 @@ constexpr float kMostTurn = 0.15f;
 /// A leg at one time as the keys have it, and as it is to be.
 struct LegRead {
   TimeValue time = 0;
-  bool isKey = false;    // a key stands there, or is to
-  Point3 hip, ankle;     // the core's space
-  Quat foot;             // rotation, the core's space
-  Point3 heel, toes;     // the two ends of the sole, from the ankle
-  int pivot = kToePivot; // what the foot stands on from here on
-  int span = -1;         // contact that the time belongs to
+  bool isKey = false;     // a key stands there, or is to
+  Point3 hip, ankle;      // the core's space
+  Quat foot;              // rotation, the core's space
+  Point3 heel, toes;      // the two ends of the sole, from the ankle
+  int pivot = kToePivot;  // what the foot stands on from here on
+  int span = -1;          // contact that the time belongs to
   Point3 heldAnkle;
-  Quat turn;             // from the foot as it was to the held one
+  Quat turn;  // from the foot as it was to the held one
   Point3 Shift() const { return heldAnkle - ankle; }
   const Point3& End(int which) const { return which == kHeelPivot ? heel : toes; }
 };
@@ -174,8 +174,8 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
   Point3 sum;
   for (std::size_t k = first + 1; k <= last; ++k) {
     const LegRead &before = reads[k - 1], &now = reads[k];
-    const Point3 drift = (now.ankle + now.End(before.pivot)) -
-                         (before.ankle + before.End(before.pivot));
+    const Point3 drift =
+        (now.ankle + now.End(before.pivot)) - (before.ankle + before.End(before.pivot));
     shifts[k - first] = shifts[k - first - 1] - drift;
     sum += shifts[k - first];
   }
@@ -248,7 +248,8 @@ void PoseHeld(LimbRecord& leg, const LegRead& read, const EvalContext& context) 
   pose.swivel = UnitFrame(pose.limbRotation, {}).row[2];
   pose.worldTarget = read.heldAnkle;
   pose.localTarget = IntoBase(leg, read.heldAnkle);
-  // The same length needs no bend; what rounding leaves must not open a knee that is nearly straight.
+  // The same length needs no bend; what rounding leaves must not open a knee that is nearly
+  // straight.
   if (std::fabs(Length(was) - Length(is)) > 1e-5f * leg.totalLength) {
     SolveToLocalTarget(leg, context);
   }
@@ -257,9 +258,7 @@ void PoseHeld(LimbRecord& leg, const LegRead& read, const EvalContext& context) 
       Normalized(Conjugate(LastSegmentInWorld(leg, shape)) * (read.turn * read.foot));
 }
 
-bool IsAsItWas(const LegRead& read) {
-  return read.heldAnkle == read.ankle && read.turn == Quat{};
-}
+bool IsAsItWas(const LegRead& read) { return read.heldAnkle == read.ankle && read.turn == Quat{}; }
 
 /// The key of a read, the leg posed as it was there.
 LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state,
@@ -314,8 +313,7 @@ int HoldFeet(MotionCore& core, const MotionCore& source, const EvalContext& cont
     }
     runs[side].reads = TimesToRead(core, runs[side]);
   }
-  ForEachRead(posed, runs, context,
-              [&](int side, LegRead& read) { Read(posed.leg[side], read); });
+  ForEachRead(posed, runs, context, [&](int side, LegRead& read) { Read(posed.leg[side], read); });
   for (LegRun& run : runs) HoldLeg(core.leg[run.side], run);
   int done = kDone;
   ForEachRead(posed, runs, context, [&](int side, LegRead& read) {
