@@ -14,7 +14,7 @@ struct ConversionSettings {
   bool footsteps = true;
   ExtractionSettings extraction;
   bool reduce = true;
-  KeyReductionRow reduction[kNumReductionRows] = {};
+  KeyReductionTable reduction = kDefaultKeyReduction;
 };
 
 struct ConversionReport {

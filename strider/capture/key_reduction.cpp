@@ -355,20 +355,20 @@ int ReductionReport::KeysAfter() const {
   return sum;
 }
 
-KeyReductionRows ReductionRowOf(int id) {
+KeyReductionTrack ReductionRowOf(int id) {
   switch (id) {
-    case kHorizontal: return kHorizontalRow;
-    case kVertical: return kVerticalRow;
-    case kTurn: return kTurnRow;
-    case kPelvis: return kPelvisRow;
-    case kSpine: return kSpineRow;
+    case kHorizontal: return kReduceHorizontal;
+    case kVertical: return kReduceVertical;
+    case kTurn: return kReduceTurn;
+    case kPelvis: return kReducePelvis;
+    case kSpine: return kReduceSpine;
     case kNeck:
-    case kHead: return kNeckRow;
-    case kLeftArm: return kLeftArmRow;
-    case kRightArm: return kRightArmRow;
-    case kLeftLeg: return kLeftLegRow;
-    case kRightLeg: return kRightLegRow;
-    default: return kTailRow;  // what hangs: tail, ponytails and extra chains
+    case kHead: return kReduceNeck;
+    case kLeftArm: return kReduceLeftArm;
+    case kRightArm: return kReduceRightArm;
+    case kLeftLeg: return kReduceLeftLeg;
+    case kRightLeg: return kReduceRightLeg;
+    default: return kReduceTail;  // what hangs: tail, ponytails and extra chains
   }
 }
 
@@ -389,7 +389,7 @@ int ReduceTrack(MotionCore& core, int id, const KeyReductionRow& row,
   }
 }
 
-int ReduceKeys(MotionCore& core, const KeyReductionRow (&rows)[kNumReductionRows],
+int ReduceKeys(MotionCore& core, const KeyReductionTable& rows,
                const std::optional<Interval>& range, const EvalContext& context,
                ReductionReport& report) {
   report = {};
@@ -397,8 +397,8 @@ int ReduceKeys(MotionCore& core, const KeyReductionRow (&rows)[kNumReductionRows
     const ReductionSamples samples = SampleForReduction(core, context);
     MotionCore thinned = core;
     for (const int id : TracksInOrder(core)) {
-      const bool all = rows[kAllRow].filter != 0;
-      const KeyReductionRow& row = rows[all ? kAllRow : ReductionRowOf(id)];
+      const bool all = rows[kReduceAll].filter != 0;
+      const KeyReductionRow& row = rows[all ? kReduceAll : ReductionRowOf(id)];
       const int keys = NumKeysOf(core, id);
       TrackReduction track{id, keys, keys, 0};
       if (row.filter != 0 && row.tolerance > 0 && keys > 0) {

@@ -13,16 +13,16 @@ constexpr TimeValue kFrame = kDynamicsFrame;
 
 /// Rows of which only one does something.
 struct Rows {
-  KeyReductionRow row[kNumReductionRows];
+  KeyReductionTable row;
   Rows() {
     for (KeyReductionRow& each : row) each.filter = 0;
   }
   static Rows Default() {
     Rows rows;
     for (KeyReductionRow& each : rows.row) each = {1, 6, 3};
-    rows.row[kAllRow] = {0, 0, 3};
-    rows.row[kHorizontalRow] = rows.row[kTurnRow] = {1, 1, 3};
-    rows.row[kVerticalRow] = {1, 1, 4};
+    rows.row[kReduceAll] = {0, 0, 3};
+    rows.row[kReduceHorizontal] = rows.row[kReduceTurn] = {1, 1, 3};
+    rows.row[kReduceVertical] = {1, 1, 4};
     return rows;
   }
 };
@@ -129,15 +129,15 @@ TEST(KeyReduction, FiltersAndTheRowOfAllTracks) {
   EXPECT_EQ(report.KeysBefore(), report.KeysAfter());
 
   Rows rows;
-  rows.row[kPelvisRow] = {1, 1000, 50};
+  rows.row[kReducePelvis] = {1, 1000, 50};
   ASSERT_EQ(ReduceKeys(one, rows.row, {}, {}, report), kDone);
   EXPECT_EQ(one.pelvis.table.track.numKeys, 2);
   EXPECT_EQ(report.KeysBefore() - report.KeysAfter(), 18);
 
   // Then all but the ends go, whatever the rows of their own say.
-  rows.row[kAllRow] = {1, 1000, 50};
-  rows.row[kPelvisRow] = {0, 0, 0};
-  rows.row[kTurnRow] = {1, 0, 0};
+  rows.row[kReduceAll] = {1, 1000, 50};
+  rows.row[kReducePelvis] = {0, 0, 0};
+  rows.row[kReduceTurn] = {1, 0, 0};
   ASSERT_EQ(ReduceKeys(all, rows.row, {}, {}, report), kDone);
   EXPECT_EQ(all.pelvis.table.track.numKeys, 2);
   EXPECT_EQ(all.body.turn.track.numKeys, 2);
@@ -238,7 +238,7 @@ TEST(KeyReduction, CurvesStayWithinTheToleranceOfEveryFrame) {
     for (const float tolerance : {1.0f, 6.0f, 15.0f}) {
       MotionCore dense = RandomMotion(random, kFrames, roughness), thin = dense;
       Rows rows;
-      rows.row[kAllRow] = {1, tolerance, 1};  // every frame may have a key
+      rows.row[kReduceAll] = {1, tolerance, 1};  // every frame may have a key
       ReductionReport report;
       ASSERT_EQ(ReduceKeys(thin, rows.row, {}, {}, report), kDone);
       Apart most;
