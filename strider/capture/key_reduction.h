@@ -39,8 +39,8 @@ KeyReductionTrack ReductionRowOf(int id);
                               const ReductionSamples& samples, const std::optional<Interval>& range,
                               TrackReduction& report);
 
-/// Thins all tracks whose rows have their filter on, by kReduceAll where its own is. What flights and
-/// shapes follow from keys is rebuilt. kRefused, nothing changed, if memory ran out.
+/// Thins all tracks whose rows have their filter on, by kReduceAll where its own is. What flights
+/// and shapes follow from keys is rebuilt. kRefused, nothing changed, if memory ran out.
 [[nodiscard]] int ReduceKeys(MotionCore& core, const KeyReductionTable& rows,
                              const std::optional<Interval>& range, const EvalContext& context,
                              ReductionReport& report);

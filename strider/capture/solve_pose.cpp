@@ -125,8 +125,7 @@ Point3 PlaneNormal(const LimbRecord& limb, const LimbTurns& turns, const LimbJoi
   const Point3 across = Cross(upper, lower);
   const float bend = Length(across);
   Point3 byPlace = Normalized(across);
-  if (kind == PlaneSource::kAngle || kind == PlaneSource::kAsStands ||
-      byPlace == Point3{}) {
+  if (kind == PlaneSource::kAngle || kind == PlaneSource::kAsStands || byPlace == Point3{}) {
     return byTurn == Point3{} ? Rotate(upperTurn, {0, 0, 1}) : byTurn;
   }
   if (kind == PlaneSource::kPoint) return byPlace;
