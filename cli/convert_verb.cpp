@@ -8,7 +8,9 @@
 #include "cli/output.h"
 #include "cli/verbs.h"
 #include "strider/base/number_text.h"
+#include "strider/footsteps/convert_motion.h"
 #include "strider/storage/motion_file.h"
+#include "strider/storage/preferences.h"
 
 namespace strider {
 namespace {
@@ -20,6 +22,7 @@ struct Arguments {
   std::optional<std::string> from, to, figure, bodyType, metresPerUnit;
   bool keyPerFrame = false, flatten = false, zeroHeight = false;
   bool retargetHeight = false, retargetLimbs = false;
+  bool freeForm = false, footsteps = false, bake = false, flat = false;
   MotionOutputWords words;
 };
 
@@ -119,6 +122,45 @@ bool Load(const Arguments& arguments, StreamContents& contents, std::string& ref
   return LoadMotion(arguments.input, options, {}, contents, refusal);
 }
 
+bool CheckConversion(const Arguments& arguments, std::string& refusal) {
+  if (arguments.freeForm && arguments.footsteps) {
+    refusal = "--free-form and --footsteps exclude each other";
+  } else if (arguments.bake && !arguments.freeForm && !arguments.footsteps) {
+    refusal = "--bake goes with --free-form or --footsteps";
+  } else if (arguments.flat && !arguments.footsteps) {
+    refusal = "--flat goes with --footsteps";
+  }
+  return refusal.empty();
+}
+
+bool ConvertMotion(const Arguments& arguments, MotionCore& core, std::string& refusal) {
+  const std::string at = arguments.input + ": ";
+  if (arguments.freeForm) {
+    if (core.freeForm) {
+      refusal = at + "the motion is free-form already";
+    } else if (ConvertToFreeForm(core, arguments.bake, {}) == kRefused) {
+      refusal = at + "memory ran out";
+    }
+  } else if (arguments.footsteps && !core.freeForm) {
+    refusal = at + "the motion has footsteps already";
+  } else if (arguments.footsteps) {
+    const Preferences defaults;
+    ExtractionSettings settings;
+    settings.conversionFlag = 1;
+    settings.fsSlidingAngle = static_cast<float>(defaults.slidingAngle);
+    settings.fsSlidingDist = static_cast<float>(defaults.slidingDist);
+    ExtractionReport report;
+    switch (ConvertToFootsteps(core, settings, {arguments.bake, arguments.flat}, report, {})) {
+      case ToFootstepsResult::kDone: break;
+      case ToFootstepsResult::kNoFootsteps:
+        refusal = at + "no leg key holds a foot on the ground, so that there are no footsteps";
+        break;
+      case ToFootstepsResult::kRefused: refusal = at + "memory ran out"; break;
+    }
+  }
+  return refusal.empty();
+}
+
 ExitStatus Run(const Arguments& arguments) {
   const std::string format = ExtensionOf(arguments.output);
   std::string refusal;
@@ -127,7 +169,9 @@ ExitStatus Run(const Arguments& arguments) {
   if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
     return RefuseFormat(kName, arguments.output, formats);
   }
-  if (!ReadOutputOptions(arguments, output, refusal)) return Refuse(kName, refusal);
+  if (!ReadOutputOptions(arguments, output, refusal) || !CheckConversion(arguments, refusal)) {
+    return Refuse(kName, refusal);
+  }
   StreamContents contents;
   if (!Load(arguments, contents, refusal)) return Refuse(kName, refusal);
   if (!contents.warning.empty()) {
@@ -135,6 +179,7 @@ ExitStatus Run(const Arguments& arguments) {
               << "\n";
   }
   MotionCore& core = contents.Base();
+  if (!ConvertMotion(arguments, core, refusal)) return Refuse(kName, refusal);
   FrameRange range;
   bool part = false;
   if (!ReadRange(arguments, core, range, part, refusal)) return Refuse(kName, refusal);
@@ -194,6 +239,12 @@ Verb AddConvertVerb(CLI::App& program) {
                    "with --figure: strides stay, the body takes its own height");
   parser->add_flag("--retarget-limbs", a->retargetLimbs,
                    "with --figure: each limb reaches by its own length");
+  parser->add_flag("--free-form", a->freeForm, "the footsteps go, the motion stays as free keys");
+  parser->add_flag("--footsteps", a->footsteps,
+                   "footsteps where leg keys hold a foot on the ground");
+  parser->add_flag("--bake", a->bake,
+                   "with --free-form or --footsteps: a key of every part on every frame first");
+  parser->add_flag("--flat", a->flat, "with --footsteps: they are put on the ground plane");
   text("--body-type", a->bodyType, "N", "bodies that are drawn, 0 the finest to 3 boxes");
   text("--metres-per-unit", a->metresPerUnit, "M", "size of a scene unit for formats in metres");
   AddMotionOutputOptions(*parser, a->words);

@@ -113,6 +113,8 @@ KeyShape ShapeOf(const KeyTcb& tcb, TimeValue before, TimeValue here, TimeValue 
 }
 
 QuatHandles HandlesOf(const Quat& before, const Quat& here, const Quat& after, const KeyShape& k) {
+  // Most links of fingers and chains never turn.
+  if (before == Quat{} && here == Quat{} && after == Quat{}) return {};
   const Point3 arriving = LnDif(before, here), departing = LnDif(here, after);
   const Point3 in = 0.5f * ((1 - k.inBefore) * arriving - k.inAfter * departing);
   const Point3 out = 0.5f * ((k.outAfter - 1) * departing + k.outBefore * arriving);

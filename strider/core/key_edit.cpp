@@ -115,6 +115,8 @@ class OwnKeys {
   int Before(int index) const {
     return track_.separate ? track_.maskIndex.FindLast(index - 1, mask_) : index - 1;
   }
+  /// The last before `index` if that is one of them; else -1.
+  int BeforeOwn(int index) const { return From(index) == index ? Before(index) : -1; }
 
  private:
   const KeyTrack& track_;
@@ -364,8 +366,19 @@ KeyRefusal MoveKey(MotionCore& core, int id, int index, TimeValue t) {
 
 void AlignKeys(MotionCore& core, int id) {
   (void)WithTable(core, id, [](const auto& shape, auto& table) {
-    KeyTrack& track = table.track;
-    for (int i = 0; i < track.numKeys; ++i) MarkDirty(track, i, AlignFrom(shape, table, i));
+    const KeyTrack& track = table.track;
+    const auto at = [&](int key, int i) {
+      return RotationAt(shape, table.keys[static_cast<std::size_t>(key)], i);
+    };
+    // Key by key: a key's rotations lie together, those of the keys far apart.
+    for (int key = 0; key < track.numKeys; ++key) {
+      for (int i = 0; i < NumRotations(shape, table[key]); ++i) {
+        RotationField own = at(key, i);
+        const int before = OwnKeys(track, own.subTrack).BeforeOwn(key);
+        if (before >= 0) GoOnFrom(at(before, i), own, track.eulerOrder);
+      }
+    }
+    MarkDirty(table.track, 0, track.numKeys - 1);
     return KeyRefusal::kNone;
   });
 }

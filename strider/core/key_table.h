@@ -160,34 +160,56 @@ void RefreshDerived(KeyTable<Key>& table, const Channels& channels) {
           GetTcb(track, i, sub), table.TimeOf(before), table.TimeOf(i), table.TimeOf(after));
     }
   }
-  for (int channel = 0; channel < track.numQuats; ++channel) {
-    const int sub = track.separate ? channels.SubTrack(channel) : 0;
-    const KeyRange range = DirtyRange(track, sub);
-    for (int i = range.first; i <= range.last; ++i) {
+  const auto handlesAt = [&](int i, int channel) -> QuatHandles& {
+    return track.handles[static_cast<std::size_t>(i * track.numQuats + channel)];
+  };
+  const auto refreshHandles = [&](int channel, int sub, int first, int last) {
+    for (int i = first; i <= last; ++i) {
       if (!neighbours(i, sub, before, after)) continue;
-      const KeyTcb tcb = channels.Rule(table[i], channel, GetTcb(track, i, sub));
+      const KeyTcb own = GetTcb(track, i, sub), tcb = channels.Rule(table[i], channel, own);
       const KeyShape shape =
-          ShapeOf(tcb, table.TimeOf(before), table.TimeOf(i), table.TimeOf(after));
+          tcb == own ? track.shapes[static_cast<std::size_t>(i * shapesPerKey + sub)]
+                     : ShapeOf(tcb, table.TimeOf(before), table.TimeOf(i), table.TimeOf(after));
       // A neighbour that holds the rotation in another space says nothing of this one's path.
       if (!channels.Comparable(table[i], table[before], channel)) before = i;
       if (!channels.Comparable(table[i], table[after], channel)) after = i;
-      track.handles[static_cast<std::size_t>(i * track.numQuats + channel)] =
+      handlesAt(i, channel) =
           HandlesOf(channels.At(table[before], channel), channels.At(table[i], channel),
                     channels.At(table[after], channel), shape);
     }
-    // The arcs of each span, once the handles at both of its ends stand.
-    const auto handlesOf = [&](int i) -> QuatHandles& {
-      return track.handles[static_cast<std::size_t>(i * track.numQuats + channel)];
+  };
+  // The arcs of the spans from keys, once the handles at both of their ends stand; `intoFirst`
+  // those of the span into the first one too.
+  const auto refreshArcs = [&](int channel, int sub, int first, int last, bool intoFirst) {
+    const auto between = [&](int from, int to) {
+      QuatHandles& left = handlesAt(from, channel);
+      left.keyArc = ArcOf(channels.At(table[from], channel), channels.At(table[to], channel));
+      left.handleArc = ArcOf(left.out, handlesAt(to, channel).in);
     };
-    for (int i = range.first; i <= range.last; ++i) {
+    for (int i = first; i <= last; ++i) {
       if (!neighbours(i, sub, before, after)) continue;
-      const auto refreshArcs = [&](int from, int to) {
-        QuatHandles& left = handlesOf(from);
-        left.keyArc = ArcOf(channels.At(table[from], channel), channels.At(table[to], channel));
-        left.handleArc = ArcOf(left.out, handlesOf(to).in);
-      };
-      if (i == range.first && before < i) refreshArcs(before, i);
-      refreshArcs(i, after);
+      if (intoFirst && i == first && before < i) between(before, i);
+      between(i, after);
+    }
+  };
+  if (track.separate) {
+    for (int channel = 0; channel < track.numQuats; ++channel) {
+      const int sub = channels.SubTrack(channel);
+      const KeyRange range = DirtyRange(track, sub);
+      refreshHandles(channel, sub, range.first, range.last);
+      refreshArcs(channel, sub, range.first, range.last, true);
+    }
+  } else {
+    // A few keys at a time for all channels: what they read of a key lies together.
+    constexpr int kKeysAtOnce = 16;
+    const KeyRange range = DirtyRange(track, 0);
+    for (int first = range.first; first <= range.last; first += kKeysAtOnce) {
+      const int last = std::min(first + kKeysAtOnce - 1, range.last);
+      for (int channel = 0; channel < track.numQuats; ++channel) {
+        refreshHandles(channel, 0, first, last);
+        refreshArcs(channel, 0, std::max(first - 1, range.first),
+                    last == range.last ? last : last - 1, first == range.first);
+      }
     }
   }
   track.dirtyFirst = 0;

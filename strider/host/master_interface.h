@@ -236,4 +236,17 @@ class IStriderMaster15 : public IStriderMaster14 {
   virtual bool LoadFromChunk(std::string_view chunk) = 0;
 };
 
+/// Motions of footsteps and motions of free keys, one made from the other. Each is one undo step
+/// within a hold; what is refused changes nothing and is told.
+class IStriderMaster16 : public IStriderMaster15 {
+ public:
+  /// Takes the footsteps off, the keys stay; with `bake` every part has a key on every frame first.
+  /// False for a motion that has none.
+  virtual bool ConvertToFreeForm(bool bake) = 0;
+  /// Finds the footsteps that the leg keys of a free-form motion stand on; with `flat` they are put
+  /// on the ground plane. How much a foot may slide is the preferences'. How many there are is
+  /// told; where there are none, nothing but the bake has changed, and the answer is false.
+  virtual bool ConvertToFootSteps(bool bake, bool flat) = 0;
+};
+
 }  // namespace strider

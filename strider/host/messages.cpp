@@ -38,6 +38,7 @@ constexpr CatalogueRow kCatalogue[] = {
     {MessageId::kFootstepsNotComputed,
      "The footsteps have no motion yet. Make keys for the footsteps first."},
     {MessageId::kNotInMotionMode, "This is not possible in motion mode. Leave motion mode first."},
+    {MessageId::kFootstepsFound, "The conversion is done. Footsteps found: %1."},
     {MessageId::kAnimationLocked, "The animation of this figure is locked."},
     {MessageId::kLimbFollowsObjectOnLayer,
      "No key was set for %1: it follows an IK object, which rules it on a layer too."},
@@ -55,6 +56,7 @@ constexpr CatalogueRow kCatalogue[] = {
     {MessageId::kFootstepTimesRefused,
      "A footstep cannot move there: it would pass another one, meet the same foot's next contact, "
      "last less than a frame or leave the time that footsteps may take."},
+    {MessageId::kNotInMixerMode, "This is not possible in mixer mode. Leave mixer mode first."},
     {MessageId::kTwistPoseRefused, "Twist pose %1 was left as it is: %2."},
     {MessageId::kLinkCountRefused, "Body part %1 cannot have %2 links."},
     {MessageId::kFigureRefused,

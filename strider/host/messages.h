@@ -21,6 +21,7 @@ enum class MessageId : int {
   kAfterLastFootstep = 155,
   kFootstepsNotComputed = 156,
   kNotInMotionMode = 270,
+  kFootstepsFound = 324,  // %1 how many
   kAnimationLocked = 581,
   kLimbFollowsObjectOnLayer = 590,  // %1 the limb
   kStructureNeedsFigureMode = 40075,
@@ -32,6 +33,7 @@ enum class MessageId : int {
   kBadFootstepValues = 50004,
   kOutOfMemory = 50005,
   kFootstepTimesRefused = 50006,
+  kNotInMixerMode = 50007,
   kTwistPoseRefused = 50020,  // %1 number of the pose, %2 cause
   kLinkCountRefused = 50021,  // %1 body part id, %2 number of links
   kFigureRefused = 50022,

@@ -25,7 +25,7 @@ inline constexpr const char* kChunkName = "The figure in the scene's file";
 /// The limbs that can follow a node, in the order in which files hold them.
 inline constexpr int kTargetLimbs[4] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
 
-class StriderMaster final : public IStriderMaster15 {
+class StriderMaster final : public IStriderMaster16 {
  public:
   /// A figure of a legal structure, standing on `position` (the host's space) with its heading
   /// `angle` about the host's Z (radians, positive to the left). Its nodes join the session's
@@ -137,6 +137,8 @@ class StriderMaster final : public IStriderMaster15 {
   bool GetLayerActive(int index) const override;
   bool SaveToChunk(std::string& chunk) override;
   bool LoadFromChunk(std::string_view chunk) override;
+  bool ConvertToFreeForm(bool bake) override;
+  bool ConvertToFootSteps(bool bake, bool flat) override;
 
   Session& OwnSession() { return session_; }
   /// Whether footsteps can be placed and changed now; if not, it is told why.
@@ -192,6 +194,7 @@ class StriderMaster final : public IStriderMaster15 {
   void BringTargetsUpToDate() const;
   static std::vector<const MotionCore*> MotionsToSave(const MotionCore& base,
                                                       const LayerList& layers, MotionCore& top);
+  bool CanConvert();
   bool InFlow() const { return motionFlowMode && !flowEdit; }
   bool HasLayerAbove() const { return core_->nextLayer != nullptr; }
   MotionCore& TopLayer() const;

@@ -1,7 +1,10 @@
 #include "strider/storage/key_walks.h"
-#include "strider/storage/versions.h"
 
 #include <cmath>
+
+#include "strider/base/large_block.h"
+#include "strider/storage/field_block.h"
+#include "strider/storage/versions.h"
 
 namespace strider {
 namespace {
@@ -9,12 +12,14 @@ namespace {
 std::size_t At(int index) { return static_cast<std::size_t>(index); }
 
 /// A whole number that stands for one of a few things: others are held to the nearest.
-void Held(Stream& s, int& value, int low, int high) {
+template <class S>
+void Held(S& s, int& value, int low, int high) {
   s.Int(value);
   if (s.Reading()) value = std::clamp(value, low, high);
 }
 
-void WalkDigit(Stream& s, DigitKey& digit) {
+template <class S>
+void WalkDigit(S& s, DigitKey& digit) {
   s.Rotation(digit.base);
   s.Vector(digit.baseEuler);
   for (int k = 0; k < kMaxDigitLinks; ++k) {
@@ -24,9 +29,8 @@ void WalkDigit(Stream& s, DigitKey& digit) {
   }
 }
 
-}  // namespace
-
-void WalkKey(Stream& s, LimbKey& key) {
+template <class S>
+void WalkFields(S& s, LimbKey& key) {
   s.Floats(key.jointAngles, kNumJointAngles);
   s.Vector(key.bodyTarget);
   s.Vector(key.objectTarget);
@@ -57,19 +61,21 @@ void WalkKey(Stream& s, LimbKey& key) {
   }
 }
 
-void WalkKey(Stream& s, ChainKey& key) {
+template <class S>
+void WalkFields(S& s, ChainKey& key) {
   s.Four(key.base);
   for (Point3& euler : key.euler) s.Vector(euler);
   for (Quat& rotation : key.rotation) s.Rotation(rotation);
   s.Float(key.extra);
 }
 
-void WalkKey(Stream& s, HeadKey& key) {
+template <class S>
+void WalkFields(S& s, HeadKey& key) {
   s.Float(key.extra);
   s.Vector(key.position);
   s.Vector(key.targetPosition);
   if (s.Version() >= kFirstWithNeckKeys) {
-    WalkKey(s, key.chain);
+    WalkFields(s, key.chain);
   } else {
     s.Vector(key.chain.euler[0]);
     s.Rotation(key.chain.rotation[0]);
@@ -78,7 +84,9 @@ void WalkKey(Stream& s, HeadKey& key) {
   if (s.Reading()) key.headBlend = std::clamp(key.headBlend, 0.0f, 1.0f);
 }
 
-void WalkKey(Stream& s, HorizontalKey& key) {
+/// Slots 0 to 3 as one field, 7, 8, 9 as whole numbers, 4 to 6 as floats.
+template <class S>
+void WalkFields(S& s, HorizontalKey& key) {
   float first[4] = {key.position.x, key.position.y, key.position.z, key.spare[0]};
   s.Four(first);
   s.Int(key.supportState);
@@ -95,14 +103,16 @@ void WalkKey(Stream& s, HorizontalKey& key) {
   key.balanceFactor = std::clamp(key.balanceFactor, 0.0f, 1.0f);
 }
 
-void WalkKey(Stream& s, TurnKey& key) {
+template <class S>
+void WalkFields(S& s, TurnKey& key) {
   s.Rotation(key.rotation);
   s.Floats(key.spare, 4);
   s.Vector(key.euler);
   s.Floats(key.spareTail, 3);
 }
 
-void WalkKey(Stream& s, PelvisKey& key) {
+template <class S>
+void WalkFields(S& s, PelvisKey& key) {
   if (s.Version() >= kFirstWithPelvisRotation) {
     s.Rotation(key.rotation);
     s.Vector(key.euler);
@@ -113,7 +123,8 @@ void WalkKey(Stream& s, PelvisKey& key) {
   if (s.Reading()) key.rotation = AboutX(-rock);
 }
 
-void WalkKey(Stream& s, PropKey& key) {
+template <class S>
+void WalkFields(S& s, PropKey& key) {
   Held(s, key.posSpace, 0, kNumPropSpaces - 1);
   Held(s, key.rotSpace, 0, kNumPropSpaces - 1);
   for (Quat& rotation : key.rotation) s.Rotation(rotation);
@@ -122,10 +133,9 @@ void WalkKey(Stream& s, PropKey& key) {
   for (Point3& spare : key.spare) s.Vector(spare);
 }
 
-namespace {
-
 /// One leg's share of a vertical key, and what the key holds for both.
-void WalkVerticalKey(Stream& s, VerticalKey& key, int leg) {
+template <class S>
+void WalkVerticalKey(S& s, VerticalKey& key, int leg) {
   s.Float(key.adaptFraction[leg]);
   s.Float(key.footReach[leg]);
   s.Floats(key.legShape[leg], 3);
@@ -150,7 +160,25 @@ void WalkVerticalKey(Stream& s, VerticalKey& key, int leg) {
   }
 }
 
-void WalkTcb(Stream& s, KeyTcb& tcb) {
+/// A record of as many fields, as a block where that can be; `walk` goes through them on any
+/// carrier. A writer lays the block out in `room`.
+template <class Walk>
+void WalkRecord(Stream& s, int fields, std::string& room, const Walk& walk) {
+  if (s.IsText()) return walk(s);
+  if (!s.Reading()) {
+    room.resize(4 * At(fields));
+    FieldWriter writer(room.data(), s.Version());
+    walk(writer);
+    return s.PutBlock(room.data(), fields);
+  }
+  const char* bytes = s.TakeBlock(fields);
+  if (bytes == nullptr) return walk(s);
+  FieldReader reader(bytes, s.Version());
+  walk(reader);
+}
+
+template <class S>
+void WalkTcb(S& s, KeyTcb& tcb) {
   float values[5] = {tcb.easeFrom, tcb.easeTo, tcb.tension, tcb.bias, tcb.continuity};
   s.Floats(values, 5);
   if (!s.Reading()) return;
@@ -159,7 +187,8 @@ void WalkTcb(Stream& s, KeyTcb& tcb) {
 }
 
 /// Four floats for each of the three channels, the locks as bits of one number, the types.
-void WalkTangent(Stream& s, KeyTangent& tangent) {
+template <class S>
+void WalkTangent(S& s, KeyTangent& tangent) {
   int locks = 0;
   for (int channel = 0; channel < 3; ++channel) {
     float handles[4] = {tangent.in[channel][0], tangent.in[channel][1], tangent.out[channel][0],
@@ -222,7 +251,8 @@ void SizeTables(KeyTrack& track, int count) {
   track.capacity = track.numKeys = count;
 }
 
-void WalkKeyTime(Stream& s, KeyTrack& track, int index) {
+template <class S>
+void WalkTimeFields(S& s, KeyTrack& track, int index) {
   KeyTimeRecord& record = track.times[At(index)];
   s.Int(record.time);
   s.Float(record.index);
@@ -244,7 +274,13 @@ void WalkKeyTime(Stream& s, KeyTrack& track, int index) {
       WalkTcb(s, track.linkTcb[At(index * track.numSubTracks + sub)]);
     }
   }
+}
+
+void WalkKeyTime(Stream& s, KeyTrack& track, int index, std::string& room) {
+  WalkRecord(s, FieldsOfTime(track), room,
+             [&](auto& carrier) { WalkTimeFields(carrier, track, index); });
   if (!s.Reading()) return;
+  KeyTimeRecord& record = track.times[At(index)];
   if (s.Version() < kFirstWithTicks) {
     record.time = Later(0, std::int64_t{record.time} * kDynamicsFrame);
   }
@@ -279,8 +315,40 @@ void ResizeCurves(KeyTrack& track, int numCurves, int trackCurves) {
 
 }  // namespace
 
+void WalkKey(Stream& s, LimbKey& key) { WalkFields(s, key); }
+void WalkKey(Stream& s, ChainKey& key) { WalkFields(s, key); }
+void WalkKey(Stream& s, HeadKey& key) { WalkFields(s, key); }
+void WalkKey(Stream& s, PelvisKey& key) { WalkFields(s, key); }
+void WalkKey(Stream& s, PropKey& key) { WalkFields(s, key); }
+
+template <class Key>
+void WalkKeys(Stream& s, std::vector<Key>& keys) {
+  int count = static_cast<int>(keys.size());
+  if (!s.Count(count, kFieldsOf<Key>) && s.Reading()) return;
+  Key any;
+  FieldCounter counter(s.Version());
+  WalkFields(counter, any);
+  std::string room;
+  if (s.Reading()) {
+    keys.clear();
+    ReserveForUse(keys, At(count));
+  }
+  for (int i = 0; i < count && s.Good(); ++i) {
+    Key& key = s.Reading() ? keys.emplace_back() : keys[At(i)];
+    WalkRecord(s, counter.Count(), room, [&](auto& carrier) { WalkFields(carrier, key); });
+  }
+}
+template void WalkKeys(Stream&, std::vector<LimbKey>&);
+template void WalkKeys(Stream&, std::vector<ChainKey>&);
+template void WalkKeys(Stream&, std::vector<HeadKey>&);
+template void WalkKeys(Stream&, std::vector<HorizontalKey>&);
+template void WalkKeys(Stream&, std::vector<TurnKey>&);
+template void WalkKeys(Stream&, std::vector<PelvisKey>&);
+template void WalkKeys(Stream&, std::vector<PropKey>&);
+
 void WalkVerticalKeys(Stream& s, std::vector<VerticalKey>& keys) {
   constexpr int kFields = 9;
+  std::string room;
   for (int leg = 0; leg < 2; ++leg) {
     int count = static_cast<int>(keys.size());
     if (!s.Count(count, kFields)) return;
@@ -290,7 +358,13 @@ void WalkVerticalKeys(Stream& s, std::vector<VerticalKey>& keys) {
       }
       if (leg == 0) keys.assign(At(count), {});
     }
-    for (int i = 0; i < count && s.Good(); ++i) WalkVerticalKey(s, keys[At(i)], leg);
+    VerticalKey any;
+    FieldCounter counter(s.Version());
+    WalkVerticalKey(counter, any, leg);
+    for (int i = 0; i < count && s.Good(); ++i) {
+      WalkRecord(s, counter.Count(), room,
+                 [&](auto& carrier) { WalkVerticalKey(carrier, keys[At(i)], leg); });
+    }
   }
 }
 
@@ -307,7 +381,8 @@ void WalkTiming(Stream& s, KeyTrack& track) {
     }
     SizeTables(track, count);
   }
-  for (int i = 0; i < count && s.Good(); ++i) WalkKeyTime(s, track, i);
+  std::string room;
+  for (int i = 0; i < count && s.Good(); ++i) WalkKeyTime(s, track, i, room);
 }
 
 void AdoptTrack(KeyTrack& track, const KeyTrack& form) {
@@ -323,7 +398,9 @@ void AdoptTrack(KeyTrack& track, const KeyTrack& form) {
   ResizeCurves(track, form.numCurves, form.trackCurves);
   track.selected = BitArray(n);
   track.shapes.assign(At(n) * At(ShapesPerKey(track)), {});
-  track.handles.assign(At(n) * At(track.numQuats), {});
+  track.handles.clear();
+  ReserveForUse(track.handles, At(n) * At(track.numQuats));
+  track.handles.resize(At(n) * At(track.numQuats));
   track.maskIndex.Clear();
   if (track.separate) {
     track.maskIndex.Reserve(n);

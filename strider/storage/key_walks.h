@@ -31,25 +31,13 @@ void WalkKey(Stream& s, LimbKey& key);
 void WalkKey(Stream& s, ChainKey& key);
 /// Below version 33 a head key holds the head alone; the neck then stands at rest.
 void WalkKey(Stream& s, HeadKey& key);
-/// Slots 0 to 3 as one field, 7, 8, 9 as whole numbers, 4 to 6 as floats.
-void WalkKey(Stream& s, HorizontalKey& key);
-void WalkKey(Stream& s, TurnKey& key);
 /// Below version 34 a single float: the rock of the pelvis in radians, positive to the right.
 void WalkKey(Stream& s, PelvisKey& key);
 void WalkKey(Stream& s, PropKey& key);
 
-/// A count and as many records.
+/// A count and as many records, of any kind of key but the vertical ones.
 template <class Key>
-void WalkKeys(Stream& s, std::vector<Key>& keys) {
-  int count = static_cast<int>(keys.size());
-  if (!s.Count(count, kFieldsOf<Key>) || !s.Reading()) {
-    for (Key& key : keys) WalkKey(s, key);
-    return;
-  }
-  keys.clear();
-  keys.reserve(static_cast<std::size_t>(count));
-  for (int i = 0; i < count && s.Good(); ++i) WalkKey(s, keys.emplace_back());
-}
+void WalkKeys(Stream& s, std::vector<Key>& keys);
 
 /// The vertical keys, the right leg's table first, then the left one's; what both hold is the same.
 void WalkVerticalKeys(Stream& s, std::vector<VerticalKey>& keys);

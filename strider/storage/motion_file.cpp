@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 
+#include "strider/base/large_block.h"
 #include "strider/base/whole_file.h"
 #include "strider/core/motion_range.h"
 #include "strider/footsteps/activate.h"
@@ -35,7 +36,9 @@ bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& cau
     // Room at once for what there is to be read, where that is known.
     std::error_code unknown;
     const std::uintmax_t whole = std::filesystem::file_size(path, unknown);
-    if (!unknown && whole <= kLargest) bytes.reserve(static_cast<std::size_t>(whole) + kPiece);
+    if (!unknown && whole <= kLargest) {
+      ReserveForUse(bytes, static_cast<std::size_t>(whole) + kPiece);
+    }
     while (true) {
       const std::size_t size = bytes.size();
       bytes.resize(size + kPiece);

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "strider/base/number_text.h"
+#include "strider/storage/field_block.h"
 #include "strider/storage/versions.h"
 #include "strider/storage/wide_text.h"
 
@@ -93,6 +94,24 @@ bool Stream::Take(void* to, std::size_t size) {
 
 void Stream::Put(const void* from, std::size_t size) {
   out_.append(static_cast<const char*>(from), size);
+}
+
+const char* Stream::TakeBlock(int fields) {
+  const std::size_t size = sizeof(float) * static_cast<std::size_t>(fields);
+  if (IsText() || !Good() || Left() < size) return nullptr;
+  const char* bytes = in_.data() + at_;
+  // Positive floats stand in the order of their bits. One word after the other, so that several
+  // are compared at once.
+  const std::uint32_t largest = std::bit_cast<std::uint32_t>(kLargestFloat);
+  std::uint32_t past = 0;
+  for (std::size_t i = 0; i < size; i += sizeof(float)) {
+    std::uint32_t word;
+    std::memcpy(&word, bytes + i, sizeof word);
+    past |= static_cast<std::uint32_t>((word & 0x7fffffffu) > largest);
+  }
+  if (past != 0) return nullptr;
+  at_ += size;
+  return bytes;
 }
 
 std::string_view Stream::Line() {
@@ -258,12 +277,7 @@ void Stream::Rotation(Quat& q) {
   float values[4] = {q.x, q.y, q.z, q.w};
   Four(values);
   if (!reading_) return;
-  q = {values[0], values[1], values[2], values[3]};
-  // Rounded to six decimals a unit is one within this; what is further off was never a rotation.
-  constexpr float kUnit = 1e-4f;
-  const float square = Dot(q, q);
-  if (std::fabs(square - 1) <= kUnit) return;
-  q = square > 1e-12f ? (1 / std::sqrt(square)) * q : Quat{};
+  q = ReadRotation({values[0], values[1], values[2], values[3]});
 }
 
 bool Stream::Count(int& count, int fields) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "strider/base/large_block.h"
 #include "strider/base/point3.h"
 #include "strider/base/quat.h"
 
@@ -81,8 +82,15 @@ class Stream {
   void SkipFloat(float written = 0);
   void SkipFour() { Four(0, 0, 0, 0); }
 
+  /// The bytes of the next `fields` fields at once; null where they have to be read one by one: in
+  /// text, where the input ends before them, and where one holds what may be no number.
+  const char* TakeBlock(int fields);
+  /// Fields that were laid out elsewhere, in a form that is not text.
+  void PutBlock(const char* bytes, int fields) {
+    out_.append(bytes, sizeof(float) * static_cast<std::size_t>(fields));
+  }
   /// Room for as many bytes, so that a writer's buffer need not move while it grows.
-  void Reserve(std::size_t size) { out_.reserve(size); }
+  void Reserve(std::size_t size) { ReserveForUse(out_, size); }
   /// What a writer has written.
   const std::string& Bytes() const { return out_; }
   std::string TakeBytes() { return std::move(out_); }

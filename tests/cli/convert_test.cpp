@@ -224,5 +224,37 @@ TEST_F(ConvertVerb, InfoPrintsWhatMakePrints) {
   EXPECT_EQ(after["footsteps"], before["footsteps"]);
 }
 
+TEST_F(ConvertVerb, TakesFootstepsOffAndFindsThemAgain) {
+  for (const char* bake : {"", " --bake"}) {
+    RunResult result = Run(std::string("convert @walk.sdr --free-form -o @free.sdr") + bake);
+    EXPECT_EQ(result.status, 0) << result.err;
+    MotionCore freed, back;
+    ASSERT_TRUE(LoadMotionFile(File("free.sdr"), freed, cause)) << cause;
+    EXPECT_EQ(freed.footsteps.numFootsteps, 0);
+    EXPECT_EQ(freed.leg[0].table.track.numKeys > 50, *bake != '\0');
+    result = Run(std::string("convert @free.sdr --footsteps --flat -o @back.sdr") + bake);
+    EXPECT_EQ(result.status, 0) << result.err;
+    ASSERT_TRUE(LoadMotionFile(File("back.sdr"), back, cause)) << cause;
+    ASSERT_EQ(back.footsteps.numFootsteps, 6);
+    EXPECT_EQ(back.footsteps.spans[0][1].start, core.footsteps.spans[0][1].start);
+    EXPECT_NEAR(back.footsteps.position[5].x, core.footsteps.position[5].x, 0.2);
+    EXPECT_EQ(back.footsteps.position[5].y, 0);
+  }
+  const struct {
+    const char *line, *cause;
+  } rows[] = {{"@walk.sdr --footsteps", "has footsteps already"},
+              {"@free.sdr --free-form", "is free-form already"},
+              {"@walk.fig --footsteps", "no leg key holds a foot"},
+              {"@walk.sdr --free-form --footsteps", "exclude each other"},
+              {"@walk.sdr --bake", "--bake goes with"},
+              {"@walk.sdr --free-form --flat", "--flat goes with"}};
+  for (const auto& row : rows) {
+    const RunResult result = Run(std::string("convert -o @none.sdr ") + row.line);
+    EXPECT_EQ(result.status, 1) << row.line;
+    EXPECT_NE(result.err.find(row.cause), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(File("none.sdr")));
+  }
+}
+
 }  // namespace
 }  // namespace strider
