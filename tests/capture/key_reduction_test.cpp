@@ -256,9 +256,8 @@ TEST(KeyReduction, CurvesStayWithinTheToleranceOfEveryFrame) {
       if (roughness == 0 && tolerance >= 6) {
         EXPECT_LT(report.KeysAfter() * 3, report.KeysBefore());
       }
-      ForEachTable(thin, [](int id, const auto& table) {
-        EXPECT_TRUE(CheckTrack(table.track)) << id;
-      });
+      ForEachTable(thin,
+                   [](int id, const auto& table) { EXPECT_TRUE(CheckTrack(table.track)) << id; });
     }
   }
 }
@@ -322,9 +321,9 @@ TEST(KeyReduction, DenseWalksKeepTheirContactsAndPlaces) {
     EXPECT_EQ(Contacts(dense, times), Contacts(thin, times));
 
     const float leg = dense.leg[kRight].totalLength;
-    const int links[][2] = {{kPelvis, 0},    {kHead, 0},      {kRightLeg, 1}, {kRightLeg, 2},
-                            {kLeftLeg, 1},   {kLeftLeg, 2},   {kRightArm, 1}, {kRightArm, 2},
-                            {kRightArm, 3},  {kLeftArm, 1},   {kLeftArm, 2},  {kLeftArm, 3}};
+    const int links[][2] = {{kPelvis, 0},   {kHead, 0},    {kRightLeg, 1}, {kRightLeg, 2},
+                            {kLeftLeg, 1},  {kLeftLeg, 2}, {kRightArm, 1}, {kRightArm, 2},
+                            {kRightArm, 3}, {kLeftArm, 1}, {kLeftArm, 2},  {kLeftArm, 3}};
     float sum = 0;
     int count = 0;
     for (const TimeValue t : times) {
