@@ -217,14 +217,23 @@ Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance, floa
   return AngleAxis(std::clamp(turn, -mostTurn, mostTurn), axis);
 }
 
+/// The part of a foot's way from one read to the next that it is let go.
+Point3 SlipOf(const LegRead& from, const LegRead& to, int pivot, float most) {
+  const Point3 way = WayOf(from, to, pivot);
+  const float length = Length(way);
+  return length > most ? (1 - most / length) * way : Point3{};
+}
+
 /// How far an end of the foot is to be shifted at the first read of a contact: by nothing on average
 /// over the first second.
-Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::size_t last) {
+Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::size_t last,
+                  float most) {
   Point3 shift, sum;
   int count = 1;
   for (std::size_t k = first + 1; k <= last; ++k) {
     if (std::int64_t{reads[k].time} - reads[first].time > kTicksPerSecond) break;
-    shift = shift - WayOf(reads[k - 1], reads[k], reads[k - 1].pivot);
+    const int pivot = reads[k - 1].pivot;
+    shift += SlipOf(reads[k - 1], reads[k], pivot, most) - WayOf(reads[k - 1], reads[k], pivot);
     sum += shift;
     ++count;
   }
@@ -238,17 +247,15 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
   ChoosePivots(reads, first, last, leg);
   if (form == kAsItWas) return;
   const Hold& hold = kHolds[form];
+  const float held = hold.slipAbove * leg.totalLength;
   const float mostBack = kBackShare * leg.totalLength;
   const float reach = kMostReach * ReachOf(LengthsOf(leg));
   int pivot = reads[first].pivot;
-  Point3 anchor = reads[first].ankle + reads[first].End(pivot) + FirstShift(reads, first, last);
+  Point3 anchor = reads[first].ankle + reads[first].End(pivot) +
+                  FirstShift(reads, first, last, held);
   for (std::size_t k = first; k <= last; ++k) {
     LegRead& read = reads[k];
-    if (k > first) {
-      const Point3 way = WayOf(reads[k - 1], read, pivot);
-      const float length = Length(way), most = hold.slipAbove * leg.totalLength;
-      if (length > most) anchor += (1 - most / length) * way;
-    }
+    if (k > first) anchor += SlipOf(reads[k - 1], read, pivot, held);
     if (k > first && read.isKey) {
       const Point3 shift = anchor - (read.ankle + read.End(pivot));
       const float length = Length(shift);
@@ -342,18 +349,17 @@ std::vector<float> KneeJerks(const LimbRecord& leg, const std::vector<LegRead>& 
   return jerks;
 }
 
-/// Lets the contacts next to a read go a little; false if they are as loose as can be.
+/// Marks the contact next to a read; false if keys hold that already.
 bool Loosen(LegRun& run, std::size_t at) {
-  int before = -1, after = -1;
-  for (std::size_t k = at + 1; k-- > 0 && before < 0;) before = run.reads[k].span;
-  for (std::size_t k = at; k < run.reads.size() && after < 0; ++k) after = run.reads[k].span;
-  bool any = false;
-  for (const int span : {before, after}) {
-    if (span < 0 || run.HoldsAlready(span)) continue;
-    run.loosen[static_cast<std::size_t>(span)] = true;
-    any = true;
-  }
-  return any;
+  const auto spanOf = [&run](std::size_t k) { return run.reads[k].span; };
+  std::size_t before = at, after = at;
+  while (before > 0 && spanOf(before) < 0) --before;
+  while (after + 1 < run.reads.size() && spanOf(after) < 0) ++after;
+  const bool takeAfter = spanOf(before) < 0 || (spanOf(after) >= 0 && after - at < at - before);
+  const int span = spanOf(takeAfter ? after : before);
+  if (span < 0 || run.HoldsAlready(span)) return false;
+  run.loosen[static_cast<std::size_t>(span)] = true;
+  return true;
 }
 
 /// Marks the contacts that are held too firmly; false if none is.
@@ -368,7 +374,8 @@ bool FindJerks(const LimbRecord& leg, LegRun& run, TimeValue frame) {
     const float around = *std::max_element(was.begin() + static_cast<std::ptrdiff_t>(from),
                                            was.begin() + static_cast<std::ptrdiff_t>(to));
     const bool jerked = is[k] > kJerkFactor * around + kJerkRadians;
-    const bool astray = Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
+    const bool astray = run.reads[k].span >= 0 &&
+                        Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
     if (jerked || astray) any = Loosen(run, k) || any;
   }
   return any;
