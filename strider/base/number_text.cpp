@@ -1,6 +1,7 @@
 #include "strider/base/number_text.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -99,6 +100,54 @@ std::optional<std::int64_t> ReadInteger(std::string_view text) {
   const auto [stop, error] = std::from_chars(text.data(), end, value);
   if (error != std::errc{} || stop != end) return std::nullopt;
   return value;
+}
+
+const char* ScanFloat(const char* at, const char* end, float& value) {
+  // Most numbers are a whole number of few digits over a power of ten, both of which a double holds
+  // to within half of its last bit: so the quotient is known to a bit or two of a double.
+  static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                       1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                       1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  constexpr std::ptrdiff_t kMostDigits = 18;
+  constexpr int kExactPower = 22;
+  const auto isDigit = [](char c) { return static_cast<unsigned char>(c - '0') < 10; };
+  const auto isBlank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+
+  const char* p = at;
+  const bool negative = p != end && *p == '-';
+  p += negative;
+  const char* const first = p;
+  std::uint64_t digits = 0;
+  while (p != end && isDigit(*p)) digits = 10 * digits + static_cast<std::uint64_t>(*p++ - '0');
+  std::ptrdiff_t count = p - first;
+  int power = 0;  // how many decimals there are
+  if (p != end && *p == '.') {
+    const char* const point = ++p;
+    while (p != end && isDigit(*p)) digits = 10 * digits + static_cast<std::uint64_t>(*p++ - '0');
+    power = static_cast<int>(std::min<std::ptrdiff_t>(p - point, kExactPower + 1));
+    count += p - point;
+  }
+  if (count > 0 && p != end && (*p == 'e' || *p == 'E') && end - p > 2 && p[1] == '-') {
+    const char* const exponent = p += 2;
+    int e = 0;
+    while (p != end && isDigit(*p) && p - exponent < 3) e = 10 * e + (*p++ - '0');
+    power += p == exponent ? kExactPower + 1 : e;
+  }
+  if (count > 0 && count <= kMostDigits && power <= kExactPower && (p == end || isBlank(*p))) {
+    const double near = static_cast<double>(static_cast<std::int64_t>(digits)) / kPowers[power];
+    // A float drops 29 bits of it. Which way it rounds is in doubt only right in the middle.
+    constexpr std::uint64_t kDropped = (std::uint64_t{1} << 29) - 1;
+    constexpr std::uint64_t kMiddle = std::uint64_t{1} << 28, kDoubt = 4;
+    if (((std::bit_cast<std::uint64_t>(near) - (kMiddle - kDoubt)) & kDropped) > 2 * kDoubt) {
+      value = static_cast<float>(negative ? -near : near);
+      return p;
+    }
+  }
+  while (p != end && !isBlank(*p)) ++p;
+  const auto read = ReadFloat({at, static_cast<std::size_t>(p - at)});
+  if (!read) return nullptr;
+  value = *read;
+  return p;
 }
 
 void AppendInteger(std::string& text, std::int64_t value) {

@@ -16,6 +16,19 @@ Quat Mix(const Quat& a, float wa, const Quat& b, float wb) {
 
 }  // namespace
 
+Quat ShortestTurn(const Point3& from, const Point3& to) {
+  const Point3 a = Normalized(from), b = Normalized(to);
+  if (a == Point3{} || b == Point3{}) return {};
+  const Point3 across = Cross(a, b);
+  const float along = Dot(a, b);
+  if (along < -0.999999f) {
+    // Any perpendicular will do: the one by the axis that lies farthest from the direction.
+    const Point3 aside = std::fabs(a.x) < 0.6f ? Point3{1, 0, 0} : Point3{0, 1, 0};
+    return AngleAxis(kPi, Cross(a, aside));
+  }
+  return Normalized(Quat{across.x, across.y, across.z, 1 + along});
+}
+
 Point3 LnDif(const Quat& a, const Quat& b) {
   const Quat turn = Conjugate(a) * b;
   const double x = turn.x, y = turn.y, z = turn.z;

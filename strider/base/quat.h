@@ -75,6 +75,10 @@ inline Quat AngleAxis(float angle, const Point3& axis) {
   return {s * unit.x, s * unit.y, s * unit.z, static_cast<float>(h.cos)};
 }
 
+/// The least turn that brings the direction of `from` to that of `to` (any lengths); half a turn
+/// about some perpendicular where they are opposite, none where one is zero.
+Quat ShortestTurn(const Point3& from, const Point3& to);
+
 /// `q` or its negative, whichever lies on the side of `reference`: keys that neighbour each other
 /// are stored on one side, since interpolation never flips a sign.
 inline Quat OnSideOf(const Quat& q, const Quat& reference) {

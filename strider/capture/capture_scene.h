@@ -46,8 +46,15 @@ inline constexpr int kNumChestJoints = 8;
 /// Samples of three numbers, one for each frame. Frames never written are zero.
 struct CaptureSamples {
   std::vector<Point3> samples;
+  int capacity = 0;  // for how many frames callers see room: it grows to 16 past one it lacks
 
   int Count() const { return static_cast<int>(samples.size()); }
+  /// One number of a frame; the frame is the last one from then on if none behind it was written.
+  void Write(int frame, int component, float value) {
+    if (frame >= capacity) capacity = frame + 16;
+    if (frame >= Count()) samples.resize(static_cast<std::size_t>(frame) + 1);
+    samples[static_cast<std::size_t>(frame)][component] = value;
+  }
 };
 
 /// One column of a joint's numbers: what it moves and along or about which axis.

@@ -11,6 +11,7 @@
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/adapt_plan.h"
 #include "strider/footsteps/body_height.h"
+#include "strider/footsteps/carry.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/ground_path.h"
@@ -39,6 +40,7 @@ struct HeightMove {
   TimeValue is = 0;
   BodyHeight was;  // what the legs allowed
   bool inFreeForm = false;
+  float ground = 0;  // mean height of what carries the feet
 };
 
 /// What the steps of an adaptation hand along.
@@ -56,7 +58,9 @@ struct Adaptation {
   TrackPlan horizontal = {}, turn = {}, vertical = {}, leg[2] = {};
   std::vector<HeightMove> heightMoves = {};
   std::vector<LegMove> legMoves = {};
-  bool hasRoom = true;  // keys find their times
+  bool hasRoom = true;      // keys find their times
+  bool ownHeights = false;  // the motion keeps places of its own, as a captured one does
+  Lowering lowering = Lowering(core.ticksPerFrame);
 
   bool IsLocked(int side) const { return side == kRight ? locks.rleg : locks.lleg; }
 };
@@ -147,6 +151,15 @@ BodyHeight HeightAt(Adaptation& a, const VerticalKey& key, TimeValue t) {
   return BodyHeightOf(a.core, StanceAt(a.core, t, key.legState, GroundLevel::kTrue));
 }
 
+FootTarget TargetAt(const FootstepTrack& track, int side, TimeValue t) {
+  return FootTargetAt(track, side, t, GroundLevel::kTrue, SwingPlace::kByTime);
+}
+
+float CarriersHeight(const FootstepTrack& track, TimeValue t) {
+  return 0.5f *
+         (CarrierOf(TargetAt(track, 0, t)).place.y + CarrierOf(TargetAt(track, 1, t)).place.y);
+}
+
 void NoteHeights(Adaptation& a) {
   const KeyTable<VerticalKey>& table = a.core.body.vertical;
   a.heightMoves.reserve(a.vertical.was.size());
@@ -154,7 +167,11 @@ void NoteHeights(Adaptation& a) {
     HeightMove move;
     move.key = a.vertical.first + static_cast<int>(k);
     move.is = a.vertical.is[k];
-    move.was = HeightAt(a, table[move.key], a.vertical.was[k]);
+    if (a.ownHeights) {
+      move.ground = CarriersHeight(a.core.footsteps, a.vertical.was[k]);
+    } else {
+      move.was = HeightAt(a, table[move.key], a.vertical.was[k]);
+    }
     move.inFreeForm = InFreeForm(a.core.footsteps, a.vertical.was[k]);
     a.heightMoves.push_back(move);
   }
@@ -198,11 +215,23 @@ void NoteLegs(Adaptation& a) {
   }
 }
 
+/// True where no key leaves its height to footsteps and gravity.
+bool KeepsHeights(const KeyTable<VerticalKey>& table, const TimeRange& range) {
+  int inRange = 0;
+  for (int i = 0; i < table.track.numKeys; ++i) {
+    if (!range.Holds(table.TimeOf(i))) continue;
+    if (table[i].dynamicsBlend != 0) return false;
+    ++inRange;
+  }
+  return inRange > 0;
+}
+
 /// All that may run out of memory; no key changes.
 void Read(Adaptation& a) {
   a.oldPhases = BodyPhases(a.other);
   a.newPhases = BodyPhases(a.core.footsteps);
   const BodyReach reach = ReachOfChange(a.other, a.oldPhases, a.first, a.last);
+  a.ownHeights = KeepsHeights(a.core.body.vertical, reach.times);
   MakePlans(a, reach);
   if (!a.hasRoom) return;
   MakePaths(a, reach);
@@ -210,6 +239,7 @@ void Read(Adaptation& a) {
   const OldFootsteps old(a);
   NoteHeights(a);
   NoteLegs(a);
+  a.lowering.Reserve(a.legMoves.size());
 }
 
 // --- Writing ----------------------------------------------------------------------------------
@@ -261,7 +291,53 @@ void MoveBody(Adaptation& a) {
   }
 }
 
+/// Where a foot goes that its footsteps carry as it is.
+FootPlacement PlaceCarried(const Adaptation& a, const LegMove& move) {
+  LegPhase phase = move.phase;
+  phase.time = MomentOfLegKey(a.core.footsteps, move.side, move.is, phase.state);
+  const FootTarget target = FootTargetAs(a.core.footsteps, move.side, phase.time, phase.state,
+                                         GroundLevel::kTrue, SwingPlace::kByTime);
+  return CarriedFoot(move.placed, CarrierOf(move.target), CarrierOf(target));
+}
+
+/// The hip at a leg key's new time.
+Point3 HipAt(MotionCore& core, const LegMove& move) {
+  EvaluateTrunk(core, move.is);
+  PlaceLimbBase(core, core.leg[move.side]);
+  return core.leg[move.side].base.origin;
+}
+
+/// Heights that are the motion's own go up and down with the ground, and down where a leg that
+/// stands would not reach.
+void MoveOwnHeights(Adaptation& a) {
+  MotionCore& core = a.core;
+  KeyTable<VerticalKey>& table = core.body.vertical;
+  const auto change = [&](const HeightMove& move, float rise) {
+    if (rise == 0 || move.inFreeForm != InFreeForm(core.footsteps, move.is)) return;
+    float& height = table.keys[static_cast<std::size_t>(move.key)].height;
+    if (!IsFinite(height + rise)) return;
+    height += rise;
+    MarkDirty(table.track, move.key, move.key);
+  };
+  for (const HeightMove& move : a.heightMoves) {
+    change(move, CarriersHeight(core.footsteps, move.is) - move.ground);
+  }
+  for (const LegMove& move : a.legMoves) {
+    const LimbKey& key = core.leg[move.side].table[move.key];
+    if (move.inFreeForm || !HoldsObject(key)) continue;
+    const float before = Length(move.placed.ankle - move.base.origin);
+    a.lowering.Need(move.is, HipAt(core, move), PlaceCarried(a, move).ankle,
+                    LongestLeg(core.leg[move.side], before));
+  }
+  a.lowering.Sort();
+  for (const HeightMove& move : a.heightMoves) {
+    change(move, -a.lowering.At(move.is));
+    RefreshHeights(core, move.key, move.key, HeightMode::kReadFractions, GroundLevel::kTrue);
+  }
+}
+
 void MoveHeights(Adaptation& a) {
+  if (a.ownHeights) return MoveOwnHeights(a);
   MotionCore& core = a.core;
   KeyTable<VerticalKey>& table = core.body.vertical;
   for (const HeightMove& move : a.heightMoves) {
@@ -307,11 +383,35 @@ bool IsSame(const FootPlacement& a, const FootPlacement& b) {
   return a.ankle == b.ankle && a.rotation == b.rotation && a.pitch == b.pitch;
 }
 
+/// A leg of a motion that keeps places of its own.
+void MoveOwnLeg(Adaptation& a, const LegMove& move) {
+  MotionCore& core = a.core;
+  LimbRecord& leg = core.leg[move.side];
+  FootPlacement placement = PlaceCarried(a, move);
+  const Point3 hip = HipAt(core, move);
+  if (IsSame(placement, move.placed) && IsSame(leg.base, move.base)) return;
+  const LimbKey old = leg.table[move.key];
+  const float distance = Length(placement.ankle - hip);
+  const float longest = LongestLeg(leg, Length(move.placed.ankle - move.base.origin));
+  // A foot on its way need not get everywhere.
+  if (!HoldsObject(old) && distance > longest) {
+    placement.ankle = Lerp(hip, placement.ankle, longest / distance);
+  }
+  const LimbKey key =
+      RefitLegKey(core, move.side, old, move.fit, placement, placement.pitch, a.context);
+  const std::uint32_t links = leg.table.track.times[static_cast<std::size_t>(move.key)].linkMask;
+  (void)PutKey(core, LimbId(leg), move.is, key, links);
+}
+
 void MoveLegs(Adaptation& a) {
   MotionCore& core = a.core;
   for (const LegMove& move : a.legMoves) {
     const bool inFreeForm = InFreeForm(core.footsteps, move.is);
     if (inFreeForm != move.inFreeForm || (inFreeForm && a.locks.freeform)) continue;
+    if (a.ownHeights) {
+      MoveOwnLeg(a, move);
+      continue;
+    }
     LimbRecord& leg = core.leg[move.side];
     const LimbKey old = leg.table[move.key];
     // Supports follow each other as before: the key's moment is the same at another time.

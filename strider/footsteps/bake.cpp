@@ -59,6 +59,8 @@ PropKey BakedPropKey(const MotionCore& posed, int index) {
   return key;
 }
 
+}  // namespace
+
 bool PutPose(MotionCore& core, const MotionCore& posed, TimeValue t) {
   const auto good = [](KeyRefusal refusal) {
     return refusal == KeyRefusal::kNone || refusal == KeyRefusal::kNoTrack;
@@ -87,8 +89,6 @@ bool PutPose(MotionCore& core, const MotionCore& posed, TimeValue t) {
   }
   return done;
 }
-
-}  // namespace
 
 std::vector<TimeValue> FramesBetween(const MotionCore& core, TimeValue first, TimeValue last) {
   std::vector<TimeValue> times;

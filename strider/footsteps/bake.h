@@ -16,6 +16,10 @@ namespace strider {
 [[nodiscard]] int BakeKeys(MotionCore& core, std::span<const TimeValue> times, bool replace,
                            const EvalContext& context);
 
+/// Puts a key of every part of the figure into `core` at `t`, which holds the pose of `posed`, a
+/// core of the same structure whose frames are up to date. False if a key could not be put.
+[[nodiscard]] bool PutPose(MotionCore& core, const MotionCore& posed, TimeValue t);
+
 /// Whole frames from `first` to `last`, both included.
 std::vector<TimeValue> FramesBetween(const MotionCore& core, TimeValue first, TimeValue last);
 

@@ -41,6 +41,8 @@ FootTarget OnTheWay(const Stand& from, const Stand& to, float u) {
   target.to = to.place;
   target.position = Lerp(from.place, to.place, u);
   target.angle = from.angle + u * (to.angle - from.angle);
+  target.fromAngle = from.angle;
+  target.toAngle = to.angle;
   return target;
 }
 
@@ -74,6 +76,7 @@ FootTarget Carried(const FootstepTrack& track, int side, TimeValue t, GroundLeve
   const Stand beside = Beside(track, {target.position, target.angle}, side);
   target.state = kMove;
   target.from = target.to = target.position = beside.place;
+  target.fromAngle = target.toAngle = target.angle;
   target.u = 0.5f;
   target.idle = true;
   return target;
@@ -100,7 +103,7 @@ FootTarget FootTargetAs(const FootstepTrack& track, int side, TimeValue t, int s
     FootTarget target;
     target.state = state;
     target.position = target.from = target.to = stand.place;
-    target.angle = stand.angle;
+    target.angle = target.fromAngle = target.toAngle = stand.angle;
     return target;
   }
 

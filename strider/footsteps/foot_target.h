@@ -18,8 +18,9 @@ struct FootTarget {
   Point3 position;    // on the ground, the core's axes
   float angle = 0;    // heading, radians
   // Of a foot on its way:
-  float u = 0;        // share of the way
-  Point3 from, to;    // its ends
+  float u = 0;      // share of the way
+  Point3 from, to;  // its ends
+  float fromAngle = 0, toAngle = 0;
   bool idle = false;  // no way of its own: carried beside the other foot
 };
 

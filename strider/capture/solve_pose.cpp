@@ -1,0 +1,267 @@
+#include "strider/capture/solve_pose.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "strider/core/chain.h"
+#include "strider/core/evaluate.h"
+#include "strider/core/limb.h"
+
+namespace strider {
+namespace {
+
+// Sines of the bend of a limb below which its joints' places say nothing of its plane, and above
+// which they say all.
+constexpr float kStraight = 0.03f, kBent = 0.12f;
+// A hinge that bends the wrong way by less than this overstretches; past it the plane has turned.
+constexpr float kOverstretch = 0.6f;
+
+const Point3& PlaceOf(const CapturedPose& pose, int joint) {
+  return pose[static_cast<std::size_t>(joint)].origin;
+}
+const Quat& TurnOf(const CapturedPose& pose, int joint) {
+  return pose[static_cast<std::size_t>(joint)].rotation;
+}
+
+/// `frame` turned the least way that puts its X axis along `direction`.
+Quat Aimed(const Quat& frame, const Point3& direction) {
+  return Normalized(ShortestTurn(Rotate(frame, {1, 0, 0}), direction) * frame);
+}
+
+// --- Trunk -------------------------------------------------------------------------------------
+
+/// The turn of a chain's link in the core's space, on `start`.
+Quat LinkTurn(const ChainLink& link, const CapturedPose& pose, const Point3& start) {
+  const Quat turn = TurnOf(pose, link.joint) * link.turn;
+  if (link.target == kNoJoint) return turn;
+  return Aimed(turn, PlaceOf(pose, link.target) - start);
+}
+
+/// Turns of the take's own links at `pose`, the chain starting at `start`; answers where it ends.
+Point3 OwnLinkTurns(const std::vector<ChainLink>& links, const CapturedPose& pose, Point3 start,
+                    Quat* turns) {
+  for (std::size_t k = 0; k < links.size(); ++k) {
+    turns[k] = LinkTurn(links[k], pose, start);
+    start += Rotate(turns[k], {links[k].length, 0, 0});
+  }
+  return start;
+}
+
+/// The turn of the take's chain at a share of its length: its links' own in their middles.
+Quat TurnAlong(const std::vector<ChainLink>& links, const Quat* turns, float at) {
+  float middle = 0, before = 0;
+  for (std::size_t k = 0; k < links.size(); ++k) {
+    const float next = middle + 0.5f * links[k].length;
+    if (at <= next || k + 1 == links.size()) {
+      if (k == 0 || !(next > before)) return turns[k];
+      const float u = std::clamp((at - before) / (next - before), 0.0f, 1.0f);
+      return Normalized(Slerp(turns[k - 1], OnSideOf(turns[k], turns[k - 1]), u));
+    }
+    before = next;
+    middle += links[k].length;
+  }
+  return turns[links.size() - 1];
+}
+
+/// Poses a chain of the figure on its parent by the take's links.
+void SolveChain(const std::vector<ChainLink>& links, const CapturedPose& pose, const Frame& parent,
+                ChainRecord& chain) {
+  if (links.empty() || chain.numLinks == 0) return;
+  Quat own[kMaxLinks], turns[kMaxLinks];
+  const Frame base = ChildFrame(parent, chain.baseRotation, chain.baseOffset);
+  const Point3 end = OwnLinkTurns(links, pose, base.origin, own);
+  const int n = chain.numLinks;
+  if (n == static_cast<int>(links.size())) {
+    std::copy(own, own + n, turns);
+  } else {
+    float total = 0, length = 0;
+    for (const ChainLink& link : links) total += link.length;
+    for (int k = 0; k < n; ++k) length += chain.dimensions[k].x;
+    float at = 0;
+    Point3 reached = base.origin;
+    for (int k = 0; k < n; ++k) {
+      const float share = (at + 0.5f * chain.dimensions[k].x) / length;
+      at += chain.dimensions[k].x;
+      // The first link bends as the first of the take does and the last as its last.
+      turns[k] = k == n - 1 && n > 1 ? own[links.size() - 1] : TurnAlong(links, own, share * total);
+      reached += Rotate(turns[k], {chain.dimensions[k].x, 0, 0});
+    }
+    // The chain as a whole leads to where the take's leads; the last link keeps its own turn.
+    const Quat lead = ShortestTurn(reached - base.origin, end - base.origin);
+    for (int k = 0; k < std::max(n - 1, 1); ++k) turns[k] = Normalized(lead * turns[k]);
+  }
+  Quat before = base.rotation;
+  for (int k = 0; k < n; ++k) {
+    chain.pose[k] = Normalized(Conjugate(before) * turns[k]);
+    before = turns[k];
+  }
+}
+
+// --- Limbs -------------------------------------------------------------------------------------
+
+/// The three joints of a limb and what stands for its end.
+struct LimbJoints {
+  int upper, middle, end;
+};
+LimbJoints JointsOf(const LimbRecord& limb) {
+  const bool right = limb.side == kRight;
+  if (limb.isLeg) {
+    return right ? LimbJoints{kRightHipJoint, kRightKneeJoint, kRightAnkleJoint}
+                 : LimbJoints{kLeftHipJoint, kLeftKneeJoint, kLeftAnkleJoint};
+  }
+  return right ? LimbJoints{kRightShoulderJoint, kRightElbowJoint, kRightWristJoint}
+               : LimbJoints{kLeftShoulderJoint, kLeftElbowJoint, kLeftWristJoint};
+}
+
+/// The normal of the limb's plane, the core's space; unit and square to `upper`.
+Point3 PlaneNormal(const LimbRecord& limb, const LimbTurns& turns, const LimbJoints& joints,
+                   const CapturedPose& pose, LimbOrientation kind, const Point3& upper,
+                   const Point3& lower) {
+  const auto square = [&upper](const Point3& v) { return Normalized(v - Dot(v, upper) * upper); };
+  const Quat upperTurn = Aimed(TurnOf(pose, joints.upper) * turns.upper, upper);
+  const Point3 byTurn = kind == LimbOrientation::kAsStands
+                            ? square(Rotate(limb.base.rotation, limb.pose.swivel))
+                            : square(Rotate(upperTurn, {0, 0, 1}));
+  const Point3 across = Cross(upper, lower);
+  const float bend = Length(across);
+  Point3 byPlace = Normalized(across);
+  if (kind == LimbOrientation::kAngle || kind == LimbOrientation::kAsStands ||
+      byPlace == Point3{}) {
+    return byTurn == Point3{} ? Rotate(upperTurn, {0, 0, 1}) : byTurn;
+  }
+  if (kind == LimbOrientation::kPoint) return byPlace;
+  if (Dot(byPlace, byTurn) < 0 && bend < kOverstretch) byPlace = -byPlace;
+  const float u = std::clamp((bend - kStraight) / (kBent - kStraight), 0.0f, 1.0f);
+  const float weight = u * u * (3 - 2 * u);
+  return Normalized(Lerp(byTurn, byPlace, weight), byPlace);
+}
+
+/// Angles of a limb whose base stands: the upper segment along the take's, the lower one as nearly
+/// as the plane allows.
+void SolveSegments(LimbRecord& limb, const LimbTurns& turns, const CapturedPose& pose,
+                   LimbOrientation kind) {
+  const LimbJoints joints = JointsOf(limb);
+  const Point3& base = limb.base.origin;
+  const Point3 upper = Normalized(PlaceOf(pose, joints.middle) - base);
+  const Point3 joint = base + limb.upperLength * upper;
+  const Point3 lower = Normalized(PlaceOf(pose, joints.end) - joint);
+  if (upper == Point3{} || lower == Point3{}) return;
+  const Point3 normal = PlaneNormal(limb, turns, joints, pose, kind, upper, lower);
+  const Quat inBase = Conjugate(limb.base.rotation);
+  LimbPose& to = limb.pose;
+  to.swivel = Rotate(inBase, normal);
+  if (limb.hasFourLinks) {
+    to.localTarget = IntoBase(limb, PlaceOf(pose, joints.end));
+    SolveToLocalTarget(limb, {});
+    return;
+  }
+  const Point3 x = Rotate(inBase, upper);
+  to.limbRotation = RotationOf(Matrix3{{x, Cross(to.swivel, x), to.swivel, {}}});
+  to.jointAngles[kHinge] = kPi - Atan2(Dot(Cross(upper, lower), normal), Dot(upper, lower));
+  to.localTarget = ShapeOfPose(limb).end;
+}
+
+void SolveClavicle(const MotionCore& figure, const CapturedPose& pose, LimbRecord& arm) {
+  const Point3 start = figure.spineEnd.origin + Rotate(figure.spineEnd.rotation, arm.baseOffset);
+  const Point3 toShoulder = PlaceOf(pose, JointsOf(arm).upper) - start;
+  const Quat axes = figure.spineEnd.rotation * arm.clavicleRotation;
+  const Point3 d = Normalized(Rotate(Conjugate(axes), toShoulder), {1, 0, 0});
+  const float side = arm.side == kRight ? 1.0f : -1.0f;
+  arm.pose.clavicle[0] = Atan2(d.y, d.x);
+  arm.pose.clavicle[1] = -side * Asin(d.z);
+}
+
+int FirstFingerJoint(const LimbRecord& arm, int chain) {
+  return (arm.side == kRight ? kRightFingerJoint : kLeftFingerJoint) + 3 * chain;
+}
+
+void SolveFingers(const Talent& talent, const CapturedPose& pose, const Quat& hand,
+                  LimbRecord& arm) {
+  const LimbTurns& turns = talent.arm[arm.side];
+  for (int d = 0; d < arm.numDigits; ++d) {
+    const int chain = talent.finger[d];
+    if (chain < 0) continue;
+    DigitRecord& digit = arm.digits[d];
+    digit.pose.base = {};
+    Quat before = hand * digit.baseRotation;
+    for (int k = 0; k < std::min(digit.numLinks, 3); ++k) {
+      const Quat turn = TurnOf(pose, FirstFingerJoint(arm, chain) + k) * turns.digit[d][k];
+      digit.pose.link[k] = Normalized(Conjugate(before) * turn);
+      before = turn;
+    }
+  }
+}
+
+void SolveToes(const Talent& talent, const CapturedPose& pose, const Quat& foot, LimbRecord& leg) {
+  if (!talent.movesToes || leg.numDigits == 0) return;
+  const int joint = leg.side == kRight ? kRightToeJoint : kLeftToeJoint;
+  DigitRecord& digit = leg.digits[0];
+  const Quat turn = TurnOf(pose, joint) * talent.leg[leg.side].digit[0][0];
+  digit.pose.base = {};
+  digit.pose.link[0] = Normalized(Conjugate(foot * digit.baseRotation) * turn);
+  for (float& bend : digit.pose.bend) bend = 0;
+}
+
+/// The turn of hand or foot: its joint's own, with `kPoint` aimed at the joint that follows it.
+Quat EndTurn(const LimbTurns& turns, const CapturedPose& pose, int joint, LimbOrientation kind) {
+  const Quat end = TurnOf(pose, joint) * turns.end;
+  if (kind != LimbOrientation::kPoint || turns.pointsAt == kNoJoint) return end;
+  const Point3 toNext = PlaceOf(pose, turns.pointsAt) - PlaceOf(pose, joint);
+  return Normalized(ShortestTurn(Rotate(TurnOf(pose, joint), turns.pointsAlong), toNext) * end);
+}
+
+void SolveWholeLimb(const Talent& talent, const CapturedPose& pose, const SolveOptions& options,
+                    LimbRecord& limb) {
+  const LimbTurns& turns = limb.isLeg ? talent.leg[limb.side] : talent.arm[limb.side];
+  SolveSegments(limb, turns, pose, limb.isLeg ? options.knee : options.elbow);
+  const Quat last = LastSegmentInWorld(limb, ShapeOfPose(limb));
+  const LimbOrientation endKind = limb.isLeg ? options.foot : options.hand;
+  if (endKind == LimbOrientation::kAsStands) return;
+  const Quat end = EndTurn(turns, pose, JointsOf(limb).end, endKind);
+  limb.pose.endRotation = Normalized(Conjugate(last) * end);
+  if (limb.isLeg) {
+    SolveToes(talent, pose, end, limb);
+  } else {
+    SolveFingers(talent, pose, end, limb);
+  }
+}
+
+}  // namespace
+
+void SolveTrunk(const Talent& talent, const CapturedPose& pose, MotionCore& figure) {
+  BodyRecord& body = figure.body;
+  const Quat hips = TurnOf(pose, kHipsJoint) * talent.pelvis;
+  // Hips that move against their joint turn the pelvis along.
+  const Point3 across = PlaceOf(pose, kRightHipJoint) - PlaceOf(pose, kLeftHipJoint);
+  const Point3 own = figure.leg[kRight].baseOffset - figure.leg[kLeft].baseOffset;
+  body.bodyRotation = Normalized(ShortestTurn(Rotate(hips, own), across) * hips);
+  const Point3 middle = 0.5f * (figure.leg[kRight].baseOffset + figure.leg[kLeft].baseOffset);
+  body.bodyPosition = HipsMiddle(pose) - Rotate(body.bodyRotation, middle);
+  figure.pelvis.pose = {};
+  const Frame pelvis{body.bodyRotation, body.bodyPosition};
+  SolveChain(talent.spine, pose, pelvis, figure.spine);
+  ComputeTrunkFrames(figure);
+}
+
+void SolvePose(const Talent& talent, const CapturedPose& pose, const SolveOptions& options,
+               MotionCore& figure) {
+  SolveTrunk(talent, pose, figure);
+  SolveChain(talent.neck, pose, figure.spineEnd, figure.neck);
+  figure.neckEnd = ComputeChainFrames(figure.neck, figure.spineEnd);
+  figure.head.pose =
+      Normalized(Conjugate(figure.neckEnd.rotation) * TurnOf(pose, kHeadJoint) * talent.head);
+  for (LimbRecord& leg : figure.leg) {
+    PlaceLimbBase(figure, leg);
+    SolveWholeLimb(talent, pose, options, leg);
+  }
+  if (figure.structure.arms) {
+    for (LimbRecord& arm : figure.arm) {
+      SolveClavicle(figure, pose, arm);
+      PlaceLimbBase(figure, arm);
+      SolveWholeLimb(talent, pose, options, arm);
+    }
+  }
+  CoreForwardKinematics(figure);
+}
+
+}  // namespace strider

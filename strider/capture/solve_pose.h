@@ -1,0 +1,30 @@
+// The pose of a figure out of a moment of a take.
+#pragma once
+
+#include "strider/capture/talent.h"
+
+namespace strider {
+
+/// Where the plane of a limb, and with it the side to which its elbow or knee bends, comes from.
+enum class LimbOrientation : int {
+  kPoint = 0,    // from the places of its three joints
+  kAngle = 1,    // from the turn of its first joint
+  kAuto = 2,     // from the places where it is clearly bent, else from the turn
+  kAsStands = 3  // as the figure has it already
+};
+
+/// How the planes of limbs are taken.
+struct SolveOptions {
+  LimbOrientation knee = LimbOrientation::kAuto, elbow = LimbOrientation::kAuto;
+  LimbOrientation foot = LimbOrientation::kAuto, hand = LimbOrientation::kAuto;
+};
+
+/// Poses body, pelvis and spine of the talent's figure, their frames too.
+void SolveTrunk(const Talent& talent, const CapturedPose& pose, MotionCore& figure);
+
+/// Poses `figure`, of the talent's structure, as the take has it; all frames are up to date then.
+/// What the take says nothing of keeps its pose. Allocates nothing.
+void SolvePose(const Talent& talent, const CapturedPose& pose, const SolveOptions& options,
+               MotionCore& figure);
+
+}  // namespace strider

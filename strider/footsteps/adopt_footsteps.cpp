@@ -1,0 +1,106 @@
+#include "strider/footsteps/adopt_footsteps.h"
+
+#include <algorithm>
+#include <new>
+
+#include "strider/core/evaluate.h"
+#include "strider/core/key_edit.h"
+#include "strider/footsteps/body_height.h"
+#include "strider/footsteps/flights.h"
+#include "strider/footsteps/footstep_edit.h"
+#include "strider/footsteps/hold_feet.h"
+#include "strider/footsteps/support.h"
+
+namespace strider {
+namespace {
+
+// Nobody flies for longer: a second in the air is a jump of 1.2 metres.
+constexpr TimeValue kLongestFlight = 4800;
+
+void OpenFreeForm(FootstepTrack& track) {
+  for (int i = 0; i < track.numFootsteps; ++i) {
+    TimeValue start = 0, end = 0;
+    if (!FreeFormInterval(track, i, start, end)) continue;
+    if (std::int64_t{end} - start > kLongestFlight) (void)SetFreeFormAfter(track, i, true);
+  }
+}
+
+int LetFootstepsRule(MotionCore& core) {
+  FootstepTrack& track = core.footsteps;
+  SetFreeForm(core, false);
+  track.ticksPerFrame = core.ticksPerFrame;
+  core.endTime = LastFootstepTime(track);
+  core.footstepsPending = false;
+  core.bodyKeysComputed = true;
+  for (int i = 0; i < track.numFootsteps; ++i) {
+    track.active.Set(i, true);
+    track.keyMismatch.Set(i, false);
+  }
+  NormalizeAngles(track);
+  OpenFreeForm(track);
+  return RefreshSupport(track);
+}
+
+/// What the body's keys say of the contacts around them; heights stay the keys' own.
+int RefreshBodyKeys(MotionCore& core) {
+  const FootstepTrack& track = core.footsteps;
+  KeyTable<VerticalKey>& heights = core.body.vertical;
+  for (int i = 0; i < heights.track.numKeys; ++i) {
+    VerticalKey& key = heights.keys[static_cast<std::size_t>(i)];
+    key.dynamicsBlend = 0;
+    for (int side = 0; side < 2; ++side) {
+      key.legState[side] = FootstepLegState(track, side, heights.TimeOf(i));
+    }
+    MarkDirty(heights.track, i, i);
+  }
+  KeyTable<HorizontalKey>& path = core.body.horizontal;
+  for (int i = 0; i < path.track.numKeys; ++i) {
+    const TimeValue t = path.TimeOf(i);
+    path.keys[static_cast<std::size_t>(i)].supportState =
+        InFreeForm(track, t)
+            ? -1
+            : BodyKeyState(FootstepLegState(track, 0, t), FootstepLegState(track, 1, t));
+    MarkDirty(path.track, i, i);
+  }
+  RefreshTracks(core);
+  RefreshHeights(core, 0, heights.track.numKeys - 1, HeightMode::kReadFractions,
+                 GroundLevel::kTrue);
+  return BuildFlights(core);
+}
+
+/// Footsteps go where their feet stand in the middle of each contact.
+void Settle(MotionCore& core, const EvalContext& context) {
+  FootstepTrack& track = core.footsteps;
+  MotionCore posed = core;
+  for (const auto& spans : track.spans) {
+    for (const FootstepSpan& span : spans) {
+      CorePose(posed, Later(span.start, span.duration / 2), context);
+      const auto i = static_cast<std::size_t>(span.footstep);
+      const LimbRecord& leg = posed.leg[track.side[i]];
+      const Matrix3& foot = leg.frame[NumLimbLinks(leg) - 1];
+      const Point3 place = Point3{leg.extremityHeight, 0, 0} * foot;
+      if (IsFinite(place)) track.position[i] = place;
+    }
+  }
+}
+
+}  // namespace
+
+int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
+  if (core.footsteps.numFootsteps == 0) return kRefused;
+  try {
+    MotionCore adopted = core;
+    if (LetFootstepsRule(adopted) == kRefused || HoldFeet(adopted, core, context) == kRefused) {
+      return kRefused;
+    }
+    if (settle) Settle(adopted, context);
+    TransformsFromPositions(adopted.footsteps);
+    if (RefreshBodyKeys(adopted) == kRefused) return kRefused;
+    core = std::move(adopted);
+  } catch (const std::bad_alloc&) {
+    return kRefused;
+  }
+  return kDone;
+}
+
+}  // namespace strider

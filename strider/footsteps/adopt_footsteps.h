@@ -1,0 +1,18 @@
+// A motion that was made without footsteps goes over to those that were found in it.
+#pragma once
+
+#include "strider/core/eval_context.h"
+
+namespace strider {
+
+/// Makes the footsteps of the track rule the motion, which stays as its keys have it: places and
+/// heights are the keys' own, knees keep their bend. Feet stand still from touch to lift where the
+/// keys let them drift: the point that a foot stands on, its heel first or its toes, is held where
+/// it is on average, and the swings before and after take the difference over. A key that lacks at
+/// a touch, a lift, or where a foot rolls over, is put in. Contacts that keys hold already keep
+/// them to the bit. With `settle` each footstep moves under the foot that it holds. Periods without
+/// support that are longer than anyone can jump become free-form. kRefused, nothing changed, for a
+/// track without footsteps or if memory ran out.
+[[nodiscard]] int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context);
+
+}  // namespace strider

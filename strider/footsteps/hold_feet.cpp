@@ -1,0 +1,325 @@
+#include "strider/footsteps/hold_feet.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "strider/core/evaluate.h"
+#include "strider/core/key_edit.h"
+#include "strider/core/limb_frames.h"
+#include "strider/core/limb_keys.h"
+
+namespace strider {
+namespace {
+
+// The middles of heel and toe row, as named pivots count.
+constexpr int kHeelPivot = 2, kToePivot = 5;
+// A foot goes over to its other end once that is lower by this share of its length, and comes back
+// from the heel at half of it.
+constexpr float kTippedShare = 0.05f;
+// What a foot may turn to leave the knee its bend, radians; beyond that the knee follows.
+constexpr float kMostTurn = 0.15f;
+
+/// A leg at one time as the keys have it, and as it is to be.
+struct LegRead {
+  TimeValue time = 0;
+  bool isKey = false;     // a key stands there, or is to
+  Point3 hip, ankle;      // the core's space
+  Quat foot;              // rotation, the core's space
+  Point3 heel, toes;      // the two ends of the sole, from the ankle
+  int pivot = kToePivot;  // what the foot stands on from here on
+  int span = -1;          // contact that the time belongs to
+  Point3 heldAnkle;
+  Quat turn;  // from the foot as it was to the held one
+  Point3 Shift() const { return heldAnkle - ankle; }
+  const Point3& End(int which) const { return which == kHeelPivot ? heel : toes; }
+};
+
+struct LegRun {
+  int side = 0;
+  std::vector<LegRead> reads;   // ascending in time
+  std::vector<bool> heldSpans;  // contacts that keys hold already
+
+  bool HoldsAlready(int span) const { return heldSpans[static_cast<std::size_t>(span)]; }
+};
+
+/// True for a key that says where the foot is: one of a thigh or of toes alone does not.
+bool SaysFoot(const LimbRecord& leg, int key) {
+  const KeyTrack& track = leg.table.track;
+  if (!track.separate) return true;
+  const int end = std::min(NumLimbLinks(leg), track.numSubTracks) - 1;
+  return (track.times[static_cast<std::size_t>(key)].linkMask >> end & 1) != 0;
+}
+
+/// Keys hold a contact where one stands at its touch and its lift and none between lets go.
+bool IsHeld(const LimbRecord& leg, const FootstepSpan& span) {
+  const KeyTrack& track = leg.table.track;
+  bool first = false, last = false;
+  for (int i = InsertionIndex(track, Later(span.start, -1)); i < track.numKeys; ++i) {
+    const TimeValue t = leg.table.TimeOf(i);
+    if (t > span.Lift()) break;
+    if (!SaysFoot(leg, i)) continue;
+    if (!HoldsObject(leg.table[i])) return false;
+    first = first || t == span.start;
+    last = last || t == span.Lift();
+  }
+  return first && last;
+}
+
+/// The times at which a leg is read: its keys, and each frame of a contact that is to be held.
+std::vector<LegRead> TimesToRead(const MotionCore& core, const LegRun& run) {
+  const LimbRecord& leg = core.leg[run.side];
+  const std::vector<FootstepSpan>& spans = core.footsteps.spans[run.side];
+  std::vector<LegRead> reads;
+  const auto add = [&reads](TimeValue t, bool isKey, int span) {
+    LegRead read;
+    read.time = t;
+    read.isKey = isKey;
+    read.span = span;
+    reads.push_back(read);
+  };
+  for (int i = 0; i < leg.table.track.numKeys; ++i) add(leg.table.TimeOf(i), SaysFoot(leg, i), -1);
+  for (std::size_t s = 0; s < spans.size(); ++s) {
+    if (run.heldSpans[s]) continue;
+    const TimeValue lift = spans[s].Lift();
+    for (TimeValue t = spans[s].start; t < lift; t = Later(t, core.ticksPerFrame)) {
+      add(t, t == spans[s].start, static_cast<int>(s));
+    }
+    add(lift, true, static_cast<int>(s));
+  }
+  std::stable_sort(reads.begin(), reads.end(),
+                   [](const LegRead& a, const LegRead& b) { return a.time < b.time; });
+  // One of each time; a lift that is the next touch belongs to the touch.
+  std::vector<LegRead> once;
+  for (const LegRead& read : reads) {
+    if (once.empty() || once.back().time != read.time) {
+      once.push_back(read);
+      continue;
+    }
+    once.back().isKey = once.back().isKey || read.isKey;
+    once.back().span = std::max(once.back().span, read.span);
+  }
+  // A key within a contact belongs to it, also between frames.
+  std::size_t s = 0;
+  for (LegRead& read : once) {
+    while (s < spans.size() && spans[s].Lift() < read.time) ++s;
+    const bool within = s < spans.size() && spans[s].start <= read.time;
+    if (within && read.span < 0) read.span = static_cast<int>(s);
+  }
+  return once;
+}
+
+void Read(const LimbRecord& leg, LegRead& read) {
+  const Matrix3& foot = leg.frame[NumLimbLinks(leg) - 1];
+  read.hip = leg.base.origin;
+  read.ankle = read.heldAnkle = foot.Origin();
+  read.foot = Normalized(LastSegmentInWorld(leg, ForwardLimb(LengthsOf(leg), leg.pose.jointAngles,
+                                                             leg.pose.limbRotation)) *
+                         leg.pose.endRotation);
+  read.heel = TransformVector(PivotPoint(leg, PivotChoice{kNamedPivot, kHeelPivot, 0, 0}), foot);
+  read.toes = TransformVector(PivotPoint(leg, PivotChoice{kNamedPivot, kToePivot, 0, 0}), foot);
+}
+
+/// Calls `use(side, read)` for all reads in order of time, the core posed there.
+template <class Use>
+void ForEachRead(MotionCore& posed, LegRun (&runs)[2], const EvalContext& context, const Use& use) {
+  std::size_t next[2] = {};
+  const auto timeOf = [&](int side) {
+    const auto& reads = runs[side].reads;
+    return next[side] < reads.size() ? reads[next[side]].time : kTimeMax;
+  };
+  while (next[0] < runs[0].reads.size() || next[1] < runs[1].reads.size()) {
+    const TimeValue t = std::min(timeOf(0), timeOf(1));
+    CorePose(posed, t, context);
+    for (int side = 0; side < 2; ++side) {
+      auto& reads = runs[side].reads;
+      if (next[side] >= reads.size() || timeOf(side) != t) continue;
+      use(side, reads[next[side]++]);
+    }
+  }
+}
+
+// --- While the foot stands -----------------------------------------------------------------------
+
+/// Which end of the foot it stands on from each read of a contact to the next; a key is put where
+/// that changes.
+void ChoosePivots(std::vector<LegRead>& reads, std::size_t first, std::size_t last, float tipped) {
+  int pivot = kToePivot;
+  for (std::size_t k = first; k <= last; ++k) {
+    const float toesUp = reads[k].toes.y - reads[k].heel.y;
+    const bool onHeel = pivot == kHeelPivot ? toesUp > 0.5f * tipped : toesUp > tipped;
+    const int now = onHeel ? kHeelPivot : kToePivot;
+    if (now != pivot && k > first) reads[k].isKey = true;
+    pivot = reads[k].pivot = now;
+  }
+}
+
+/// The turn that brings `spoke`, from the pivot to the ankle, to where the ankle is `distance` from
+/// the hip at `hip` (from the pivot), or as near to it as a foot turns.
+Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance) {
+  const double s = Length(spoke), w = Length(hip), d = distance;
+  if (!(s > 0) || !(w > 0)) return {};
+  const double cosine = std::clamp((s * s + w * w - d * d) / (2 * s * w), -1.0, 1.0);
+  const Point3 axis = Cross(spoke, hip);
+  const double now = Atan2D(Length(axis), Dot(spoke, hip));
+  const float turn = static_cast<float>(now - AcosD(cosine));
+  // Towards the hip the angle closes.
+  return AngleAxis(std::clamp(turn, -kMostTurn, kMostTurn), axis);
+}
+
+/// Holds the foot from read `first` to read `last`, keys and frames between alike.
+void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t last, float tipped) {
+  ChoosePivots(reads, first, last, tipped);
+  // How far the foot as it was would have to be shifted, the first read's place held...
+  std::vector<Point3> shifts(last - first + 1);
+  Point3 sum;
+  for (std::size_t k = first + 1; k <= last; ++k) {
+    const LegRead &before = reads[k - 1], &now = reads[k];
+    const Point3 drift =
+        (now.ankle + now.End(before.pivot)) - (before.ankle + before.End(before.pivot));
+    shifts[k - first] = shifts[k - first - 1] - drift;
+    sum += shifts[k - first];
+  }
+  // ... and the place that asks for none on average.
+  const Point3 mean = sum / static_cast<float>(last - first + 1);
+  Point3 anchor = reads[first].ankle + reads[first].End(reads[first].pivot) - mean;
+  int pivot = reads[first].pivot;
+  for (std::size_t k = first; k <= last; ++k) {
+    LegRead& read = reads[k];
+    const Point3 spoke = -read.End(pivot);
+    read.turn = TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip));
+    read.heldAnkle = anchor + Rotate(read.turn, spoke);
+    pivot = read.pivot;
+    anchor = read.heldAnkle + Rotate(read.turn, read.End(pivot));
+  }
+}
+
+// --- On the way ----------------------------------------------------------------------------------
+
+/// A foot in the air takes its share of what its contacts were shifted, the leg as long as it was.
+void ShiftSwing(LegRead& read, const LegRead* from, const LegRead* to) {
+  if (!from) from = to;
+  if (!to) to = from;
+  if (!from) return;
+  float u = 0;
+  if (to->time > from->time) {
+    u = static_cast<float>(std::int64_t{read.time} - from->time) /
+        static_cast<float>(std::int64_t{to->time} - from->time);
+    u = CosineEase(std::clamp(u, 0.0f, 1.0f));
+  }
+  read.turn = Normalized(Slerp(from->turn, OnSideOf(to->turn, from->turn), u));
+  const Point3 wanted = read.ankle + Lerp(from->Shift(), to->Shift(), u) - read.hip;
+  const float length = Length(read.ankle - read.hip);
+  const Point3 direction = Normalized(wanted);
+  if (direction == Point3{}) return;
+  read.heldAnkle = read.hip + length * direction;
+}
+
+void HoldLeg(const LimbRecord& leg, LegRun& run) {
+  std::vector<LegRead>& reads = run.reads;
+  const float tipped = kTippedShare * (leg.toeLength + leg.heelLength);
+  for (std::size_t k = 0; k < reads.size();) {
+    std::size_t last = k;
+    while (last + 1 < reads.size() && reads[last + 1].span == reads[k].span) ++last;
+    if (reads[k].span >= 0 && !run.HoldsAlready(reads[k].span)) HoldContact(reads, k, last, tipped);
+    k = last + 1;
+  }
+  const LegRead* from = nullptr;
+  for (std::size_t k = 0; k < reads.size();) {
+    if (reads[k].span >= 0) {
+      from = &reads[k++];
+      continue;
+    }
+    std::size_t end = k;
+    while (end < reads.size() && reads[end].span < 0) ++end;
+    const LegRead* to = end < reads.size() ? &reads[end] : nullptr;
+    for (; k < end; ++k) ShiftSwing(reads[k], from, to);
+  }
+}
+
+// --- Keys ----------------------------------------------------------------------------------------
+
+/// Brings the leg, posed as it was, to where the read has it.
+void PoseHeld(LimbRecord& leg, const LegRead& read, const EvalContext& context) {
+  LimbPose& pose = leg.pose;
+  const Point3 was = read.ankle - read.hip, is = read.heldAnkle - read.hip;
+  const Quat swing = AngleAxis(Atan2(Length(Cross(was, is)), Dot(was, is)), Cross(was, is));
+  const Quat& base = leg.base.rotation;
+  pose.limbRotation = Normalized(Conjugate(base) * swing * base * pose.limbRotation);
+  pose.swivel = UnitFrame(pose.limbRotation, {}).row[2];
+  pose.worldTarget = read.heldAnkle;
+  pose.localTarget = IntoBase(leg, read.heldAnkle);
+  // The same length needs no bend; what rounding leaves must not open a knee that is nearly
+  // straight.
+  if (std::fabs(Length(was) - Length(is)) > 1e-5f * leg.totalLength) {
+    SolveToLocalTarget(leg, context);
+  }
+  const LimbShape shape = ForwardLimb(LengthsOf(leg), pose.jointAngles, pose.limbRotation);
+  pose.endRotation =
+      Normalized(Conjugate(LastSegmentInWorld(leg, shape)) * (read.turn * read.foot));
+}
+
+bool IsAsItWas(const LegRead& read) { return read.heldAnkle == read.ankle && read.turn == Quat{}; }
+
+/// The key of a read, the leg posed as it was there.
+LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state,
+              const EvalContext& context) {
+  LimbRecord& leg = posed.leg[side];
+  if (!IsAsItWas(read)) PoseHeld(leg, read, context);
+  leg.keyState = static_cast<LegState>(state);
+  if (read.span < 0) return CurrentLimbKey(posed, leg);
+  leg.pose.pivotKind = kNamedPivot;
+  leg.pose.pivotIndex = read.pivot;
+  LimbKey key = CurrentLimbKey(posed, leg, kPlantedKey);
+  // Each contact starts anew; within it the foot goes on from where it stood.
+  if (state == kTouch) key.ikJoinedPivot = 0;
+  key.objectTarget = read.heldAnkle;
+  if (HasObjectFrame(leg)) key.objectTarget = read.heldAnkle * Inverse(leg.objectFrame);
+  SetKeyPivot(leg, key, PivotChoice{kNamedPivot, read.pivot, 0, 0});
+  return key;
+}
+
+int WriteKey(MotionCore& core, MotionCore& posed, const LegRun& run, const LegRead& read,
+             const EvalContext& context) {
+  LimbRecord& leg = core.leg[run.side];
+  const int index = KeyAt(leg.table.track, read.time);
+  const int state = InFreeForm(core.footsteps, read.time)
+                        ? kMove
+                        : FootstepLegState(core.footsteps, run.side, read.time);
+  if (index >= 0) {
+    leg.table.keys[static_cast<std::size_t>(index)].keyState = state;
+    MarkDirty(leg.table.track, index, index);
+  }
+  const bool stays = read.span < 0 ? IsAsItWas(read) : run.HoldsAlready(read.span);
+  if (!read.isKey || stays) return kDone;
+  const LimbKey key = KeyOf(posed, run.side, read, state, context);
+  const std::uint32_t links =
+      index >= 0 ? leg.table.track.times[static_cast<std::size_t>(index)].linkMask : kAllLinks;
+  const KeyRefusal refusal = PutKey(core, LimbId(leg), read.time, key, links);
+  // What would not be finite stays as it was.
+  return refusal == KeyRefusal::kOutOfMemory ? kRefused : kDone;
+}
+
+}  // namespace
+
+int HoldFeet(MotionCore& core, const MotionCore& source, const EvalContext& context) {
+  MotionCore posed = source;
+  posed.inPlace = false;
+  SetFreeForm(posed, true);  // footsteps say nothing yet of where it may be evaluated
+  LegRun runs[2];
+  for (int side = 0; side < 2; ++side) {
+    runs[side].side = side;
+    for (const FootstepSpan& span : core.footsteps.spans[side]) {
+      runs[side].heldSpans.push_back(IsHeld(core.leg[side], span));
+    }
+    runs[side].reads = TimesToRead(core, runs[side]);
+  }
+  ForEachRead(posed, runs, context, [&](int side, LegRead& read) { Read(posed.leg[side], read); });
+  for (LegRun& run : runs) HoldLeg(core.leg[run.side], run);
+  int done = kDone;
+  ForEachRead(posed, runs, context, [&](int side, LegRead& read) {
+    if (WriteKey(core, posed, runs[side], read, context) == kRefused) done = kRefused;
+  });
+  return done;
+}
+
+}  // namespace strider
