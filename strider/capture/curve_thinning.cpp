@@ -55,7 +55,8 @@ class Thinning {
         tolerance_(row.tolerance * curve.toleranceShare),
         spacing_(std::int64_t{frame} * row.spacing),
         before_(curve.times.size(), -1),
-        after_(curve.times.size(), -1) {}
+        after_(curve.times.size(), -1),
+        needed_(curve.times.size(), 0) {}
 
   void Walk(int first, int last, const TurnsBack& turns) {
     const int end = curve_.NumKeys() - 1;
@@ -64,10 +65,11 @@ class Thinning {
     for (int i = first + 1; i < last; ++i) {
       const std::int64_t since = Ticks(prev, i);
       const bool spaced = std::min(Ticks(i, last), since) >= spacing_;
-      const bool keep =
+      needed_[At(i)] =
           curve_.forced[At(i)] != 0 ||
-          (spaced && (turns.always || (Moves(i) && turns(curve_.times[At(i)], since)) ||
-                      Leaves({before_[At(prev)], prev, i + 1, after_[At(i + 1)]})));
+          (spaced && (turns.always || (Moves(i) && turns(curve_.times[At(i)], since))));
+      const bool keep = needed_[At(i)] != 0 ||
+                        (spaced && Leaves({before_[At(prev)], prev, i + 1, after_[At(i + 1)]}));
       if (keep) {
         prev = i;
       } else {
@@ -76,6 +78,7 @@ class Thinning {
       }
     }
     PutBack(first, last);
+    TakeSpare(first, last);
   }
 
   bool Stays(int key) const { return after_[At(key)] != kGone; }
@@ -174,6 +177,33 @@ class Thinning {
     }
   }
 
+  /// Takes out the keys that the curve, with the neighbours that they have in the end, does as well
+  /// without.
+  void TakeSpare(int first, int last) {
+    for (int key = after_[At(first)]; key < last; key = after_[At(key)]) {
+      if (needed_[At(key)] != 0) continue;
+      const int left = before_[At(key)], right = after_[At(key)];
+      const int from = left > first ? before_[At(left)] : left;
+      const auto worst = [&] {
+        float off = 0;
+        for (int k = from; k <= right && k < last; k = after_[At(k)]) {
+          off = std::max(off, Worst(k).off);
+        }
+        return off;
+      };
+      const float outer = std::max(worst(), 1.0f);
+      Link(left, right);
+      // A gap that spacing keeps from the tolerance gets no worse, and none is added to it.
+      if (Worst(left).off <= 1 && worst() <= outer) {
+        after_[At(key)] = kGone;
+        key = left;
+      } else {
+        Link(left, key);
+        Link(key, right);
+      }
+    }
+  }
+
   /// The key of a gap nearest to a sample that keeps its distance from both ends; -1 for none.
   int NearestAllowed(int left, int right, int sample) const {
     int nearest = -1;
@@ -195,6 +225,7 @@ class Thinning {
   float tolerance_;
   std::int64_t spacing_;
   std::vector<int> before_, after_;  // the kept neighbours of kept keys
+  std::vector<char> needed_;         // whatever the curve does
   CurvePose shown_;
 };
 
