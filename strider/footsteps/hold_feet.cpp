@@ -23,8 +23,8 @@ constexpr std::size_t kReadsAhead = 5;
 // quarters of the skate that counts as none.
 constexpr float kBackGain = 0.1f, kBackShare = 0.0015f;
 // A knee is jerked that changes its speed by more than this multiple of what it does in the take
-// within a few frames, and so many radians a frame on top; and a foot is not led further astray than
-// this share of the leg.
+// within a few frames, and so many radians a frame on top; and a foot is not led further astray
+// than this share of the leg.
 constexpr float kJerkFactor = 1.4f, kJerkRadians = 0.03f, kMostAstray = 0.05f;
 constexpr std::size_t kFramesAround = 2;
 // Legs are held to this share of their length, unless they were longer.
@@ -50,11 +50,11 @@ struct LegRead {
 
 /// How firmly a contact is held. The last is as the foot was.
 struct Hold {
-  float mostTurn;   // of the foot, radians, to leave the knee its bend; beyond that the knee follows
+  float mostTurn;  // of the foot, radians, to leave the knee its bend; beyond that the knee follows
   float slipAbove;  // what the foot slides in a frame beyond this share of the leg it slides on
 };
-constexpr Hold kHolds[] = {{0.15f, 1}, {0.3f, 1}, {0.3f, 0.01f}, {0.3f, 0.004f}, {0.3f, 0.0015f},
-                           {0, 0}};
+constexpr Hold kHolds[] = {{0.15f, 1},     {0.3f, 1},       {0.3f, 0.01f},
+                           {0.3f, 0.004f}, {0.3f, 0.0015f}, {0, 0}};
 constexpr int kAsItWas = static_cast<int>(std::size(kHolds)) - 1;
 
 struct LegRun {
@@ -179,9 +179,9 @@ float WayAhead(const std::vector<LegRead>& reads, std::size_t k, std::size_t las
   return way;
 }
 
-/// Which end of the foot it stands on from each read of a contact to the next: the lower one, and of
-/// two on the ground the one that stays where it is, as a foot may turn on its heel. A key is put
-/// where that changes.
+/// Which end of the foot it stands on from each read of a contact to the next: the lower one, and
+/// of two on the ground the one that stays where it is, as a foot may turn on its heel. A key is
+/// put where that changes.
 void ChoosePivots(std::vector<LegRead>& reads, std::size_t first, std::size_t last,
                   const LimbRecord& leg) {
   const float tipped = kTippedShare * (leg.toeLength + leg.heelLength);
@@ -224,8 +224,8 @@ Point3 SlipOf(const LegRead& from, const LegRead& to, int pivot, float most) {
   return length > most ? (1 - most / length) * way : Point3{};
 }
 
-/// How far an end of the foot is to be shifted at the first read of a contact: by nothing on average
-/// over the first second.
+/// How far an end of the foot is to be shifted at the first read of a contact: by nothing on
+/// average over the first second.
 Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::size_t last,
                   float most) {
   Point3 shift, sum;
@@ -240,8 +240,8 @@ Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::siz
   return -sum / static_cast<float>(count);
 }
 
-/// Holds the foot from read `first` to read `last`, keys and frames between alike. What it is shifted
-/// by it gives back at its keys, so slowly that nobody sees it slide.
+/// Holds the foot from read `first` to read `last`, keys and frames between alike. What it is
+/// shifted by it gives back at its keys, so slowly that nobody sees it slide.
 void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t last, int form,
                  const LimbRecord& leg) {
   ChoosePivots(reads, first, last, leg);
@@ -251,8 +251,8 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
   const float mostBack = kBackShare * leg.totalLength;
   const float reach = kMostReach * ReachOf(LengthsOf(leg));
   int pivot = reads[first].pivot;
-  Point3 anchor = reads[first].ankle + reads[first].End(pivot) +
-                  FirstShift(reads, first, last, held);
+  Point3 anchor =
+      reads[first].ankle + reads[first].End(pivot) + FirstShift(reads, first, last, held);
   for (std::size_t k = first; k <= last; ++k) {
     LegRead& read = reads[k];
     if (k > first) anchor += SlipOf(reads[k - 1], read, pivot, held);
@@ -262,8 +262,8 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
       if (length > 0) anchor -= (std::min(kBackGain * length, mostBack) / length) * shift;
     }
     const Point3 spoke = -read.End(pivot);
-    read.turn = TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip),
-                               hold.mostTurn);
+    read.turn =
+        TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip), hold.mostTurn);
     read.heldAnkle = anchor + Rotate(read.turn, spoke);
     // A foot that the leg cannot reach has to come along.
     const Point3 asked = read.heldAnkle - read.hip;
@@ -290,8 +290,8 @@ void ShiftSwing(LegRead& read, const LegRead* from, const LegRead* to, float rea
   read.turn = Normalized(Slerp(from->turn, OnSideOf(to->turn, from->turn), u));
   const Point3 wanted = read.ankle + Lerp(from->Shift(), to->Shift(), u) - read.hip;
   // The knee takes its share where it had to give way on the ground.
-  const float length = Length(read.ankle - read.hip) + from->Stretch() +
-                       u * (to->Stretch() - from->Stretch());
+  const float length =
+      Length(read.ankle - read.hip) + from->Stretch() + u * (to->Stretch() - from->Stretch());
   const Point3 direction = Normalized(wanted);
   if (direction == Point3{}) return;
   const float most = std::max(Length(read.ankle - read.hip), kMostReach * reach);
@@ -374,8 +374,8 @@ bool FindJerks(const LimbRecord& leg, LegRun& run, TimeValue frame) {
     const float around = *std::max_element(was.begin() + static_cast<std::ptrdiff_t>(from),
                                            was.begin() + static_cast<std::ptrdiff_t>(to));
     const bool jerked = is[k] > kJerkFactor * around + kJerkRadians;
-    const bool astray = run.reads[k].span >= 0 &&
-                        Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
+    const bool astray =
+        run.reads[k].span >= 0 && Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
     if (jerked || astray) any = Loosen(run, k) || any;
   }
   return any;
