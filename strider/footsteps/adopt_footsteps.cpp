@@ -4,6 +4,7 @@
 #include <new>
 
 #include "strider/core/evaluate.h"
+#include "strider/core/motion_range.h"
 #include "strider/footsteps/body_height.h"
 #include "strider/footsteps/extract_footsteps.h"
 #include "strider/footsteps/flights.h"
@@ -29,7 +30,6 @@ int LetFootstepsRule(MotionCore& core) {
   FootstepTrack& track = core.footsteps;
   SetFreeForm(core, false);
   track.ticksPerFrame = core.ticksPerFrame;
-  core.endTime = LastFootstepTime(track);
   core.footstepsPending = false;
   core.bodyKeysComputed = true;
   for (int i = 0; i < track.numFootsteps; ++i) {
@@ -43,7 +43,7 @@ int LetFootstepsRule(MotionCore& core) {
 
 /// What the body's keys say of the contacts around them; heights stay the keys' own.
 int RefreshBodyKeys(MotionCore& core) {
-  const FootstepTrack& track = core.footsteps;
+  FootstepTrack& track = core.footsteps;
   KeyTable<VerticalKey>& heights = core.body.vertical;
   for (int i = 0; i < heights.track.numKeys; ++i) {
     VerticalKey& key = heights.keys[static_cast<std::size_t>(i)];
@@ -54,14 +54,22 @@ int RefreshBodyKeys(MotionCore& core) {
     MarkDirty(heights.track, i, i);
   }
   KeyTable<HorizontalKey>& path = core.body.horizontal;
+  // What lies before the first footstep and behind the last is free-form: evaluation then shows it.
+  const TimeValue first = FirstFootstepTime(track), last = LastFootstepTime(track);
   for (int i = 0; i < path.track.numKeys; ++i) {
     const TimeValue t = path.TimeOf(i);
     path.keys[static_cast<std::size_t>(i)].supportState =
-        InFreeForm(track, t)
+        InFreeForm(track, t) || t < first || t > last
             ? -1
             : BodyKeyState(FootstepLegState(track, 0, t), FootstepLegState(track, 1, t));
     MarkDirty(path.track, i, i);
   }
+  if (path.track.numKeys > 0) {
+    const int end = track.numFootsteps - 1;
+    const bool beyond = path.TimeOf(0) < first || path.TimeOf(path.track.numKeys - 1) > last;
+    track.freeFormAfter.Set(end, beyond);
+  }
+  RefreshMotionSpan(core);
   RefreshTracks(core);
   RefreshHeights(core, 0, heights.track.numKeys - 1, HeightMode::kReadFractions,
                  GroundLevel::kTrue);
