@@ -23,8 +23,8 @@ constexpr std::size_t kReadsAhead = 5;
 // quarters of the skate that counts as none.
 constexpr float kBackGain = 0.1f, kBackShare = 0.0015f;
 // A knee is jerked that changes its speed by more than this multiple of what it does in the take
-// within a few frames, and so many radians a frame on top; and a foot is not led further astray than
-// this share of the leg.
+// within a few frames, and so many radians a frame on top; and a foot is not led further astray
+// than this share of the leg.
 constexpr float kJerkFactor = 1.4f, kJerkRadians = 0.03f, kMostAstray = 0.05f;
 constexpr std::size_t kFramesAround = 2;
 // Legs are held to this share of their length, unless they were longer.
@@ -50,11 +50,11 @@ struct LegRead {
 
 /// How firmly a contact is held. The last is as the foot was.
 struct Hold {
-  float mostTurn;   // of the foot, radians, to leave the knee its bend; beyond that the knee follows
+  float mostTurn;  // of the foot, radians, to leave the knee its bend; beyond that the knee follows
   float slipAbove;  // what the foot slides in a frame beyond this share of the leg it slides on
 };
-constexpr Hold kHolds[] = {{0.15f, 1}, {0.3f, 1}, {0.3f, 0.01f}, {0.3f, 0.004f}, {0.3f, 0.0015f},
-                           {0, 0}};
+constexpr Hold kHolds[] = {{0.15f, 1},     {0.3f, 1},       {0.3f, 0.01f},
+                           {0.3f, 0.004f}, {0.3f, 0.0015f}, {0, 0}};
 constexpr int kAsItWas = static_cast<int>(std::size(kHolds)) - 1;
 
 struct LegRun {
@@ -65,6 +65,9 @@ struct LegRun {
   std::vector<bool> loosen;     // those to be held less firmly
 
   bool HoldsAlready(int span) const { return heldSpans[static_cast<std::size_t>(span)]; }
+  bool Slides(int span) const {
+    return kHolds[holds[static_cast<std::size_t>(span)]].slipAbove < 1;
+  }
 };
 
 /// True for a key that says where the foot is: one of a thigh or of toes alone does not.
@@ -179,9 +182,9 @@ float WayAhead(const std::vector<LegRead>& reads, std::size_t k, std::size_t las
   return way;
 }
 
-/// Which end of the foot it stands on from each read of a contact to the next: the lower one, and of
-/// two on the ground the one that stays where it is, as a foot may turn on its heel. A key is put
-/// where that changes.
+/// Which end of the foot it stands on from each read of a contact to the next: the lower one, and
+/// of two on the ground the one that stays where it is, as a foot may turn on its heel. A key is
+/// put where that changes.
 void ChoosePivots(std::vector<LegRead>& reads, std::size_t first, std::size_t last,
                   const LimbRecord& leg) {
   const float tipped = kTippedShare * (leg.toeLength + leg.heelLength);
@@ -224,8 +227,8 @@ Point3 SlipOf(const LegRead& from, const LegRead& to, int pivot, float most) {
   return length > most ? (1 - most / length) * way : Point3{};
 }
 
-/// How far an end of the foot is to be shifted at the first read of a contact: by nothing on average
-/// over the first second.
+/// How far an end of the foot is to be shifted at the first read of a contact: by nothing on
+/// average over the first second.
 Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::size_t last,
                   float most) {
   Point3 shift, sum;
@@ -240,8 +243,8 @@ Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::siz
   return -sum / static_cast<float>(count);
 }
 
-/// Holds the foot from read `first` to read `last`, keys and frames between alike. What it is shifted
-/// by it gives back at its keys, so slowly that nobody sees it slide.
+/// Holds the foot from read `first` to read `last`, keys and frames between alike. What it is
+/// shifted by it gives back at its keys, so slowly that nobody sees it slide.
 void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t last, int form,
                  const LimbRecord& leg) {
   ChoosePivots(reads, first, last, leg);
@@ -251,8 +254,8 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
   const float mostBack = kBackShare * leg.totalLength;
   const float reach = kMostReach * ReachOf(LengthsOf(leg));
   int pivot = reads[first].pivot;
-  Point3 anchor = reads[first].ankle + reads[first].End(pivot) +
-                  FirstShift(reads, first, last, held);
+  Point3 anchor =
+      reads[first].ankle + reads[first].End(pivot) + FirstShift(reads, first, last, held);
   for (std::size_t k = first; k <= last; ++k) {
     LegRead& read = reads[k];
     if (k > first) anchor += SlipOf(reads[k - 1], read, pivot, held);
@@ -262,8 +265,8 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
       if (length > 0) anchor -= (std::min(kBackGain * length, mostBack) / length) * shift;
     }
     const Point3 spoke = -read.End(pivot);
-    read.turn = TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip),
-                               hold.mostTurn);
+    read.turn =
+        TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip), hold.mostTurn);
     read.heldAnkle = anchor + Rotate(read.turn, spoke);
     // A foot that the leg cannot reach has to come along.
     const Point3 asked = read.heldAnkle - read.hip;
@@ -290,8 +293,8 @@ void ShiftSwing(LegRead& read, const LegRead* from, const LegRead* to, float rea
   read.turn = Normalized(Slerp(from->turn, OnSideOf(to->turn, from->turn), u));
   const Point3 wanted = read.ankle + Lerp(from->Shift(), to->Shift(), u) - read.hip;
   // The knee takes its share where it had to give way on the ground.
-  const float length = Length(read.ankle - read.hip) + from->Stretch() +
-                       u * (to->Stretch() - from->Stretch());
+  const float length =
+      Length(read.ankle - read.hip) + from->Stretch() + u * (to->Stretch() - from->Stretch());
   const Point3 direction = Normalized(wanted);
   if (direction == Point3{}) return;
   const float most = std::max(Length(read.ankle - read.hip), kMostReach * reach);
@@ -374,8 +377,8 @@ bool FindJerks(const LimbRecord& leg, LegRun& run, TimeValue frame) {
     const float around = *std::max_element(was.begin() + static_cast<std::ptrdiff_t>(from),
                                            was.begin() + static_cast<std::ptrdiff_t>(to));
     const bool jerked = is[k] > kJerkFactor * around + kJerkRadians;
-    const bool astray = run.reads[k].span >= 0 &&
-                        Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
+    const bool astray =
+        run.reads[k].span >= 0 && Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
     if (jerked || astray) any = Loosen(run, k) || any;
   }
   return any;
@@ -423,7 +426,7 @@ void PoseHeld(LimbRecord& leg, const LegRead& read, const EvalContext& context) 
 bool IsAsItWas(const LegRead& read) { return read.heldAnkle == read.ankle && read.turn == Quat{}; }
 
 /// The key of a read, the leg posed as it was there.
-LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state,
+LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state, bool slides,
               const EvalContext& context) {
   LimbRecord& leg = posed.leg[side];
   if (!IsAsItWas(read)) PoseHeld(leg, read, context);
@@ -432,8 +435,8 @@ LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state,
   leg.pose.pivotKind = kNamedPivot;
   leg.pose.pivotIndex = read.pivot;
   LimbKey key = CurrentLimbKey(posed, leg, kPlantedKey);
-  // Each contact starts anew; within it the foot goes on from where it stood.
-  if (state == kTouch) key.ikJoinedPivot = 0;
+  // Each contact starts anew; within it the foot goes on from where it stood, or slides on.
+  if (state == kTouch || slides) key.ikJoinedPivot = 0;
   key.objectTarget = read.heldAnkle;
   if (HasObjectFrame(leg)) key.objectTarget = read.heldAnkle * Inverse(leg.objectFrame);
   SetKeyPivot(leg, key, PivotChoice{kNamedPivot, read.pivot, 0, 0});
@@ -453,7 +456,8 @@ int WriteKey(MotionCore& core, MotionCore& posed, const LegRun& run, const LegRe
   }
   const bool stays = read.span < 0 ? IsAsItWas(read) : run.HoldsAlready(read.span);
   if (!read.isKey || stays) return kDone;
-  const LimbKey key = KeyOf(posed, run.side, read, state, context);
+  const bool slides = read.span >= 0 && run.Slides(read.span);
+  const LimbKey key = KeyOf(posed, run.side, read, state, slides, context);
   const std::uint32_t links =
       index >= 0 ? leg.table.track.times[static_cast<std::size_t>(index)].linkMask : kAllLinks;
   const KeyRefusal refusal = PutKey(core, LimbId(leg), read.time, key, links);
