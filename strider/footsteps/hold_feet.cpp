@@ -337,7 +337,8 @@ float KneeAt(const LimbRecord& leg, float distance) {
   return static_cast<float>(AcosD(std::clamp((a * a + b * b - d * d) / product, -1.0, 1.0)));
 }
 
-/// Change of the knee's speed at each read that has neighbours a frame away; 0 elsewhere.
+/// Change of the knee's speed at each key between two that are a frame away; 0 elsewhere: between
+/// keys further apart the knee goes its own way.
 std::vector<float> KneeJerks(const LimbRecord& leg, const std::vector<LegRead>& reads,
                              TimeValue frame, bool held) {
   std::vector<float> knees, jerks(reads.size());
@@ -345,6 +346,7 @@ std::vector<float> KneeJerks(const LimbRecord& leg, const std::vector<LegRead>& 
     knees.push_back(KneeAt(leg, Length((held ? read.heldAnkle : read.ankle) - read.hip)));
   }
   for (std::size_t k = 1; k + 1 < reads.size(); ++k) {
+    if (!reads[k - 1].isKey || !reads[k].isKey || !reads[k + 1].isKey) continue;
     if (reads[k].time - std::int64_t{reads[k - 1].time} != frame) continue;
     if (reads[k + 1].time - std::int64_t{reads[k].time} != frame) continue;
     jerks[k] = std::fabs(knees[k + 1] - 2 * knees[k] + knees[k - 1]);
