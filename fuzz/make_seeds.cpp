@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "strider/base/whole_file.h"
+#include "strider/capture/moc_file.h"
 #include "strider/core/figure_layout.h"
 #include "strider/core/motion_range.h"
 #include "strider/footsteps/change_figure.h"
@@ -37,6 +38,43 @@ MotionCore ShortMotion(const Structure& structure, bool curves) {
     }
   }
   return cut;
+}
+
+/// A take with a joint that nobody knows, and two forms of markers.
+bool WriteTakes(const std::filesystem::path& folder) {
+  const auto joint = [](const std::string& name, const std::string& under) {
+    return "JOINT " + name + "{OFFSET 1 0 0\nCHANNELS 3 Zrotation Xrotation Yrotation\n" + under +
+           "}\n";
+  };
+  std::string bvh =
+      "HIERARCHY\nROOT Hips{OFFSET 0 0 0\nCHANNELS 6 Xposition Yposition Zposition "
+      "Zrotation Xrotation Yrotation\n";
+  std::string spine = joint("Neck", joint("Head", "End Site{OFFSET 0 1 0}"));
+  int joints = 4;  // the chest, what is in `spine`, and the one without a name
+  for (const std::string side : {"Left", "Right"}) {
+    const std::string leg = joint(side + "Knee", joint(side + "Ankle", "End Site{OFFSET 0 0 1}"));
+    bvh += side == "Left" ? joint("Buttock", joint("LeftHip", leg)) : joint(side + "Hip", leg);
+    const std::string hand = joint(side + "Elbow", joint(side + "Wrist", ""));
+    spine += joint(side + "Collar", joint(side + "Shoulder", hand));
+    joints += 7;
+  }
+  bvh += joint("Chest", spine) + "}\nMOTION\nFrames: 2\nFrame Time: .008333\n";
+  const int columns = 6 + 3 * joints;
+  for (int i = 0; i < 2 * columns; ++i)
+    bvh += std::to_string(i % 7) + (i % columns == 0 ? "\n" : " ");
+  bool good = Write(folder / "bvh" / "unknown_joint", bvh);
+
+  const std::string names = "LFWT RFWT LBWT RBWT LKNE RKNE LANK RANK LWRA LWRB HAT";
+  std::string row, dropped;
+  for (int i = 0; i < 33; ++i) row += " " + std::to_string(3 * i) + ".5";
+  for (int i = 0; i < 11; ++i) dropped += " D";
+  good &= Write(folder / "mkr" / "keywords",
+                "$COMMENTS none\n$RATE 120\n$FIRSTFRAME 1\n$LASTFRAME 3\n$TALENT MILLIMETERS HEAD "
+                "200 PELVH 1\n$ORDER\n" +
+                    names + "\n$POINTS\n1" + row + "\n2" + dropped + "\n3" + row + "\n");
+  good &= Write(folder / "mkr" / "table",
+                "FILE x\n1 " + names + "\n1 0.0" + row + "\n2 0.01" + row + "\n");
+  return good;
 }
 
 bool WriteSeeds(const std::filesystem::path& folder) {
@@ -73,7 +111,10 @@ bool WriteSeeds(const std::filesystem::path& folder) {
     good &= Write(folder / "fig" / (name + "_small"), WriteFigureStream(still, form));
   }
   good &= Write(folder / "ini" / "defaults", PreferencesText({}));
-  return good;
+  good &= Write(folder / "moc" / "defaults", MocText({}));
+  good &= Write(folder / "mnm" / "joints", "LeftHip lThigh\nChest2 chest\nHead head\n");
+  good &= Write(folder / "mnm" / "markers", "LHEL LHEE\r\nRHEL\tRHEE\r\n");
+  return good && WriteTakes(folder);
 }
 
 }  // namespace

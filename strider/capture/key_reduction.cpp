@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <new>
 
-#include "strider/capture/section_curve.h"
+#include "strider/capture/curve_thinning.h"
 #include "strider/core/key_edit.h"
 #include "strider/core/limb_pivot.h"
 #include "strider/core/motion_range.h"
@@ -13,236 +13,6 @@ namespace strider {
 namespace {
 
 std::size_t At(int index) { return static_cast<std::size_t>(index); }
-
-// Travel under this share of a tolerance is what a capture's noise makes of standing still.
-constexpr float kNoiseShare = 0.02f;
-// Tests of a swing's far point ask that none of so many frames before it has a key.
-constexpr int kQuietFrames = 4;
-// While keys go, a longer gap is tested at so many places; all are tested in the end.
-constexpr int kMostTested = 12;
-// Between two keys that lie further apart than a frame the curve is sampled no more often.
-constexpr int kMostBetween = 16;
-
-/// Places at which a thinned curve is compared with the curve of all keys.
-struct CurveSamples {
-  std::vector<TimeValue> times;
-  std::vector<CurvePose> poses;
-  std::vector<int> ofKey;  // the sample at each key
-};
-
-CurveSamples SampleCurve(const SectionCurve& curve, TimeValue frame) {
-  CurveSamples samples;
-  const int last = curve.NumKeys() - 1;
-  const auto add = [&](const CurveSpan& span, TimeValue t) {
-    samples.times.push_back(t);
-    span.Read(t, samples.poses.emplace_back());
-  };
-  for (int i = 0; i <= last; ++i) {
-    const int next = std::min(i + 1, last);
-    const CurveSpan span(curve, {std::max(i - 1, 0), i, next, std::min(i + 2, last)});
-    samples.ofKey.push_back(static_cast<int>(samples.times.size()));
-    add(span, curve.times[At(i)]);
-    const std::int64_t gap = std::int64_t{curve.times[At(next)]} - curve.times[At(i)];
-    const std::int64_t step = std::max<std::int64_t>(frame, gap / kMostBetween);
-    for (std::int64_t away = step; away < gap; away += step) {
-      add(span, Later(curve.times[At(i)], away));
-    }
-  }
-  return samples;
-}
-
-/// The thinning of one curve.
-class Thinning {
- public:
-  Thinning(const SectionCurve& curve, const KeyReductionRow& row, TimeValue frame)
-      : curve_(curve),
-        samples_(SampleCurve(curve, frame)),
-        tolerance_(row.tolerance * curve.toleranceShare),
-        spacing_(std::int64_t{frame} * row.spacing),
-        before_(curve.times.size(), -1),
-        after_(curve.times.size(), -1) {}
-
-  /// `turns(key, ticks since the last one kept)`: whether the stated tests keep a key.
-  template <class Turns>
-  void Walk(int first, int last, const Turns& turns) {
-    const int end = curve_.NumKeys() - 1;
-    for (int i = 1; i <= end; ++i) Link(i - 1, i);
-    int prev = first;
-    for (int i = first + 1; i < last; ++i) {
-      const std::int64_t since = Ticks(prev, i);
-      const bool spaced = std::min(Ticks(i, last), since) >= spacing_;
-      const bool keep = curve_.forced[At(i)] != 0 ||
-                        (spaced && (turns(i, since) ||
-                                    Leaves({before_[At(prev)], prev, i + 1, after_[At(i + 1)]})));
-      if (keep) {
-        prev = i;
-      } else {
-        Link(prev, i + 1);
-        after_[At(i)] = kGone;
-      }
-    }
-    PutBack(first, last);
-  }
-
-  bool Stays(int key) const { return after_[At(key)] != kGone; }
-
-  /// The furthest that the curve is from its samples.
-  float LargestDeviation(int first, int last) {
-    float most = 0;
-    for (int key = first; key < last; key = after_[At(key)]) most = std::max(most, Worst(key).off);
-    return most * tolerance_;
-  }
-
- private:
-  static constexpr int kGone = -2;
-
-  std::int64_t Ticks(int from, int to) const {
-    return std::int64_t{curve_.times[At(to)]} - curve_.times[At(from)];
-  }
-  void Link(int left, int right) {
-    after_[At(left)] = right;
-    before_[At(right)] = left;
-  }
-
-  float OffAt(const CurveSpan& span, const CurveKeys& keys, int sample) {
-    span.Read(samples_.times[At(sample)], shown_);
-    return curve_.measure(keys.left, keys.right, shown_, samples_.poses[At(sample)], tolerance_);
-  }
-
-  /// Whether the curve over a gap is past the tolerance, at a few places all over it.
-  bool Leaves(CurveKeys keys) {
-    Complete(keys);
-    const CurveSpan span(curve_, keys);
-    const int first = samples_.ofKey[At(keys.left)] + 1;
-    const int count = samples_.ofKey[At(keys.right)] - first;
-    const int tested = std::min(count, kMostTested);
-    for (int k = tested; k >= 1; --k) {  // it leaves first where the gap has grown
-      const int sample = first + static_cast<int>(std::int64_t{count} * k / tested) - 1;
-      if (!(OffAt(span, keys, sample) <= 1)) return true;
-    }
-    return false;
-  }
-
-  static void Complete(CurveKeys& keys) {
-    if (keys.prev < 0) keys.prev = keys.left;
-    if (keys.next < 0) keys.next = keys.right;
-  }
-
-  struct Place {
-    float off = 0;
-    int sample = -1;
-  };
-  /// Where the curve after a key is furthest from its samples.
-  Place Worst(int key) {
-    CurveKeys keys{before_[At(key)], key, after_[At(key)], -1};
-    keys.next = after_[At(keys.right)];
-    Complete(keys);
-    const CurveSpan span(curve_, keys);
-    Place worst;
-    for (int s = samples_.ofKey[At(key)] + 1; s < samples_.ofKey[At(keys.right)]; ++s) {
-      const float off = OffAt(span, keys, s);
-      if (!(off <= worst.off)) worst = {off, s};
-    }
-    return worst;
-  }
-
-  /// The shape of a kept key follows from its neighbours, which went after it was tested: where the
-  /// curve has so left the tolerance, keys come back as near to the worst place as spacing lets
-  /// them.
-  void PutBack(int first, int last) {
-    std::vector<int> gaps;
-    for (int key = first; key < last; key = after_[At(key)]) gaps.push_back(key);
-    while (!gaps.empty()) {
-      const int left = gaps.back();
-      gaps.pop_back();
-      const Place worst = Worst(left);
-      if (worst.off <= 1) continue;
-      const int key = NearestAllowed(left, after_[At(left)], worst.sample);
-      if (key < 0) continue;
-      const int right = after_[At(left)];
-      Link(left, key);
-      Link(key, right);
-      for (const int changed : {before_[At(left)], left, key, right}) {
-        if (changed >= first && changed < last) gaps.push_back(changed);
-      }
-    }
-  }
-
-  /// The key of a gap nearest to a sample that keeps its distance from both ends; -1 for none.
-  int NearestAllowed(int left, int right, int sample) const {
-    int nearest = -1;
-    std::int64_t least = 0;
-    for (int key = left + 1; key < right; ++key) {
-      if (Ticks(left, key) < spacing_ || Ticks(key, right) < spacing_) continue;
-      const std::int64_t away =
-          std::abs(std::int64_t{curve_.times[At(key)]} - samples_.times[At(sample)]);
-      if (nearest < 0 || away < least) {
-        nearest = key;
-        least = away;
-      }
-    }
-    return nearest;
-  }
-
-  const SectionCurve& curve_;
-  CurveSamples samples_;
-  float tolerance_;
-  std::int64_t spacing_;
-  std::vector<int> before_, after_;  // the kept neighbours of kept keys
-  CurvePose shown_;
-};
-
-// --- The stated tests ----------------------------------------------------------------------------
-
-/// Whether the section turns back at a key so clearly that the key stays within any tolerance.
-class TurnsBack {
- public:
-  TurnsBack(const ReductionSamples& samples, int id, const KeyReductionRow& row)
-      : samples_(samples), id_(id), frames_(samples.FramesOf(id)) {
-    const bool place = id == kHorizontal || id == kVertical;
-    noise_ = kNoiseShare * (place ? row.tolerance : DegreesToRadians(row.tolerance));
-    if (id == kHorizontal) path_ = Projected({1, 0, 1});
-    if (id == kVertical) path_ = Projected({0, 1, 0});
-  }
-
-  bool operator()(TimeValue t, std::int64_t since) const {
-    if (id_ == kTurn) return true;  // the heading is thinned by its spacing alone
-    const int at = samples_.At(t);
-    if (at < 0) return false;
-    if (id_ != kHorizontal && id_ != kVertical) {
-      SampleWindow<Matrix3> window;
-      return frames_ != nullptr && WindowAt(*frames_, at, window) && LimbTest(window, noise_);
-    }
-    SampleWindow<Point3> window;
-    if (since <= std::int64_t{kQuietFrames} * samples_.step || !WindowAt(path_, at, window)) {
-      return false;
-    }
-    return (id_ == kHorizontal && LeadsBack(window)) || LimbTest(window, noise_);
-  }
-
- private:
-  std::vector<Point3> Projected(const Point3& axes) const {
-    std::vector<Point3> path;
-    path.reserve(samples_.body.size());
-    for (const Point3& p : samples_.body)
-      path.push_back({axes.x * p.x, axes.y * p.y, axes.z * p.z});
-    return path;
-  }
-  /// Two frames each way are enough for a path over the ground.
-  bool LeadsBack(const SampleWindow<Point3>& window) const {
-    const Point3 d = window[3] - window[1], e = window[5] - window[3];
-    return Length(d) > noise_ && Length(e) > noise_ && Dot(d, e) < 0;
-  }
-
-  const ReductionSamples& samples_;
-  int id_;
-  const std::vector<Matrix3>* frames_;
-  float noise_ = 0;
-  std::vector<Point3> path_;
-};
-
-// --- One track
-// ------------------------------------------------------------------------------------
 
 /// Keys between which a walk goes; empty where a range lies beside the track.
 struct WalkEnds {
@@ -275,13 +45,10 @@ void Thin(MotionCore& core, int id, KeyTable<Key>& table, const KeyReductionRow&
     const SectionCurve curve = CurveOf(core, id, sub);
     const WalkEnds ends = EndsOf(curve, range);
     if (ends.first >= ends.last) continue;
-    Thinning thinning(curve, row, frame);
-    thinning.Walk(ends.first, ends.last,
-                  [&](int key, std::int64_t since) { return turns(curve.times[At(key)], since); });
-    report.largestDeviation =
-        std::max(report.largestDeviation, thinning.LargestDeviation(ends.first, ends.last));
+    const ThinnedCurve thinned = ThinCurve(curve, ends.first, ends.last, row, frame, turns);
+    report.largestDeviation = std::max(report.largestDeviation, thinned.largestDeviation);
     for (int i = 0; i < curve.NumKeys(); ++i) {
-      if (thinning.Stays(i)) continue;
+      if (thinned.stays[At(i)]) continue;
       masks[At(curve.keys[At(i)])] &= track.separate ? ~(std::uint32_t{1} << sub) : 0u;
     }
   }
@@ -355,20 +122,20 @@ int ReductionReport::KeysAfter() const {
   return sum;
 }
 
-KeyReductionRows ReductionRowOf(int id) {
+KeyReductionTrack ReductionRowOf(int id) {
   switch (id) {
-    case kHorizontal: return kHorizontalRow;
-    case kVertical: return kVerticalRow;
-    case kTurn: return kTurnRow;
-    case kPelvis: return kPelvisRow;
-    case kSpine: return kSpineRow;
+    case kHorizontal: return kReduceHorizontal;
+    case kVertical: return kReduceVertical;
+    case kTurn: return kReduceTurn;
+    case kPelvis: return kReducePelvis;
+    case kSpine: return kReduceSpine;
     case kNeck:
-    case kHead: return kNeckRow;
-    case kLeftArm: return kLeftArmRow;
-    case kRightArm: return kRightArmRow;
-    case kLeftLeg: return kLeftLegRow;
-    case kRightLeg: return kRightLegRow;
-    default: return kTailRow;  // what hangs: tail, ponytails and extra chains
+    case kHead: return kReduceNeck;
+    case kLeftArm: return kReduceLeftArm;
+    case kRightArm: return kReduceRightArm;
+    case kLeftLeg: return kReduceLeftLeg;
+    case kRightLeg: return kReduceRightLeg;
+    default: return kReduceTail;  // what hangs: tail, ponytails and extra chains
   }
 }
 
@@ -389,7 +156,7 @@ int ReduceTrack(MotionCore& core, int id, const KeyReductionRow& row,
   }
 }
 
-int ReduceKeys(MotionCore& core, const KeyReductionRow (&rows)[kNumReductionRows],
+int ReduceKeys(MotionCore& core, const KeyReductionTable& rows,
                const std::optional<Interval>& range, const EvalContext& context,
                ReductionReport& report) {
   report = {};
@@ -397,8 +164,8 @@ int ReduceKeys(MotionCore& core, const KeyReductionRow (&rows)[kNumReductionRows
     const ReductionSamples samples = SampleForReduction(core, context);
     MotionCore thinned = core;
     for (const int id : TracksInOrder(core)) {
-      const bool all = rows[kAllRow].filter != 0;
-      const KeyReductionRow& row = rows[all ? kAllRow : ReductionRowOf(id)];
+      const bool all = rows[kReduceAll].filter != 0;
+      const KeyReductionRow& row = rows[all ? kReduceAll : ReductionRowOf(id)];
       const int keys = NumKeysOf(core, id);
       TrackReduction track{id, keys, keys, 0};
       if (row.filter != 0 && row.tolerance > 0 && keys > 0) {

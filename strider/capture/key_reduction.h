@@ -27,7 +27,7 @@ struct ReductionReport {
 };
 
 /// Which row of a table says how a track is thinned, the filters not asked.
-KeyReductionRows ReductionRowOf(int id);
+KeyReductionTrack ReductionRowOf(int id);
 
 /// Thins the track of `id` by a row whose filter is not asked: from its first key to its last, or
 /// from the key at or before a range's start to the one at or after its end. Those two stay. A
@@ -39,9 +39,9 @@ KeyReductionRows ReductionRowOf(int id);
                               const ReductionSamples& samples, const std::optional<Interval>& range,
                               TrackReduction& report);
 
-/// Thins all tracks whose rows have their filter on, by kAllRow where its own is. What flights and
-/// shapes follow from keys is rebuilt. kRefused, nothing changed, if memory ran out.
-[[nodiscard]] int ReduceKeys(MotionCore& core, const KeyReductionRow (&rows)[kNumReductionRows],
+/// Thins all tracks whose rows have their filter on, by kReduceAll where its own is. What flights
+/// and shapes follow from keys is rebuilt. kRefused, nothing changed, if memory ran out.
+[[nodiscard]] int ReduceKeys(MotionCore& core, const KeyReductionTable& rows,
                              const std::optional<Interval>& range, const EvalContext& context,
                              ReductionReport& report);
 

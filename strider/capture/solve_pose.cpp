@@ -115,21 +115,20 @@ LimbJoints JointsOf(const LimbRecord& limb) {
 
 /// The normal of the limb's plane, the core's space; unit and square to `upper`.
 Point3 PlaneNormal(const LimbRecord& limb, const LimbTurns& turns, const LimbJoints& joints,
-                   const CapturedPose& pose, LimbOrientation kind, const Point3& upper,
+                   const CapturedPose& pose, PlaneSource kind, const Point3& upper,
                    const Point3& lower) {
   const auto square = [&upper](const Point3& v) { return Normalized(v - Dot(v, upper) * upper); };
   const Quat upperTurn = Aimed(TurnOf(pose, joints.upper) * turns.upper, upper);
-  const Point3 byTurn = kind == LimbOrientation::kAsStands
+  const Point3 byTurn = kind == PlaneSource::kAsStands
                             ? square(Rotate(limb.base.rotation, limb.pose.swivel))
                             : square(Rotate(upperTurn, {0, 0, 1}));
   const Point3 across = Cross(upper, lower);
   const float bend = Length(across);
   Point3 byPlace = Normalized(across);
-  if (kind == LimbOrientation::kAngle || kind == LimbOrientation::kAsStands ||
-      byPlace == Point3{}) {
+  if (kind == PlaneSource::kAngle || kind == PlaneSource::kAsStands || byPlace == Point3{}) {
     return byTurn == Point3{} ? Rotate(upperTurn, {0, 0, 1}) : byTurn;
   }
-  if (kind == LimbOrientation::kPoint) return byPlace;
+  if (kind == PlaneSource::kPoint) return byPlace;
   if (Dot(byPlace, byTurn) < 0 && bend < kOverstretch) byPlace = -byPlace;
   const float u = std::clamp((bend - kStraight) / (kBent - kStraight), 0.0f, 1.0f);
   const float weight = u * u * (3 - 2 * u);
@@ -139,7 +138,7 @@ Point3 PlaneNormal(const LimbRecord& limb, const LimbTurns& turns, const LimbJoi
 /// Angles of a limb whose base stands: the upper segment along the take's, the lower one as nearly
 /// as the plane allows.
 void SolveSegments(LimbRecord& limb, const LimbTurns& turns, const CapturedPose& pose,
-                   LimbOrientation kind) {
+                   PlaneSource kind) {
   const LimbJoints joints = JointsOf(limb);
   const Point3& base = limb.base.origin;
   const Point3 upper = Normalized(PlaceOf(pose, joints.middle) - base);
@@ -203,9 +202,9 @@ void SolveToes(const Talent& talent, const CapturedPose& pose, const Quat& foot,
 }
 
 /// The turn of hand or foot: its joint's own, with `kPoint` aimed at the joint that follows it.
-Quat EndTurn(const LimbTurns& turns, const CapturedPose& pose, int joint, LimbOrientation kind) {
+Quat EndTurn(const LimbTurns& turns, const CapturedPose& pose, int joint, PlaneSource kind) {
   const Quat end = TurnOf(pose, joint) * turns.end;
-  if (kind != LimbOrientation::kPoint || turns.pointsAt == kNoJoint) return end;
+  if (kind != PlaneSource::kPoint || turns.pointsAt == kNoJoint) return end;
   const Point3 toNext = PlaceOf(pose, turns.pointsAt) - PlaceOf(pose, joint);
   return Normalized(ShortestTurn(Rotate(TurnOf(pose, joint), turns.pointsAlong), toNext) * end);
 }
@@ -215,8 +214,8 @@ void SolveWholeLimb(const Talent& talent, const CapturedPose& pose, const SolveO
   const LimbTurns& turns = limb.isLeg ? talent.leg[limb.side] : talent.arm[limb.side];
   SolveSegments(limb, turns, pose, limb.isLeg ? options.knee : options.elbow);
   const Quat last = LastSegmentInWorld(limb, ShapeOfPose(limb));
-  const LimbOrientation endKind = limb.isLeg ? options.foot : options.hand;
-  if (endKind == LimbOrientation::kAsStands) return;
+  const PlaneSource endKind = limb.isLeg ? options.foot : options.hand;
+  if (endKind == PlaneSource::kAsStands) return;
   const Quat end = EndTurn(turns, pose, JointsOf(limb).end, endKind);
   limb.pose.endRotation = Normalized(Conjugate(last) * end);
   if (limb.isLeg) {

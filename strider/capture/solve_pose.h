@@ -6,7 +6,7 @@
 namespace strider {
 
 /// Where the plane of a limb, and with it the side to which its elbow or knee bends, comes from.
-enum class LimbOrientation : int {
+enum class PlaneSource : int {
   kPoint = 0,    // from the places of its three joints
   kAngle = 1,    // from the turn of its first joint
   kAuto = 2,     // from the places where it is clearly bent, else from the turn
@@ -15,8 +15,8 @@ enum class LimbOrientation : int {
 
 /// How the planes of limbs are taken.
 struct SolveOptions {
-  LimbOrientation knee = LimbOrientation::kAuto, elbow = LimbOrientation::kAuto;
-  LimbOrientation foot = LimbOrientation::kAuto, hand = LimbOrientation::kAuto;
+  PlaneSource knee = PlaneSource::kAuto, elbow = PlaneSource::kAuto;
+  PlaneSource foot = PlaneSource::kAuto, hand = PlaneSource::kAuto;
 };
 
 /// Poses body, pelvis and spine of the talent's figure, their frames too.

@@ -19,12 +19,18 @@ bool WaitsForMotion(const MotionCore& core) {
 
 bool InStack(const MotionCore& core) { return core.previousLayer || core.nextLayer; }
 
-/// A footstep motion has no pose outside its span; one without footsteps stands at 0.
+/// A footstep motion has no pose outside its span, which its body's keys may stretch: a captured
+/// one begins before the first foot comes down. One without footsteps stands at 0.
 TimeValue WithinMotion(const MotionCore& core, TimeValue t) {
   if (core.freeForm) return t;
-  const bool footsteps = core.footsteps.numFootsteps > 0;
-  const TimeValue first = footsteps ? FirstFootstepTime(core.footsteps) : 0;
-  return std::clamp(t, first, std::max(first, footsteps ? core.endTime : 0));
+  if (core.footsteps.numFootsteps == 0) return 0;
+  TimeValue first = FirstFootstepTime(core.footsteps), last = std::max(first, core.endTime);
+  const KeyTable<VerticalKey>& heights = core.body.vertical;
+  if (!heights.Empty()) {
+    first = std::min(first, heights.TimeOf(0));
+    last = std::max(last, heights.TimeOf(heights.track.numKeys - 1));
+  }
+  return std::clamp(t, first, last);
 }
 
 void EvaluatePelvis(PelvisRecord& pelvis, TimeValue t) {

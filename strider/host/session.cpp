@@ -37,4 +37,6 @@ Session& DefaultSession() {
   return session;
 }
 
+MocapManager& TheMocapManager() { return DefaultSession().mocap; }
+
 }  // namespace strider

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "strider/capture/mocap_manager.h"
 #include "strider/footsteps/adapt.h"
 #include "strider/footsteps/gait.h"
 #include "strider/host/hold.h"
@@ -54,6 +55,7 @@ class Session {
   SharedModes modes;
   GaitSettings gaits;
   AdaptLocks adaptLocks;
+  MocapManager mocap;
   Preferences preferences;
   /// Where the preferences are kept, for the two calls below; empty until whoever runs the session
   /// says so, for the user's own UserPreferencesFolder().
@@ -79,5 +81,7 @@ class Session {
 /// The session that the exported functions without one reach. It is made on first use and belongs
 /// to the thread that evaluates with it.
 Session& DefaultSession();
+/// Its settings of captures.
+MocapManager& TheMocapManager();
 
 }  // namespace strider

@@ -1,0 +1,73 @@
+#include "strider/capture/convert.h"
+
+#include <new>
+#include <utility>
+
+#include "strider/footsteps/adopt_footsteps.h"
+#include "strider/footsteps/change_figure.h"
+
+namespace strider {
+namespace {
+
+int Refuse(ConversionReport& report, const char* cause) {
+  report.message = cause;
+  return kRefused;
+}
+
+/// Footsteps, figure and reduction, in place.
+int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCore& motion,
+           ConversionReport& report, const EvalContext& context) {
+  if (settings.footsteps) {
+    const int found = ExtractFootsteps(motion, dense, settings.extraction, 0, report.numFrames,
+                                       false, report.extraction, context);
+    if (found == 1 && AdoptFootsteps(motion, true, context) == kRefused) {
+      return Refuse(report, "the footsteps found cannot carry the motion");
+    }
+  }
+  // After the footsteps were found: the figure keeps the talent's contacts whatever its legs do.
+  if (settings.figure != nullptr &&
+      SetFigureOfMotion(motion, *settings.figure, true, context) == kRefused) {
+    return Refuse(report, "the figure cannot take the motion over");
+  }
+  if (settings.reduce &&
+      ReduceKeys(motion, settings.reduction, {}, context, report.reduction) == kRefused) {
+    return Refuse(report, "memory ran out");
+  }
+  return kDone;
+}
+
+}  // namespace
+
+TalentStructure StructureOfFigure(const MotionCore& figure) {
+  const Structure& s = figure.structure;
+  return {s, s.spineLinks, s.neckLinks, false};
+}
+
+int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& dense,
+                      MotionCore& motion, ConversionReport& report, const EvalContext& context) {
+  report = {};
+  report.numFrames = static_cast<int>(dense.captured.poses.size());
+  report.legLength = dense.legLength;
+  report.fit = dense.fit;
+  try {
+    MotionCore made = dense.motion;
+    if (Finish(settings, dense.motion, made, report, context) == kRefused) return kRefused;
+    if (settings.figure == nullptr) report.fit = MeasureFit(dense, made, context);
+    motion = std::move(made);
+  } catch (const std::bad_alloc&) {
+    return Refuse(report, "memory ran out");
+  }
+  return kDone;
+}
+
+int ConvertCapture(const CaptureScene& scene, const ConversionSettings& settings,
+                   MotionCore& motion, ConversionReport& report, const EvalContext& context) {
+  report = {};
+  DenseSettings dense = settings.dense;
+  if (settings.figure != nullptr) dense.talent = StructureOfFigure(*settings.figure);
+  DenseMotion made;
+  if (MakeDenseMotion(scene, dense, made, report.message) == kRefused) return kRefused;
+  return FinishDenseMotion(settings, made, motion, report, context);
+}
+
+}  // namespace strider

@@ -1,0 +1,45 @@
+// From a take to a motion on a figure: a talent is fitted, every frame becomes keys, footsteps are
+// found, and keys that say nothing of their own go.
+#pragma once
+
+#include "strider/capture/dense_motion.h"
+#include "strider/capture/key_reduction.h"
+#include "strider/footsteps/extract_footsteps.h"
+
+namespace strider {
+
+struct ConversionSettings {
+  DenseSettings dense;
+  const MotionCore* figure = nullptr;  // who is to move so; null for the talent's own figure
+  bool footsteps = true;
+  ExtractionSettings extraction;
+  bool reduce = true;
+  KeyReductionTable reduction = kDefaultKeyReduction;
+};
+
+struct ConversionReport {
+  std::string message;  // why there is no motion; empty if there is one
+  int numFrames = 0;
+  float legLength = 0;  // of the talent, hip to ankle
+  FitError fit;
+  ExtractionReport extraction;
+  ReductionReport reduction;
+};
+
+/// All stages. kRefused, `motion` unchanged and the cause in the report, for a take that gives no
+/// figure, and if memory ran out.
+[[nodiscard]] int ConvertCapture(const CaptureScene& scene, const ConversionSettings& settings,
+                                 MotionCore& motion, ConversionReport& report,
+                                 const EvalContext& context);
+
+/// The stages after the first: footsteps, the other figure, the reduction. Where the figure stays
+/// the talent's the report tells how well the end fits the take, else how well the talent did.
+[[nodiscard]] int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& dense,
+                                    MotionCore& motion, ConversionReport& report,
+                                    const EvalContext& context);
+
+/// What a talent has to be made of for `figure` to take his motion over: they may differ in nothing
+/// but sizes, so that every link moves.
+TalentStructure StructureOfFigure(const MotionCore& figure);
+
+}  // namespace strider
