@@ -19,9 +19,8 @@ constexpr float kTippedShare = 0.05f;
 // Or, both on the ground, once its own end goes this far, in leg lengths, over so many frames.
 constexpr float kStraysShare = 0.006f;
 constexpr std::size_t kReadsAhead = 5;
-// A foot gives back this share of its shift at a key, and no more than this share of the leg: three
-// quarters of the skate that counts as none.
-constexpr float kBackGain = 0.1f, kBackShare = 0.0015f;
+// A foot gives back no more than this share of its shift at a key.
+constexpr float kBackGain = 0.1f;
 // A knee is jerked that changes its speed by more than this multiple of what it does in the take
 // within a few frames, and so many radians a frame on top; and a foot is not led further astray
 // than this share of the leg.
@@ -52,9 +51,17 @@ struct LegRead {
 struct Hold {
   float mostTurn;  // of the foot, radians, to leave the knee its bend; beyond that the knee follows
   float slipAbove;  // what the foot slides in a frame beyond this share of the leg it slides on
+  float giveBack;   // what it gives back of its shift in a frame, in leg lengths
 };
-constexpr Hold kHolds[] = {{0.15f, 1},     {0.3f, 1},       {0.3f, 0.01f},
-                           {0.3f, 0.004f}, {0.3f, 0.0015f}, {0, 0}};
+// Three quarters of the skate that counts as none.
+constexpr float kUnseen = 0.0015f;
+constexpr Hold kHolds[] = {{0.15f, 1, 0},
+                           {0.3f, 1, 0},
+                           {0.3f, 1, kUnseen},
+                           {0.3f, 0.01f, kUnseen},
+                           {0.3f, 0.004f, kUnseen},
+                           {0.3f, 0.0015f, kUnseen},
+                           {0, 0, 0}};
 constexpr int kAsItWas = static_cast<int>(std::size(kHolds)) - 1;
 
 struct LegRun {
@@ -66,7 +73,8 @@ struct LegRun {
 
   bool HoldsAlready(int span) const { return heldSpans[static_cast<std::size_t>(span)]; }
   bool Slides(int span) const {
-    return kHolds[holds[static_cast<std::size_t>(span)]].slipAbove < 1;
+    const Hold& hold = kHolds[holds[static_cast<std::size_t>(span)]];
+    return hold.slipAbove < 1 || hold.giveBack > 0;
   }
 };
 
@@ -251,7 +259,7 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
   if (form == kAsItWas) return;
   const Hold& hold = kHolds[form];
   const float held = hold.slipAbove * leg.totalLength;
-  const float mostBack = kBackShare * leg.totalLength;
+  const float mostBack = hold.giveBack * leg.totalLength;
   const float reach = kMostReach * ReachOf(LengthsOf(leg));
   int pivot = reads[first].pivot;
   Point3 anchor =
@@ -469,15 +477,15 @@ int WriteKey(MotionCore& core, MotionCore& posed, const LegRun& run, const LegRe
 
 }  // namespace
 
-int HoldFeet(MotionCore& core, const MotionCore& source, const EvalContext& context) {
+int HoldFeet(MotionCore& core, const MotionCore& source, bool anew, const EvalContext& context) {
   MotionCore posed = source;
   posed.inPlace = false;
-  SetFreeForm(posed, true);  // footsteps say nothing yet of where it may be evaluated
+  SetFreeForm(posed, true);  // its own keys are asked alone
   LegRun runs[2];
   for (int side = 0; side < 2; ++side) {
     runs[side].side = side;
     for (const FootstepSpan& span : core.footsteps.spans[side]) {
-      runs[side].heldSpans.push_back(IsHeld(core.leg[side], span));
+      runs[side].heldSpans.push_back(!anew && IsHeld(core.leg[side], span));
     }
     runs[side].reads = TimesToRead(core, runs[side]);
   }

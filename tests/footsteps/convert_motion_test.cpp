@@ -170,6 +170,26 @@ TEST(AdoptFootsteps, HoldsFeetStillAndKeepsTheMotion) {
   }
 }
 
+TEST(HoldFeetAnew, StopsFeetWhoseKeysWereTakenOut) {
+  MotionCore core = Adopted(test::CapturedLike(SampleMotion::kWalk), 184);
+  for (LimbRecord& leg : core.leg) {
+    std::vector<int> kept;
+    for (int i = 0; i < leg.table.track.numKeys; i += 3) kept.push_back(i);
+    KeepKeys(leg.table, kept);
+  }
+  RefreshTracks(core);
+  EXPECT_GT(MeasureMotion(core, {}).skate.high, 0.2f);
+  const MotionCore thinned = core;
+  ASSERT_EQ(HoldFeetAnew(core, {}), kDone);
+  const MotionMeasures measures = MeasureMotion(core, {});
+  EXPECT_LT(measures.skate.high, 0.2f);
+  EXPECT_LT(measures.footprintDistance.high, 1);
+  EXPECT_LT(ApartAt(thinned, core, FramesBetween(core, 0, core.endTime)),
+            0.05f * core.leg[0].totalLength);
+  MotionCore free = test::CapturedLike(SampleMotion::kWalk, 10);
+  EXPECT_EQ(HoldFeetAnew(free, {}), kRefused);
+}
+
 TEST(AdoptFootsteps, MakesThemLive) {
   const struct {
     const char* what;
