@@ -14,6 +14,8 @@ struct Verb {
   std::function<ExitStatus()> run;
 };
 
+/// `strider batch`: many takes become motions.
+Verb AddBatchVerb(CLI::App& program);
 /// `strider convert`: one of the engine's own files, in any format that a motion is written in.
 Verb AddConvertVerb(CLI::App& program);
 /// `strider import`: a take of a person becomes a motion with footsteps.

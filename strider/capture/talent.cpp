@@ -7,6 +7,7 @@
 #include "strider/capture/solve_pose.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
+#include "strider/core/node_tree.h"
 
 namespace strider {
 namespace {
@@ -195,6 +196,7 @@ void Fitting::LayOut() {
   ListFingers();
   talent_.movesToes = Has(kLeftToeJoint) && Has(kRightToeJoint);
   if (talent_.movesToes && wanted_.digitsOfTake) s.toes = s.toeLinks = 1;
+  figure.name = kFirstFigureName;
   SetFreeForm(figure, true);
   const Structure laid = s;
   LayOutFigure(figure, laid);
