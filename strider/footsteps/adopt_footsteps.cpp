@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "strider/core/evaluate.h"
 #include "strider/core/motion_range.h"
@@ -101,7 +102,8 @@ int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
   if (core.footsteps.numFootsteps == 0) return kRefused;
   try {
     MotionCore adopted = core;
-    if (LetFootstepsRule(adopted) == kRefused || HoldFeet(adopted, core, context) == kRefused) {
+    if (LetFootstepsRule(adopted) == kRefused ||
+        HoldFeet(adopted, core, false, context) == kRefused) {
       return kRefused;
     }
     if (settle) Settle(adopted, context);
@@ -109,6 +111,21 @@ int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
     TransformsFromPositions(adopted.footsteps);
     if (RefreshBodyKeys(adopted) == kRefused) return kRefused;
     core = std::move(adopted);
+  } catch (const std::bad_alloc&) {
+    return kRefused;
+  }
+  return kDone;
+}
+
+int HoldFeetAnew(MotionCore& core, const EvalContext& context) {
+  if (core.freeForm || core.footsteps.numFootsteps == 0) return kRefused;
+  try {
+    MotionCore held = core;
+    if (HoldFeet(held, core, true, context) == kRefused) return kRefused;
+    Settle(held, context);
+    NormalizeAngles(held.footsteps);
+    TransformsFromPositions(held.footsteps);
+    core = std::move(held);
   } catch (const std::bad_alloc&) {
     return kRefused;
   }
