@@ -26,10 +26,11 @@ void RefreshMotionSpan(MotionCore& core) {
   core.startTime = kTimeMax;
   core.endTime = 0;
   const FootstepTrack& track = core.footsteps;
-  if (core.freeForm || track.numFootsteps == 0) return;
+  if (track.numFootsteps == 0) return;
   core.endTime = LastFootstepTime(track);
   const KeyTable<HorizontalKey>& path = core.body.horizontal;
-  if (!track.freeFormAfter.Get(track.numFootsteps - 1) || path.Empty()) return;
+  if (core.freeForm || path.Empty()) return;
+  if (!track.freeFormAfter.Get(track.numFootsteps - 1)) return;
   const int last = path.track.numKeys - 1;
   const TimeValue start = path.TimeOf(0);
   if (path[0].supportState < 0 && start < FirstFootstepTime(track)) core.startTime = start;

@@ -33,6 +33,7 @@ int LetFootstepsRule(MotionCore& core) {
   track.ticksPerFrame = core.ticksPerFrame;
   core.footstepsPending = false;
   core.bodyKeysComputed = true;
+  RefreshMotionSpan(core);
   for (int i = 0; i < track.numFootsteps; ++i) {
     track.active.Set(i, true);
     track.keyMismatch.Set(i, false);
