@@ -30,13 +30,27 @@ Json TakeJson(const TakeFacts& take) {
   return json;
 }
 
+/// Keys of all tracks, before and after those that say nothing of their own went.
+struct KeyCounts {
+  int before = 0, after = 0;
+};
+KeyCounts CountKeys(const ImportResult& result) {
+  const ReductionReport& reduction = result.conversion.reduction;
+  if (!reduction.tracks.empty()) return {reduction.KeysBefore(), reduction.KeysAfter()};
+  KeyCounts all;  // none was asked to go
+  for (const KeyedTrack& track : KeyedTracksOf(result.motion)) all.before += track.track->numKeys;
+  all.after = all.before;
+  return all;
+}
+
 Json SummaryJson(const ImportResult& result) {
   const ConversionReport& report = result.conversion;
+  const KeyCounts keys = CountKeys(result);
   Json json;
   json["jointsMissing"] = result.take.missingJoints;
   json["slidingFootsteps"] = report.extraction.NumSliding();
-  json["keysBefore"] = report.reduction.KeysBefore();
-  json["keysAfter"] = report.reduction.KeysAfter();
+  json["keysBefore"] = keys.before;
+  json["keysAfter"] = keys.after;
   json["fitErrorMean"] = static_cast<float>(report.fit.mean);
   json["sceneRate"] = Rounded(result.sceneRate);
   json["speedChange"] = Rounded(result.speedChange);
@@ -95,9 +109,9 @@ void AddFootsteps(const ImportResult& result, std::string& text) {
 
 void AddKeys(const ImportResult& result, std::string& text) {
   const ReductionReport& reduction = result.conversion.reduction;
-  if (reduction.tracks.empty()) return;
+  const KeyCounts keys = CountKeys(result);
   Text out;
-  out.Add("keys: %d of %d left;", reduction.KeysAfter(), reduction.KeysBefore());
+  out.Add("keys: %d of %d left%s", keys.after, keys.before, reduction.tracks.empty() ? "" : ";");
   const char* comma = "";
   for (const TrackReduction& track : reduction.tracks) {
     const BodyPart* part = FindBodyPart(track.id);
@@ -124,16 +138,21 @@ std::string ImportJson(const ImportResult& result) {
 std::string ImportSummary(const ImportResult& result) {
   const TakeFacts& take = result.take;
   Text out;
-  out.Add("take: %d frames at %.6g a second, %.2f s; unit %s%s(%g m), %s up%s\n", take.frames,
-          take.rate, take.rate > 0 ? take.frames / take.rate : 0, take.unitName.c_str(),
-          take.unitName.empty() ? "" : " ", take.metresPerUnit, NameOf(take.up),
+  out.Add("take: %d frames at %.6g a second, %.2f s; unit ", take.frames, take.rate,
+          take.rate > 0 ? take.frames / take.rate : 0);
+  out.Add(take.unitName.empty() ? "%s%g m" : "%s (%g m)", take.unitName.c_str(),
+          take.metresPerUnit);
+  out.Add(", %s up%s\n", NameOf(take.up),
           take.leftOutFirst ? "; its first frame stands alone and is left out" : "");
-  out.Add("joints: %d found", take.jointsFound);
-  if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
-  if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
-  if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);
+  if (take.jointsFound > 0) {  // a motion was read otherwise
+    out.Add("joints: %d found", take.jointsFound);
+    if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
+    if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
+    if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);
+    out.text_ += "\n";
+  }
   const FrameRange range = FrameRangeOf(result.motion);
-  out.Add("\nmotion: frames %lld to %lld at %g a second", static_cast<long long>(range.first),
+  out.Add("motion: frames %lld to %lld at %g a second", static_cast<long long>(range.first),
           static_cast<long long>(range.last), result.sceneRate);
   if (std::fabs(result.speedChange) >= 0.005) {
     out.Add(", %.2f %% %s than the take", std::fabs(result.speedChange),
