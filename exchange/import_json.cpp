@@ -30,22 +30,34 @@ Json TakeJson(const TakeFacts& take) {
   return json;
 }
 
-/// Keys of all tracks, before and after those that say nothing of their own went.
 struct KeyCounts {
+  std::string track;
   int before = 0, after = 0;
 };
-KeyCounts CountKeys(const ImportResult& result) {
-  const ReductionReport& reduction = result.conversion.reduction;
-  if (!reduction.tracks.empty()) return {reduction.KeysBefore(), reduction.KeysAfter()};
-  KeyCounts all;  // none was asked to go
-  for (const KeyedTrack& track : KeyedTracksOf(result.motion)) all.before += track.track->numKeys;
-  all.after = all.before;
-  return all;
+/// Of each track, before keys that say nothing of their own went and as the motion has them.
+std::vector<KeyCounts> CountKeys(const ImportResult& result) {
+  std::vector<KeyCounts> counts;
+  for (const KeyedTrack& track : KeyedTracksOf(result.motion)) {
+    KeyCounts count = {track.name, track.track->numKeys, track.track->numKeys};
+    for (const TrackReduction& thinned : result.conversion.reduction.tracks) {
+      if (thinned.id == track.id) count.before = thinned.keysBefore;
+    }
+    counts.push_back(std::move(count));
+  }
+  return counts;
+}
+KeyCounts Sum(const std::vector<KeyCounts>& counts) {
+  KeyCounts sum;
+  for (const KeyCounts& count : counts) {
+    sum.before += count.before;
+    sum.after += count.after;
+  }
+  return sum;
 }
 
 Json SummaryJson(const ImportResult& result) {
   const ConversionReport& report = result.conversion;
-  const KeyCounts keys = CountKeys(result);
+  const KeyCounts keys = Sum(CountKeys(result));
   Json json;
   json["jointsMissing"] = result.take.missingJoints;
   json["slidingFootsteps"] = report.extraction.NumSliding();
@@ -108,15 +120,13 @@ void AddFootsteps(const ImportResult& result, std::string& text) {
 }
 
 void AddKeys(const ImportResult& result, std::string& text) {
-  const ReductionReport& reduction = result.conversion.reduction;
-  const KeyCounts keys = CountKeys(result);
+  const std::vector<KeyCounts> counts = CountKeys(result);
+  const KeyCounts sum = Sum(counts);
   Text out;
-  out.Add("keys: %d of %d left%s", keys.after, keys.before, reduction.tracks.empty() ? "" : ";");
-  const char* comma = "";
-  for (const TrackReduction& track : reduction.tracks) {
-    const BodyPart* part = FindBodyPart(track.id);
-    out.Add("%s %s %d of %d", comma, part != nullptr ? part->scriptName : "extra", track.keysAfter,
-            track.keysBefore);
+  out.Add("keys: %d of %d left", sum.after, sum.before);
+  const char* comma = ";";
+  for (const KeyCounts& count : counts) {
+    out.Add("%s %s %d of %d", comma, count.track.c_str(), count.after, count.before);
     comma = ",";
   }
   text += out.text_ + "\n";

@@ -426,7 +426,7 @@ bool Import::FromMotion() {
               {"an up axis", options_.up.has_value()},
               {"a rate", options_.fps.has_value()},
               {"a loop", options_.loopFrames.has_value()},
-              {"first and last frame", options_.from || options_.to}};
+              {"a range of frames", options_.from || options_.to}};
   for (const auto& row : rows) {
     if (row.given)
       return Refuse("is a motion already: " + std::string(row.option) + " goes with a take");
