@@ -13,6 +13,8 @@ namespace {
 // Sines of the bend of a limb up to which a hinge may be taken to overstretch instead of its plane
 // to have turned over.
 constexpr float kOverstretch = 0.6f;
+// The sine of the bend from which on the places say clearly where the plane is.
+constexpr double kClearlyBent = 0.25;
 // What it costs the plane to turn from frame to frame, against leaving the plane of a limb bent by
 // a sine of 1: at a sine of 0.1 the plane follows within a frame, at 0.01 within ten.
 constexpr double kPlaneInertia = 0.01;
@@ -250,14 +252,14 @@ PlaneSample SamplePlane(const LimbTurns& turns, const LimbJoints& joints,
   return {angle, bend * bend, bend < kOverstretch && Dot(upper, lower) > 0};
 }
 
-/// Each sample's angle in the turn, or half turn, nearest to that of the samples before it.
+/// Each sample's angle in the turn, or half turn, nearest to that of the last clearly bent one;
+/// nearly straight ones, which point anywhere, lead none astray.
 void Unwrap(std::vector<PlaneSample>& samples) {
-  double running = 0;
+  double clear = 0;
   for (PlaneSample& sample : samples) {
     const double period = sample.either ? kPiD : 2 * kPiD;
-    sample.angle -= period * std::round((sample.angle - running) / period);
-    const double share = sample.weight / (sample.weight + kPlaneInertia);
-    running += share * (sample.angle - running);
+    sample.angle -= period * std::round((sample.angle - clear) / period);
+    if (sample.weight > kClearlyBent * kClearlyBent) clear = sample.angle;
   }
 }
 
