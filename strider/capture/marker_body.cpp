@@ -17,8 +17,8 @@ constexpr float kNeckDepth = 0.4f;
 // Without a marker there, of the leg: the neck behind the notch, or over the hips.
 constexpr float kNotchToNeck = 0.1f, kHipsToNeck = 0.62f;
 // From the middle of a head band to the joint under the skull, and from there to the crown, of the
-// depth of the band; its depth where front or back is missing, of the leg.
-constexpr float kBandDown = 0.55f, kBandBack = 0.05f, kCrown = 0.9f, kBandDepth = 0.22f;
+// leg: bands sit at any height between brow and temple, so that their own size says little.
+constexpr float kBandBack = 0.022f, kBandDown = 0.11f, kCrown = 0.2f;
 // The head over the neck where no marker shows it, of the leg.
 constexpr float kNeckToHead = 0.13f;
 // Share of the frames in which a foot that walks lies flat for certain: the slowest.
@@ -68,13 +68,15 @@ std::optional<Waist> WaistAt(const MarkerTracks& tracks, std::size_t f) {
   return waist;
 }
 
-bool FindPelvis(const MarkerTracks& tracks, MarkerBody& body) {
+bool FindPelvis(MarkerTracks& tracks, MarkerBody& body) {
   const auto raw = [&](std::size_t f) -> std::optional<Frame> {
     const std::optional<Waist> waist = WaistAt(tracks, f);
     if (!waist) return std::nullopt;
     return waist->frame;
   };
-  body.pelvis = FitSegment(tracks, {kLFWT, kRFWT, kLBWT, kRBWT, kSACR}, raw, nullptr);
+  const std::vector<int> markers{kLFWT, kRFWT, kLBWT, kRBWT, kSACR};
+  BridgeByOthers(tracks, markers, nullptr);
+  body.pelvis = FitSegment(tracks, markers, raw, nullptr);
   if (!body.pelvis.known) return false;
   std::vector<float> widths;
   for (std::size_t f = 0; f < tracks.numFrames; ++f) {
@@ -128,7 +130,7 @@ MaybePoint NeckAt(const MarkerTracks& tracks, const MarkerBody& body, std::size_
 
 /// The thorax is upright when the neck stands over the hips, and so is the pelvis: their axes
 /// follow from how the trunk is held most of the time, whatever slant the markers have on it.
-void FindTrunk(const MarkerTracks& tracks, MarkerBody& body) {
+void FindTrunk(MarkerTracks& tracks, MarkerBody& body) {
   std::vector<int> markers;
   for (const int marker : {kCLAV, kSTRN, kT10, kC7}) {
     if (tracks.Shows(marker)) markers.push_back(marker);
@@ -136,6 +138,7 @@ void FindTrunk(const MarkerTracks& tracks, MarkerBody& body) {
   // Shoulders move with the arms; they help where the trunk itself shows too little.
   if (markers.size() < 3) markers.insert(markers.end(), {kLSHO, kRSHO});
   MarkerSegment& pelvis = body.pelvis;
+  BridgeByOthers(tracks, markers, &pelvis.frames);
   body.thorax = FitSegment(tracks, markers, nullptr, &pelvis.frames);
   PointTrack neck(static_cast<int>(tracks.numFrames));
   for (std::size_t f = 0; f < tracks.numFrames; ++f) {
@@ -168,10 +171,12 @@ void FindTrunk(const MarkerTracks& tracks, MarkerBody& body) {
 }
 
 /// Most of the time a head is held upright, whatever the slant of its band.
-void FindHead(const MarkerTracks& tracks, MarkerBody& body) {
+void FindHead(MarkerTracks& tracks, MarkerBody& body) {
   MarkerSegment& head = body.head;
-  head = FitSegment(tracks, {kLFHD, kRFHD, kLBHD, kRBHD, kCHN}, nullptr, &body.thorax.frames);
-  body.crown = kCrown * kBandDepth * body.leg;
+  const std::vector<int> markers{kLFHD, kRFHD, kLBHD, kRBHD, kCHN};
+  BridgeByOthers(tracks, markers, &body.thorax.frames);
+  head = FitSegment(tracks, markers, nullptr, &body.thorax.frames);
+  body.crown = kCrown * body.leg;
   if (!head.known) {
     head = body.thorax;
     MoveOrigin(head, {0, kNeckToHead * body.leg, 0});
@@ -187,27 +192,16 @@ void FindHead(const MarkerTracks& tracks, MarkerBody& body) {
   };
   const Point3 up = DirectionIn(head, [](std::size_t) -> MaybePoint { return Point3{0, 1, 0}; });
   TurnAxes(head, AxesOfUp(up, DirectionIn(head, right)));
-  Point3 middle;
-  float front = 0, back = 0, numFront = 0, numBack = 0;
-  for (const int marker : {kLFHD, kRFHD, kLBHD, kRBHD}) {
-    if (!tracks.Shows(marker)) continue;
-    const Point3 at = PlaceIn(head, tracks.Of(marker));
-    const bool isFront = marker == kLFHD || marker == kRFHD;
-    (isFront ? front : back) += at.x;
-    (isFront ? numFront : numBack) += 1;
-    middle += at;
-  }
-  middle = middle / std::max(numFront + numBack, 1.0f);
-  float depth = kBandDepth * body.leg;
-  if (numFront > 0 && numBack > 0) {
-    const float seen = front / numFront - back / numBack;
-    if (seen > 0.5f * depth && seen < 2 * depth) depth = seen;
-    middle.x = 0.5f * (front / numFront + back / numBack);
-  }
-  middle.z = 0.5f * (PlaceIn(head, tracks.Of(tracks.Shows(kRFHD) ? kRFHD : kRBHD)).z +
-                     PlaceIn(head, tracks.Of(tracks.Shows(kLFHD) ? kLFHD : kLBHD)).z);
-  MoveOrigin(head, middle + Point3{-kBandBack * depth, -kBandDown * depth, 0});
-  body.crown = kCrown * depth;
+  // The middle between left and right, front and back, as far as markers show them.
+  const auto middleOf = [&](int a, int b) {
+    const bool hasA = tracks.Shows(a), hasB = tracks.Shows(b);
+    if (!hasA && !hasB) return MaybePoint();
+    const Point3 place = PlaceIn(head, tracks.Of(hasA ? a : b));
+    return MaybePoint(Lerp(place, PlaceIn(head, tracks.Of(hasB ? b : a)), 0.5f));
+  };
+  const MaybePoint brow = middleOf(kLFHD, kRFHD), back = middleOf(kLBHD, kRBHD);
+  const Point3 middle = Lerp(brow ? *brow : *back, back ? *back : *brow, 0.5f);
+  MoveOrigin(head, middle - body.leg * Point3{kBandBack, kBandDown, 0});
 }
 
 /// The frames in which the ankle is slowest: those in which the sole lies on the ground.
@@ -241,12 +235,13 @@ MaybePoint BallAt(const MarkerTracks& tracks, const SideMarkers& m, std::size_t 
                  : std::nullopt;
 }
 
-void FindFoot(const MarkerTracks& tracks, MarkerBody& body, Side side) {
+void FindFoot(MarkerTracks& tracks, MarkerBody& body, Side side) {
   const SideMarkers& m = MarkersOf(side);
   const std::vector<Frame>& pelvis = body.pelvis.frames;
   MarkerSegment& foot = body.foot[side];
-  foot = FitSegment(tracks, {m.ankle, m.innerAnkle, m.heel, m.toe, m.outerToe, m.innerToe}, nullptr,
-                    &pelvis);
+  const std::vector<int> markers{m.ankle, m.innerAnkle, m.heel, m.toe, m.outerToe, m.innerToe};
+  BridgeByOthers(tracks, markers, &pelvis);
+  foot = FitSegment(tracks, markers, nullptr, &pelvis);
   const auto ball = [&](std::size_t f) { return BallAt(tracks, m, f); };
   const auto ahead = [&](std::size_t f) -> MaybePoint {
     const MaybePoint front = ball(f);
@@ -304,7 +299,7 @@ const SideMarkers& MarkersOf(Side side) {
   return kSides[side];
 }
 
-bool FindBody(const MarkerTracks& tracks, MarkerBody& body) {
+bool FindBody(MarkerTracks& tracks, MarkerBody& body) {
   if (!FindPelvis(tracks, body) || !FindLegLength(tracks, body)) return false;
   FindTrunk(tracks, body);
   FindHead(tracks, body);

@@ -27,7 +27,8 @@ const SideMarkers& MarkersOf(Side side);
 /// How far to the right of the body a side lies: 1 or -1.
 inline float RightOf(Side side) { return side == kRight ? 1.0f : -1.0f; }
 
-/// False where the markers show no pelvis or no leg.
-bool FindBody(const MarkerTracks& tracks, MarkerBody& body);
+/// False where the markers show no pelvis or no leg. Markers that are missing for a while are put
+/// into `tracks` where others of their part show where they are.
+bool FindBody(MarkerTracks& tracks, MarkerBody& body);
 
 }  // namespace strider

@@ -143,8 +143,8 @@ void Making::MeasureLimbs() {
     // Both sides of a body are as long as each other, for all that markers tell.
     At(offset_, joints.knee) = {0, -0.5f * (leg_[0].upper + leg_[1].upper), 0};
     At(offset_, joints.ankle) = {0, -0.5f * (leg_[0].lower + leg_[1].lower), 0};
-    At(offset_, joints.elbow) = {0, -arm.upper, 0};
-    At(offset_, joints.wrist) = {0, -arm.lower, 0};
+    At(offset_, joints.elbow) = {0, -0.5f * (arm_[0].upper + arm_[1].upper), 0};
+    At(offset_, joints.wrist) = {0, -0.5f * (arm_[0].lower + arm_[1].lower), 0};
     std::vector<Point3> shoulders;
     for (std::size_t f = 0; f < tracks_.numFrames; ++f) {
       if (!arm.rootSeen[f] || !body_.thorax.seen[f]) continue;

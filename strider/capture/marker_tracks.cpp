@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace strider {
 namespace {
@@ -82,6 +83,53 @@ Quat FitTurn(const std::vector<Point3>& local, const std::vector<Point3>& world,
     turn = Normalized(AngleAxis(std::min(angle, 1.0f), by) * turn);
   }
   return turn;
+}
+
+/// Moves with some markers from one frame of the take to others.
+class Carrier {
+ public:
+  Carrier(const MarkerTracks& tracks, std::vector<int> markers, const std::vector<Frame>* parent,
+          std::size_t from)
+      : tracks_(tracks), markers_(std::move(markers)), parent_(parent), from_(from) {
+    middle_ = Middle(from);
+    for (const int marker : markers_) local_.push_back(tracks.At(marker, from) - middle_);
+  }
+  /// Where `place`, of the frame that this starts from, goes to.
+  Point3 At(std::size_t frame, const Point3& place) {
+    const Point3 middle = Middle(frame);
+    world_.clear();
+    for (const int marker : markers_) world_.push_back(tracks_.At(marker, frame) - middle);
+    Quat turn;
+    if (parent_ != nullptr) {
+      turn = Normalized((*parent_)[frame].rotation * Conjugate((*parent_)[from_].rotation));
+    }
+    return middle + Rotate(FitTurn(local_, world_, turn), place - middle_);
+  }
+
+ private:
+  Point3 Middle(std::size_t frame) const {
+    Point3 sum;
+    for (const int marker : markers_) sum += tracks_.At(marker, frame);
+    return sum / static_cast<float>(markers_.size());
+  }
+  const MarkerTracks& tracks_;
+  std::vector<int> markers_;
+  const std::vector<Frame>* parent_;
+  std::size_t from_;
+  Point3 middle_;
+  std::vector<Point3> local_, world_;
+};
+
+/// A stretch of frames, the ends too, in which some markers are seen throughout.
+std::vector<int> SeenThrough(const MarkerTracks& tracks, const std::vector<int>& markers,
+                             std::size_t first, std::size_t last) {
+  std::vector<int> seen;
+  for (const int marker : markers) {
+    bool all = tracks.Shows(marker);
+    for (std::size_t f = first; all && f <= last; ++f) all = tracks.Has(marker, f);
+    if (all) seen.push_back(marker);
+  }
+  return seen;
 }
 
 Frame Relative(const Frame& parent, const Frame& frame) {
@@ -190,6 +238,40 @@ Point3 DirectionIn(const MarkerSegment& segment,
     directions.push_back(Rotate(Conjugate(segment.frames[f].rotation), unit));
   }
   return Normalized(MedianOf(directions));
+}
+
+void BridgeByOthers(MarkerTracks& tracks, const std::vector<int>& markers,
+                    const std::vector<Frame>* parent) {
+  std::vector<std::pair<int, PointTrack>> bridged;
+  for (const int marker : markers) {
+    if (!tracks.Shows(marker)) continue;
+    const PointTrack& track = tracks.Of(marker);
+    PointTrack full = track;
+    for (std::size_t f = 0; f < tracks.numFrames; ++f) {
+      if (track.Has(f)) continue;
+      std::size_t end = f;
+      while (end < tracks.numFrames && !track.Has(end)) ++end;
+      const bool before = f > 0, after = end < tracks.numFrames;
+      const std::size_t from = before ? f - 1 : end, to = after ? end : f - 1;
+      const std::vector<int> others =
+          SeenThrough(tracks, markers, before ? from : f, after ? to : end - 1);
+      if (others.size() >= 2) {
+        Carrier carrier(tracks, others, parent, from);
+        const Point3& start = track.place[from];
+        const Point3 miss = track.place[to] - carrier.At(to, start);
+        for (std::size_t g = f; g < end; ++g) {
+          const float share =
+              from < to ? static_cast<float>(g - from) / static_cast<float>(to - from) : 0.0f;
+          full.Put(g, carrier.At(g, start) + share * miss);
+        }
+      }
+      f = end;
+    }
+    bridged.emplace_back(marker, std::move(full));
+  }
+  for (auto& [marker, track] : bridged) {
+    tracks.markers[static_cast<std::size_t>(marker)] = std::move(track);
+  }
 }
 
 MarkerSegment FitSegment(const MarkerTracks& tracks, const std::vector<int>& wanted,

@@ -72,6 +72,12 @@ Point3 PlaceIn(const MarkerSegment& segment, const PointTrack& track);
 Point3 DirectionIn(const MarkerSegment& segment,
                    const std::function<std::optional<Point3>(std::size_t)>& of);
 
+/// Puts markers of a segment where they must be while at least two others are seen: moved along
+/// with those from where they were before, and led to where they are after. So nothing jumps when a
+/// marker goes or comes.
+void BridgeByOthers(MarkerTracks& tracks, const std::vector<int>& markers,
+                    const std::vector<Frame>* parent);
+
 /// The segment that `markers` move as one with. `raw` gives its frame where the markers seen allow
 /// it; null for any frame of three of them. With fewer than three markers `raw` is all there is.
 /// Frames that show fewer than two keep the relation to `parent` (null for the ground) that they
