@@ -2,7 +2,7 @@
 // with axes in the body's own sense (X ahead, Y up, Z right) and the joints that stand still in it.
 #pragma once
 
-#include "strider/capture/marker_tracks.h"
+#include "strider/capture/marker_segment.h"
 
 namespace strider {
 

@@ -1,6 +1,7 @@
 #include "strider/capture/marker_poses.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 
 #include "strider/capture/marker_limbs.h"
@@ -20,6 +21,9 @@ constexpr float kAnkleHeight = 23.0f / 200;
 // The whole foot is so many times as long as the way from ankle to ball, and the hand as that to
 // the finger's marker.
 constexpr float kFootOfBall = 1.33f + 8.0f / 29, kHandOfFinger = 1.9f;
+
+// Sides of a body are this nearly as long as their middle.
+constexpr float kUnevenSides = 0.02f;
 
 constexpr int kChest2Joint = kChestJoint + 1;
 // Joints of the limbs of one side.
@@ -41,6 +45,13 @@ constexpr int kOrder[] = {
 template <class T>
 auto& At(T& items, int joint) {
   return items[static_cast<std::size_t>(joint)];
+}
+
+/// A segment's length on one side. Sides that differ more than bodies do had their markers put at
+/// other places; the middle of both is then nearer to the truth.
+float LengthOnSide(const MarkerLimb (&limbs)[2], Side side, float MarkerLimb::*length) {
+  const float own = limbs[side].*length, middle = 0.5f * (limbs[0].*length + limbs[1].*length);
+  return std::fabs(own - middle) > kUnevenSides * middle ? middle : own;
 }
 
 /// The making of one motion: joints at constant places in their parents, turned frame by frame.
@@ -140,11 +151,10 @@ void Making::MeasureLimbs() {
     const SideJoints& joints = kSides[side];
     const MarkerLimb& arm = arm_[side];
     At(offset_, joints.hip) = {0, 0, RightOf(side) * body_.hipHalf};
-    // Both sides of a body are as long as each other, for all that markers tell.
-    At(offset_, joints.knee) = {0, -0.5f * (leg_[0].upper + leg_[1].upper), 0};
-    At(offset_, joints.ankle) = {0, -0.5f * (leg_[0].lower + leg_[1].lower), 0};
-    At(offset_, joints.elbow) = {0, -0.5f * (arm_[0].upper + arm_[1].upper), 0};
-    At(offset_, joints.wrist) = {0, -0.5f * (arm_[0].lower + arm_[1].lower), 0};
+    At(offset_, joints.knee) = {0, -LengthOnSide(leg_, side, &MarkerLimb::upper), 0};
+    At(offset_, joints.ankle) = {0, -LengthOnSide(leg_, side, &MarkerLimb::lower), 0};
+    At(offset_, joints.elbow) = {0, -LengthOnSide(arm_, side, &MarkerLimb::upper), 0};
+    At(offset_, joints.wrist) = {0, -LengthOnSide(arm_, side, &MarkerLimb::lower), 0};
     std::vector<Point3> shoulders;
     for (std::size_t f = 0; f < tracks_.numFrames; ++f) {
       if (!arm.rootSeen[f] || !body_.thorax.seen[f]) continue;
@@ -163,16 +173,18 @@ void Making::MeasureLimbs() {
 void Making::UseTalent() {
   if (!scene_.hasTalent) return;
   const auto length = [this](int joint) { return Length(At(offset_, joint)); };
-  const SideJoints& right = kSides[kRight];
+  const auto both = [&length](int SideJoints::*joint) {
+    return 0.5f * (length(kSides[kRight].*joint) + length(kSides[kLeft].*joint));
+  };
   const float ball = std::max(body_.ball[kRight].x, 0.0f);
   TalentLengths lengths;
   lengths[kTalentHead] = body_.crown;
   lengths[kTalentNeck] = length(kHeadJoint);
-  lengths[kTalentClavicle] = 0.5f * (length(right.shoulder) + length(kSides[kLeft].shoulder));
-  lengths[kTalentUpperArm] = 0.5f * (length(right.elbow) + length(kSides[kLeft].elbow));
-  lengths[kTalentForearm] = 0.5f * (length(right.wrist) + length(kSides[kLeft].wrist));
-  lengths[kTalentThigh] = length(right.knee);
-  lengths[kTalentCalf] = length(right.ankle);
+  lengths[kTalentClavicle] = both(&SideJoints::shoulder);
+  lengths[kTalentUpperArm] = both(&SideJoints::elbow);
+  lengths[kTalentForearm] = both(&SideJoints::wrist);
+  lengths[kTalentThigh] = both(&SideJoints::knee);
+  lengths[kTalentCalf] = both(&SideJoints::ankle);
   lengths[kTalentSpine] = length(kChest2Joint) + length(kNeckJoint);
   lengths[kTalentPelvisHeight] = length(kChestJoint);
   lengths[kTalentPelvisLength] = 2 * body_.hipHalf;

@@ -1,10 +1,8 @@
-// Places of markers at the chosen frames of a take, with what is missing told apart, and segments
-// of the body that move as one with several markers.
+// Places of markers at the chosen frames of a take, with what is missing told apart.
 #pragma once
 
 #include <array>
 #include <functional>
-#include <optional>
 #include <vector>
 
 #include "strider/capture/captured_motion.h"
@@ -58,38 +56,10 @@ inline Point3 OutOfFrame(const Frame& frame, const Point3& p) {
   return frame.origin + Rotate(frame.rotation, p);
 }
 
-/// A part of the body that markers show: a frame at each moment, in which they stand still.
-struct MarkerSegment {
-  std::vector<Frame> frames;
-  std::vector<unsigned char> seen;  // its markers give the frame; else it keeps to its parent's
-  bool known = false;               // seen in at least one frame
-};
-
-/// Where a point stands in a segment: the median over the frames that show both; the origin if
-/// none does.
-Point3 PlaceIn(const MarkerSegment& segment, const PointTrack& track);
-/// The same of a direction that `of` gives, unit; frames for which it gives none do not count.
-Point3 DirectionIn(const MarkerSegment& segment,
-                   const std::function<std::optional<Point3>(std::size_t)>& of);
-
-/// Puts markers of a segment where they must be while at least two others are seen: moved along
-/// with those from where they were before, and led to where they are after. So nothing jumps when a
-/// marker goes or comes.
-void BridgeByOthers(MarkerTracks& tracks, const std::vector<int>& markers,
-                    const std::vector<Frame>* parent);
-
-/// The segment that `markers` move as one with. `raw` gives its frame where the markers seen allow
-/// it; null for any frame of three of them. With fewer than three markers `raw` is all there is.
-/// Frames that show fewer than two keep the relation to `parent` (null for the ground) that they
-/// have before and after.
-MarkerSegment FitSegment(const MarkerTracks& tracks, const std::vector<int>& markers,
-                         const std::function<std::optional<Frame>(std::size_t)>& raw,
-                         const std::vector<Frame>* parent);
-
-/// Turns a segment's axes about its origin.
-void TurnAxes(MarkerSegment& segment, const Quat& axes);
-/// Moves its origin to a place in its axes.
-void MoveOrigin(MarkerSegment& segment, const Point3& local);
+/// Calls `fill(before, after, frame, share)` for every frame that is not known, between the known
+/// ones around it; at the ends the nearest one stands for both. Nothing is called if none is known.
+void ForGaps(const std::vector<unsigned char>& known,
+             const std::function<void(std::size_t, std::size_t, std::size_t, float)>& fill);
 
 /// Places for the frames that have none, on a straight way within `parent`.
 void FillPoint(PointTrack& track, const std::vector<Frame>& parent);
