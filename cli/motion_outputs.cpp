@@ -136,13 +136,15 @@ const MotionFormat* FindFormat(const std::string& extension) {
 
 }  // namespace
 
-void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words) {
+void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words, bool withFps) {
   constexpr const char* kGroup = "Output";
-  verb.add_option_function<std::string>(
-          "--fps", [&words](const std::string& text) { words.fps = text; },
-          "poses a second; default those of the motion's own frames")
-      ->type_name("F")
-      ->group(kGroup);
+  if (withFps) {
+    verb.add_option_function<std::string>(
+            "--fps", [&words](const std::string& text) { words.fps = text; },
+            "poses a second; default those of the motion's own frames")
+        ->type_name("F")
+        ->group(kGroup);
+  }
   verb.add_flag("--at-keys", words.atKeys, "poses only where a track has a key")->group(kGroup);
   verb.add_flag("--root-motion", words.rootMotion,
                 "the way over the ground and the heading on a node of their own")

@@ -31,8 +31,9 @@ struct MotionOutputWords {
   bool atKeys = false, rootMotion = false, inPlace = false;
   bool onlyKnown = false, withFootsteps = false;
 };
-/// Adds the options; parsing fills `words`, which has to outlive `verb`.
-void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words);
+/// Adds the options, --fps only where it means the poses that are written; parsing fills `words`,
+/// which has to outlive `verb`.
+void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words, bool withFps = true);
 /// Sets in `options` what was written. False for a value that cannot be and for an option that the
 /// format has no use for; `refusal` names it.
 [[nodiscard]] bool ReadMotionOutputOptions(const MotionOutputWords& words,

@@ -14,8 +14,12 @@ struct Verb {
   std::function<ExitStatus()> run;
 };
 
+/// `strider batch`: many takes become motions.
+Verb AddBatchVerb(CLI::App& program);
 /// `strider convert`: one of the engine's own files, in any format that a motion is written in.
 Verb AddConvertVerb(CLI::App& program);
+/// `strider import`: a take of a person becomes a motion with footsteps.
+Verb AddImportVerb(CLI::App& program);
 /// `strider info`: what one of the engine's own files holds.
 Verb AddInfoVerb(CLI::App& program);
 /// `strider figure`: makes a figure out of structure parameters; a picture of it or its nodes.

@@ -100,7 +100,8 @@ void AddTracks(std::string& text, const MotionCore& core) {
 
 namespace {
 
-std::string Document(const MotionCore& core, const FileFacts& holds, const std::string& head) {
+std::string Document(const MotionCore& core, const FileFacts& holds, const std::string& head,
+                     const std::vector<bool>& sliding = {}) {
   const FootstepTrack& track = core.footsteps;
   std::string text = "{\n" + head;
   const auto next = [&text] {
@@ -118,7 +119,9 @@ std::string Document(const MotionCore& core, const FileFacts& holds, const std::
     text += ",\n\"footsteps\": ";
     Lines footsteps(text, '[', ']');
     for (std::size_t i = 0; i < static_cast<std::size_t>(track.numFootsteps); ++i) {
-      footsteps.Add(FootstepJson(track, i).dump());
+      Json footstep = FootstepJson(track, i);
+      if (i < sliding.size()) footstep["sliding"] = static_cast<bool>(sliding[i]);
+      footsteps.Add(footstep.dump());
     }
     footsteps.End();
     AddList(text, "transitions", track.transitions, TransitionJson);
@@ -136,12 +139,19 @@ std::string Document(const MotionCore& core, const FileFacts& holds, const std::
 std::string MotionJson(const MotionCore& core) { return Document(core, {}, ""); }
 
 std::string MotionFileJson(const MotionCore& core, const FileFacts& file) {
+  return MotionFileJson(core, file, {});
+}
+
+std::string MotionFileJson(const MotionCore& core, const FileFacts& file,
+                           const DocumentNotes& notes) {
   Json facts;
   facts["kind"] = file.kind;
   facts["form"] = file.form;
   facts["version"] = file.version;
   if (file.motions > 0) facts["motions"] = file.motions;
-  return Document(core, file, "\"file\": " + facts.dump());
+  std::string head = "\"file\": " + facts.dump();
+  if (!notes.fields.empty()) head += ",\n" + notes.fields;
+  return Document(core, file, head, notes.sliding);
 }
 
 }  // namespace strider

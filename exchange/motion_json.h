@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "strider/core/motion_core.h"
 
@@ -22,5 +23,13 @@ struct FileFacts {
 };
 /// The same document of what a file holds, with "file" at its head.
 std::string MotionFileJson(const MotionCore& core, const FileFacts& file);
+
+/// What else a document may tell of a motion.
+struct DocumentNotes {
+  std::string fields;         // JSON fields behind "file", without the comma between
+  std::vector<bool> sliding;  // of each footstep; empty where nobody knows
+};
+std::string MotionFileJson(const MotionCore& core, const FileFacts& file,
+                           const DocumentNotes& notes);
 
 }  // namespace strider

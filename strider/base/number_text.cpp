@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <system_error>
 #include <type_traits>
@@ -102,39 +103,73 @@ std::optional<std::int64_t> ReadInteger(std::string_view text) {
   return value;
 }
 
-const char* ScanFloat(const char* at, const char* end, float& value) {
-  // Most numbers are a whole number of few digits over a power of ten, both of which a double holds
-  // to within half of its last bit: so the quotient is known to a bit or two of a double.
-  static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                       1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                       1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  constexpr std::ptrdiff_t kMostDigits = 18;
-  constexpr int kExactPower = 22;
-  const auto isDigit = [](char c) { return static_cast<unsigned char>(c - '0') < 10; };
-  const auto isBlank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+namespace {
 
+bool IsDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
+bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+constexpr double kDecimals[] = {1e-0,  1e-1,  1e-2,  1e-3,  1e-4,  1e-5,  1e-6,  1e-7,
+                                1e-8,  1e-9,  1e-10, 1e-11, 1e-12, 1e-13, 1e-14, 1e-15,
+                                1e-16, 1e-17, 1e-18, 1e-19, 1e-20, 1e-21, 1e-22};
+constexpr std::uint64_t kSmallPowers[] = {1,      10,      100,      1000,     10000,
+                                          100000, 1000000, 10000000, 100000000};
+
+/// Takes the digits at `p` into `digits`, which may overflow: whoever asks counts them.
+const char* TakeDigits(const char* p, const char* end, std::uint64_t& digits) {
+  // Eight at a time: a byte of `v` is a digit's value, and above 9 for anything else, which adding
+  // 0x76 brings past 0x7f.
+  while (std::endian::native == std::endian::little && end - p >= 8) {
+    constexpr std::uint64_t kEach = 0x0101010101010101;
+    std::uint64_t v = 0;
+    std::memcpy(&v, p, sizeof v);
+    v ^= '0' * kEach;
+    const std::uint64_t others = ((v + 0x76 * kEach) | v) & 0x80 * kEach;
+    const int count = others != 0 ? std::countr_zero(others) / 8 : 8;
+    if (count == 0) return p;
+    v <<= 8 * (8 - count);  // noughts before the first
+    // Neighbours are joined to numbers of two digits, those to numbers of four, those to the whole.
+    v = v * 10 + (v >> 8);
+    constexpr std::uint64_t kPairs = 0x000000ff000000ff;
+    v = ((v & kPairs) * (100 + (std::uint64_t{1000000} << 32)) +
+         (v >> 16 & kPairs) * (1 + (std::uint64_t{10000} << 32))) >>
+        32;
+    digits = digits * kSmallPowers[count] + (v & 0xffffffff);
+    p += count;
+    if (count < 8) return p;
+  }
+  while (p != end && IsDigit(*p)) digits = 10 * digits + static_cast<std::uint64_t>(*p++ - '0');
+  return p;
+}
+
+}  // namespace
+
+const char* ScanFloat(const char* at, const char* end, float& value) {
+  // Most numbers are a whole number of few digits times a power of ten, both of which a double
+  // holds to within half of its last place: so the product is known to two places of a double.
+  constexpr std::ptrdiff_t kMostDigits = 18;
+  constexpr int kMostPower = 22;
   const char* p = at;
   const bool negative = p != end && *p == '-';
   p += negative;
   const char* const first = p;
   std::uint64_t digits = 0;
-  while (p != end && isDigit(*p)) digits = 10 * digits + static_cast<std::uint64_t>(*p++ - '0');
+  p = TakeDigits(p, end, digits);
   std::ptrdiff_t count = p - first;
   int power = 0;  // how many decimals there are
   if (p != end && *p == '.') {
     const char* const point = ++p;
-    while (p != end && isDigit(*p)) digits = 10 * digits + static_cast<std::uint64_t>(*p++ - '0');
-    power = static_cast<int>(std::min<std::ptrdiff_t>(p - point, kExactPower + 1));
+    p = TakeDigits(p, end, digits);
+    power = static_cast<int>(std::min<std::ptrdiff_t>(p - point, kMostPower + 1));
     count += p - point;
   }
-  if (count > 0 && p != end && (*p == 'e' || *p == 'E') && end - p > 2 && p[1] == '-') {
+  if (count > 0 && end - p > 2 && (*p == 'e' || *p == 'E') && p[1] == '-') {
     const char* const exponent = p += 2;
     int e = 0;
-    while (p != end && isDigit(*p) && p - exponent < 3) e = 10 * e + (*p++ - '0');
-    power += p == exponent ? kExactPower + 1 : e;
+    while (p != end && IsDigit(*p) && p - exponent < 3) e = 10 * e + (*p++ - '0');
+    power += p == exponent ? kMostPower + 1 : e;
   }
-  if (count > 0 && count <= kMostDigits && power <= kExactPower && (p == end || isBlank(*p))) {
-    const double near = static_cast<double>(static_cast<std::int64_t>(digits)) / kPowers[power];
+  if (count > 0 && count <= kMostDigits && power <= kMostPower && (p == end || IsBlank(*p))) {
+    const double near = static_cast<double>(static_cast<std::int64_t>(digits)) * kDecimals[power];
     // A float drops 29 bits of it. Which way it rounds is in doubt only right in the middle.
     constexpr std::uint64_t kDropped = (std::uint64_t{1} << 29) - 1;
     constexpr std::uint64_t kMiddle = std::uint64_t{1} << 28, kDoubt = 4;
@@ -143,7 +178,7 @@ const char* ScanFloat(const char* at, const char* end, float& value) {
       return p;
     }
   }
-  while (p != end && !isBlank(*p)) ++p;
+  while (p != end && !IsBlank(*p)) ++p;
   const auto read = ReadFloat({at, static_cast<std::size_t>(p - at)});
   if (!read) return nullptr;
   value = *read;

@@ -70,12 +70,25 @@ CapturedPose PoseAt(const CaptureScene& scene, const std::vector<int>& order, co
 
 }  // namespace
 
-Quat TurnToYUp(UpAxis up) {
+Quat TurnToYUp(UpAxis up, bool downwards) {
+  const float sign = downwards ? -1.0f : 1.0f;
   switch (up) {
-    case UpAxis::kX: return AboutZ(kPi / 2);
-    case UpAxis::kZ: return AboutX(-kPi / 2);
-    default: return {};
+    case UpAxis::kX: return AboutZ(sign * kPi / 2);
+    case UpAxis::kZ: return AboutX(-sign * kPi / 2);
+    default: return downwards ? AboutX(kPi) : Quat{};
   }
+}
+
+float StandingAnkleHeight(const CapturedMotion& motion) {
+  std::vector<float> heights;
+  heights.reserve(motion.poses.size());
+  for (const CapturedPose& pose : motion.poses) {
+    heights.push_back(std::min(pose[kLeftAnkleJoint].origin.y, pose[kRightAnkleJoint].origin.y));
+  }
+  if (heights.empty()) return 0;
+  const auto low = heights.begin() + static_cast<std::ptrdiff_t>(heights.size() / 20);
+  std::nth_element(heights.begin(), low, heights.end());
+  return *low;
 }
 
 Point3 HipsMiddle(const CapturedPose& pose) {
@@ -124,7 +137,7 @@ std::vector<int> ChestJoints(const CapturedMotion& motion) {
   return joints;
 }
 
-int PosesOfJoints(const CaptureScene& scene, UpAxis up, const FrameChoice& frames,
+int PosesOfJoints(const CaptureScene& scene, const Quat& toYUp, const FrameChoice& frames,
                   CapturedMotion& motion) {
   const int first = std::max(frames.first, 0), step = std::max(frames.step, 1);
   const int last = std::min(frames.last, scene.numFrames - 1);
@@ -139,11 +152,10 @@ int PosesOfJoints(const CaptureScene& scene, UpAxis up, const FrameChoice& frame
       made.end[at] = joint.hasEnd ? joint.endOffset : Point3{};
     }
     const std::vector<int> order = ParentsFirst(scene);
-    const Quat turn = TurnToYUp(up);
     made.poses.reserve(static_cast<std::size_t>((last - first) / step + 1));
-    for (int f = first; f <= last; f += step) made.poses.push_back(PoseAt(scene, order, turn, f));
+    for (int f = first; f <= last; f += step) made.poses.push_back(PoseAt(scene, order, toYUp, f));
 
-    made.reference = PoseAt(scene, order, turn, -1);
+    made.reference = PoseAt(scene, order, toYUp, -1);
     float best = StandingScore(made.reference);
     if (best < kGoodStand) {
       const auto consider = [&](const CapturedPose& pose) {
@@ -152,7 +164,7 @@ int PosesOfJoints(const CaptureScene& scene, UpAxis up, const FrameChoice& frame
         best = score;
         made.reference = pose;
       };
-      consider(PoseAt(scene, order, turn, 0));
+      consider(PoseAt(scene, order, toYUp, 0));
       for (const CapturedPose& pose : made.poses) consider(pose);
     }
     motion = std::move(made);

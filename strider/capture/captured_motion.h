@@ -35,20 +35,20 @@ struct CapturedMotion {
 /// How the take's axes lie: which of them points up, from where the core's axes follow by a turn.
 enum class UpAxis : int { kX = 0, kY = 1, kZ = 2 };
 
-/// Takes places with an up axis of their own to the core's, whose Y is up.
-Quat TurnToYUp(UpAxis up);
+/// Takes places with an up axis of their own, which may point down, to the core's, whose Y is up.
+Quat TurnToYUp(UpAxis up, bool downwards = false);
 
 /// Frames of a scene: from `first` on every `step`th up to `last`, which may be one of them.
 struct FrameChoice {
   int first = 0, last = 1'000'000'000, step = 1;
 };
 
-/// Poses of the scene's joints at the chosen frames, as far as the scene has them, and the
-/// reference: the pose of no turns if it stands upright, else the take's pose that stands best, its
-/// first frame among them whether it is chosen or not. kRefused where there are none, and if memory
-/// ran out.
-[[nodiscard]] int PosesOfJoints(const CaptureScene& scene, UpAxis up, const FrameChoice& frames,
-                                CapturedMotion& motion);
+/// Poses of the scene's joints, turned upright by `toYUp`, at the chosen frames, as far as the
+/// scene has them, and the reference: the pose of no turns if it stands upright, else the take's
+/// pose that stands best, its first frame among them whether it is chosen or not. kRefused where
+/// there are none, and if memory ran out.
+[[nodiscard]] int PosesOfJoints(const CaptureScene& scene, const Quat& toYUp,
+                                const FrameChoice& frames, CapturedMotion& motion);
 
 /// How nearly a pose stands upright with straight legs and level hips: 1 at best, below 0.5 it
 /// does not stand.
@@ -56,6 +56,10 @@ float StandingScore(const CapturedPose& pose);
 
 /// The chest joints that the take has, from the hips up.
 std::vector<int> ChestJoints(const CapturedMotion& motion);
+
+/// How high the lower ankle stands: exceeded in 19 of 20 poses, so that a bad frame says nothing.
+/// 0 without poses.
+float StandingAnkleHeight(const CapturedMotion& motion);
 
 /// The middle of the two hips.
 Point3 HipsMiddle(const CapturedPose& pose);

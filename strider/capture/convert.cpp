@@ -14,34 +14,45 @@ int Refuse(ConversionReport& report, const char* cause) {
   return kRefused;
 }
 
-/// Talent and target may differ in nothing but sizes, so that every link of the target moves.
-TalentStructure StructureOf(const MotionCore& figure) {
-  const Structure& s = figure.structure;
-  return {s, s.spineLinks, s.neckLinks, false};
+/// Footsteps, figure and reduction, in place.
+int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCore& motion,
+           ConversionReport& report, const EvalContext& context) {
+  if (settings.footsteps) {
+    const int found = ExtractFootsteps(motion, dense, settings.extraction, 0, report.numFrames,
+                                       false, report.extraction, context);
+    if (found == 1 && AdoptFootsteps(motion, true, context) == kRefused) {
+      return Refuse(report, "the footsteps found cannot carry the motion");
+    }
+  }
+  // After the footsteps were found: the figure keeps the talent's contacts whatever its legs do.
+  if (settings.figure != nullptr &&
+      SetFigureOfMotion(motion, *settings.figure, true, context) == kRefused) {
+    return Refuse(report, "the figure cannot take the motion over");
+  }
+  if (settings.reduce &&
+      ReduceKeys(motion, settings.reduction, {}, context, report.reduction) == kRefused) {
+    return Refuse(report, "memory ran out");
+  }
+  return kDone;
 }
 
 }  // namespace
 
-int FinishConversion(const ConversionSettings& settings, MotionCore& motion,
-                     ConversionReport& report, const EvalContext& context) {
+TalentStructure StructureOfFigure(const MotionCore& figure) {
+  const Structure& s = figure.structure;
+  return {s, s.spineLinks, s.neckLinks, false};
+}
+
+int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& dense,
+                      MotionCore& motion, ConversionReport& report, const EvalContext& context) {
+  report = {};
+  report.numFrames = static_cast<int>(dense.captured.poses.size());
+  report.legLength = dense.legLength;
+  report.fit = dense.fit;
   try {
-    MotionCore made = motion;
-    if (settings.footsteps) {
-      const int found = ExtractFootsteps(made, motion, settings.extraction, 0, report.numFrames,
-                                         false, report.extraction, context);
-      if (found == 1 && AdoptFootsteps(made, true, context) == kRefused) {
-        return Refuse(report, "the footsteps found cannot carry the motion");
-      }
-    }
-    // After the footsteps were found: the figure keeps the talent's contacts whatever its legs do.
-    if (settings.figure != nullptr &&
-        SetFigureOfMotion(made, *settings.figure, true, context) == kRefused) {
-      return Refuse(report, "the figure cannot take the motion over");
-    }
-    if (settings.reduce &&
-        ReduceKeys(made, settings.reduction, {}, context, report.reduction) == kRefused) {
-      return Refuse(report, "memory ran out");
-    }
+    MotionCore made = dense.motion;
+    if (Finish(settings, dense.motion, made, report, context) == kRefused) return kRefused;
+    if (settings.figure == nullptr) report.fit = MeasureFit(dense, made, context);
     motion = std::move(made);
   } catch (const std::bad_alloc&) {
     return Refuse(report, "memory ran out");
@@ -53,16 +64,10 @@ int ConvertCapture(const CaptureScene& scene, const ConversionSettings& settings
                    MotionCore& motion, ConversionReport& report, const EvalContext& context) {
   report = {};
   DenseSettings dense = settings.dense;
-  if (settings.figure != nullptr) dense.talent = StructureOf(*settings.figure);
+  if (settings.figure != nullptr) dense.talent = StructureOfFigure(*settings.figure);
   DenseMotion made;
   if (MakeDenseMotion(scene, dense, made, report.message) == kRefused) return kRefused;
-  report.numFrames = static_cast<int>(made.captured.poses.size());
-  report.legLength = made.legLength;
-  report.fitErrorMean = made.fitErrorMean;
-  report.fitErrorMost = made.fitErrorMost;
-  if (FinishConversion(settings, made.motion, report, context) == kRefused) return kRefused;
-  motion = std::move(made.motion);
-  return kDone;
+  return FinishDenseMotion(settings, made, motion, report, context);
 }
 
 }  // namespace strider

@@ -20,8 +20,8 @@ struct ConversionSettings {
 struct ConversionReport {
   std::string message;  // why there is no motion; empty if there is one
   int numFrames = 0;
-  float legLength = 0;                        // of the talent, hip to ankle
-  double fitErrorMean = 0, fitErrorMost = 0;  // see DenseMotion; before footsteps and reduction
+  float legLength = 0;  // of the talent, hip to ankle
+  FitError fit;
   ExtractionReport extraction;
   ReductionReport reduction;
 };
@@ -32,9 +32,14 @@ struct ConversionReport {
                                  MotionCore& motion, ConversionReport& report,
                                  const EvalContext& context);
 
-/// The stages after the first: footsteps, the other figure, the reduction. `motion` is dense and
-/// free-form.
-[[nodiscard]] int FinishConversion(const ConversionSettings& settings, MotionCore& motion,
-                                   ConversionReport& report, const EvalContext& context);
+/// The stages after the first: footsteps, the other figure, the reduction. Where the figure stays
+/// the talent's the report tells how well the end fits the take, else how well the talent did.
+[[nodiscard]] int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& dense,
+                                    MotionCore& motion, ConversionReport& report,
+                                    const EvalContext& context);
+
+/// What a talent has to be made of for `figure` to take his motion over: they may differ in nothing
+/// but sizes, so that every link moves.
+TalentStructure StructureOfFigure(const MotionCore& figure);
 
 }  // namespace strider

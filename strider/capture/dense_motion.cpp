@@ -10,6 +10,7 @@
 #include "strider/capture/pose_adjustment.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
+#include "strider/core/restructure.h"
 #include "strider/footsteps/bake.h"
 
 namespace strider {
@@ -18,15 +19,26 @@ namespace {
 // More frames than this are no take of a person.
 constexpr std::size_t kMostFrames = 1 << 20;
 
-void MeasureFit(const MotionCore& figure, const CapturedPose& pose, DenseMotion& dense) {
-  const JointPlaces has = PlacesOfFigure(figure), wants = PlacesOfTake(pose);
-  for (int i = 0; i < JointPlaces::kCount; ++i) {
-    const double error =
-        static_cast<double>(Length(has.place[i] - wants.place[i])) / dense.legLength;
-    dense.fitErrorMean += error;
-    dense.fitErrorMost = std::max(dense.fitErrorMost, error);
+/// Adds up errors; the mean is their sum until Finish.
+class FitSum {
+ public:
+  explicit FitSum(float legLength) : legLength_(legLength) {}
+  void Add(const MotionCore& figure, const CapturedPose& pose) {
+    const JointPlaces has = PlacesOfFigure(figure), wants = PlacesOfTake(pose);
+    for (int i = 0; i < JointPlaces::kCount; ++i) {
+      const double error = static_cast<double>(Length(has.place[i] - wants.place[i])) / legLength_;
+      error_.mean += error;
+      error_.most = std::max(error_.most, error);
+    }
+    count_ += JointPlaces::kCount;
   }
-}
+  FitError Result() const { return {count_ > 0 ? error_.mean / count_ : 0, error_.most}; }
+
+ private:
+  float legLength_;
+  double count_ = 0;
+  FitError error_;
+};
 
 bool PutFrames(const DenseSettings& settings, DenseMotion& dense) {
   const std::vector<CapturedPose>& poses = dense.captured.poses;
@@ -36,16 +48,17 @@ bool PutFrames(const DenseSettings& settings, DenseMotion& dense) {
                        *settings.pose);
   }
   MotionCore posed = dense.motion;
+  FitSum fit(dense.legLength);
   LoopBlend loop(settings.loopFrames, static_cast<int>(poses.size()));
   for (std::size_t f = 0; f < poses.size(); ++f) {
     SolvePose(dense.talent, poses[f], settings.orientation, posed);
-    MeasureFit(posed, poses[f], dense);
+    fit.Add(posed, poses[f]);
     if (adjustment) adjustment->Apply(posed);
     loop.Apply(static_cast<int>(f), posed);
     const TimeValue t = static_cast<TimeValue>(f) * settings.ticksPerFrame;
     if (!PutPose(dense.motion, posed, t)) return false;
   }
-  dense.fitErrorMean /= static_cast<double>(poses.size() * JointPlaces::kCount);
+  dense.fit = fit.Result();
   return true;
 }
 
@@ -53,8 +66,9 @@ bool Make(const CaptureScene& scene, const DenseSettings& settings, DenseMotion&
           std::string& cause) {
   cause.clear();
   const bool ofMarkers = scene.kind == CaptureKind::kMarkers;
-  const int posed = ofMarkers ? PosesOfMarkers(scene, settings.frames, dense.captured)
-                              : PosesOfJoints(scene, settings.up, settings.frames, dense.captured);
+  const int posed = ofMarkers
+                        ? PosesOfMarkers(scene, settings.frames, dense.captured)
+                        : PosesOfJoints(scene, settings.toYUp, settings.frames, dense.captured);
   if (posed == kRefused) {
     cause = ofMarkers ? "no frames to convert, or their markers show no hips and legs"
                       : "no frames to convert";
@@ -99,16 +113,59 @@ JointPlaces PlacesOfFigure(const MotionCore& figure) {
   return places;
 }
 
+namespace {
+
+constexpr int kJudgedJoints[JointPlaces::kCount] = {
+    kRightHipJoint,   kRightKneeJoint, kRightAnkleJoint, kRightShoulderJoint, kRightElbowJoint,
+    kRightWristJoint, kLeftHipJoint,   kLeftKneeJoint,   kLeftAnkleJoint,     kLeftShoulderJoint,
+    kLeftElbowJoint,  kLeftWristJoint, kHeadJoint};
+
+}  // namespace
+
 JointPlaces PlacesOfTake(const CapturedPose& pose) {
-  constexpr int kJoints[JointPlaces::kCount] = {
-      kRightHipJoint,   kRightKneeJoint, kRightAnkleJoint, kRightShoulderJoint, kRightElbowJoint,
-      kRightWristJoint, kLeftHipJoint,   kLeftKneeJoint,   kLeftAnkleJoint,     kLeftShoulderJoint,
-      kLeftElbowJoint,  kLeftWristJoint, kHeadJoint};
   JointPlaces places;
   for (int i = 0; i < JointPlaces::kCount; ++i) {
-    places.place[i] = pose[static_cast<std::size_t>(kJoints[i])].origin;
+    places.place[i] = pose[static_cast<std::size_t>(kJudgedJoints[i])].origin;
   }
   return places;
+}
+
+DenseMotion DenseMotionOf(MotionCore motion, int numFrames, const EvalContext& context) {
+  DenseMotion dense;
+  dense.talent.figure = FigureOf(motion);
+  dense.legLength = motion.leg[kRight].totalLength;
+  MotionCore posed = motion;
+  for (int f = 0; f < numFrames; ++f) {
+    CorePose(posed, static_cast<TimeValue>(f) * motion.ticksPerFrame, context);
+    const JointPlaces places = PlacesOfFigure(posed);
+    CapturedPose& pose = dense.captured.poses.emplace_back();
+    for (int i = 0; i < JointPlaces::kCount; ++i) {
+      pose[static_cast<std::size_t>(kJudgedJoints[i])].origin = places.place[i];
+    }
+  }
+  dense.motion = std::move(motion);
+  return dense;
+}
+
+MotionCore PoseInReference(const DenseMotion& dense, const DenseSettings& settings) {
+  MotionCore posed = dense.talent.figure;
+  SolvePose(dense.talent, dense.captured.reference, settings.orientation, posed);
+  MotionCore motion = dense.talent.figure;
+  (void)PutPose(motion, posed, 0);  // a pose of finite places, as the fitting has found it
+  RefreshTracks(motion);
+  return motion;
+}
+
+FitError MeasureFit(const DenseMotion& dense, const MotionCore& motion,
+                    const EvalContext& context) {
+  MotionCore posed = motion;
+  posed.inPlace = false;
+  FitSum fit(dense.legLength);
+  for (std::size_t f = 0; f < dense.captured.poses.size(); ++f) {
+    CorePose(posed, static_cast<TimeValue>(f) * motion.ticksPerFrame, context);
+    fit.Add(posed, dense.captured.poses[f]);
+  }
+  return fit.Result();
 }
 
 int MakeDenseMotion(const CaptureScene& scene, const DenseSettings& settings, DenseMotion& dense,

@@ -5,12 +5,13 @@
 #include <string>
 
 #include "strider/capture/solve_pose.h"
+#include "strider/core/eval_context.h"
 
 namespace strider {
 
 struct DenseSettings {
-  UpAxis up = UpAxis::kY;                    // of a take of joints; markers come with Y up
-  FrameChoice frames;                        // of the scene, in time one frame of the motion apart
+  Quat toYUp;          // turns a take of joints upright; markers come with Y up
+  FrameChoice frames;  // of the scene, in time one frame of the motion apart
   TimeValue ticksPerFrame = kDynamicsFrame;  // of the motion
   float gravity = 0;  // units per frame squared at 30 frames a second; 0 by the figure's height
   TalentStructure talent;
@@ -20,17 +21,32 @@ struct DenseSettings {
   int loopFrames = 0;  // the last so many frames lead back to the first
 };
 
+/// How far the figure's joints are from the take's, in leg lengths: of all JointPlaces.
+struct FitError {
+  double mean = 0, most = 0;
+};
+
 struct DenseMotion {
   CapturedMotion captured;
   Talent talent;
-  MotionCore motion;                          // free-form; time 0 is the first of the chosen frames
-  float legLength = 0;                        // hip to ankle
-  double fitErrorMean = 0, fitErrorMost = 0;  // of all JointPlaces, in leg lengths
+  MotionCore motion;    // free-form; time 0 is the first of the chosen frames
+  float legLength = 0;  // hip to ankle
+  FitError fit;         // of the poses as they were solved
 };
 
 /// kRefused and why in `cause`, for a take that gives no figure, and if memory ran out.
 [[nodiscard]] int MakeDenseMotion(const CaptureScene& scene, const DenseSettings& settings,
                                   DenseMotion& dense, std::string& cause);
+
+/// A motion that is no take's, with a key on each of its first `numFrames` frames, as one: the
+/// places of its own joints are what it is judged by. Memory permitting; throws std::bad_alloc.
+DenseMotion DenseMotionOf(MotionCore motion, int numFrames, const EvalContext& context);
+
+/// The talent's figure as it stands in the reference, with a key of every part at time 0.
+MotionCore PoseInReference(const DenseMotion& dense, const DenseSettings& settings);
+
+/// How well a motion on the talent's figure fits the take, frame by frame.
+FitError MeasureFit(const DenseMotion& dense, const MotionCore& motion, const EvalContext& context);
 
 /// The joints by whose places a conversion is judged: of both sides hips, knees, ankles, shoulders,
 /// elbows and wrists, the right first, then the head.

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cmath>
 #include <new>
+#include <span>
 
 #include "strider/base/number_text.h"
 #include "strider/capture/bvh_file.h"
@@ -194,13 +195,8 @@ struct Rows {
 bool IsTitle(std::string_view word) {
   return BeginsWith(word, "FRAME") || BeginsWith(word, "TIME");
 }
-bool IsName(std::string_view word) {
-  return !word.empty() && !ReadNumber(word) && !BeginsWith(word, "D") && !IsTitle(word);
-}
 
-bool AddNames(MarkerRun& run, std::string_view row, bool behindOne) {
-  std::vector<std::string_view> words = WordsOfRow(row);
-  if (behindOne) words.erase(words.begin());
+bool AddNames(MarkerRun& run, std::span<const std::string_view> words) {
   for (const std::string_view word : words) {
     if (!word.empty() && !IsTitle(word) && !run.columns.Add(word)) return false;
   }
@@ -210,26 +206,26 @@ bool AddNames(MarkerRun& run, std::string_view row, bool behindOne) {
 /// Finds the names: behind the word 1 that opens the data, on the row behind it where it stands
 /// alone, and where it is a frame's number already on the last row before it that names markers.
 int ReadTableHead(MarkerRun& run, Rows& rows) {
+  const auto isKnown = [&run](std::string_view word) {
+    return FindNamed(NameKind::kMarkers, run.settings.names, word) >= 0;
+  };
+  const auto isEmpty = [](std::string_view word) { return word.empty(); };
   std::string_view row, named;
   while (rows.Next(row)) {
     const std::vector<std::string_view> words = WordsOfRow(row);
-    const auto known = [&](std::string_view word) {
-      return FindNamed(NameKind::kMarkers, run.settings.names, word) >= 0;
-    };
-    if (words.front() != "1") {
-      if (std::any_of(words.begin(), words.end(), known)) named = row;
-      continue;
-    }
-    const bool alone =
-        std::all_of(words.begin() + 1, words.end(), [](auto w) { return w.empty(); });
-    const bool names = std::any_of(words.begin() + 1, words.end(), IsName);
+    const auto one = std::find(words.begin(), words.end(), "1");
+    const bool names = one != words.end() && std::any_of(one + 1, words.end(), isKnown);
+    const bool opens = words.front() == "1" && rows.rowAt > 0;
     bool few = true;
     if (names) {
-      few = AddNames(run, row, true);
-    } else if (alone) {
-      few = rows.Next(named) && AddNames(run, named, false);
+      few = AddNames(run, std::span(one + 1, words.end()));
+    } else if (!opens) {
+      if (std::any_of(words.begin(), words.end(), isKnown)) named = row;
+      continue;
+    } else if (std::all_of(words.begin() + 1, words.end(), isEmpty)) {
+      few = rows.Next(named) && AddNames(run, WordsOfRow(named));
     } else {
-      few = AddNames(run, named, false);
+      few = AddNames(run, WordsOfRow(named));
       rows.at = rows.rowAt;
     }
     if (!few) return run.Refuse(rows.rowAt, "no names of markers stand where they should");

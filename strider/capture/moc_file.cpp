@@ -1,5 +1,7 @@
 #include "strider/capture/moc_file.h"
 
+#include <algorithm>
+
 #include "strider/base/whole_file.h"
 #include "strider/storage/motion_file.h"
 #include "strider/storage/stream.h"
@@ -33,7 +35,13 @@ void WriteValue(Stream& s, MocapParameters& parameters, const MocapParameter& pa
 void ReadValue(Stream& s, MocapParameters& parameters, const MocapParameter& parameter) {
   s.Caption(parameter.name);
   if (parameter.kind == Kind::kPath) {
-    return s.Text(parameters.*parameter.path, static_cast<int>(kLongestCapturePath));
+    std::string path;
+    s.Text(path, static_cast<int>(kLongestCapturePath));
+    const bool isPath = std::none_of(path.begin(), path.end(),
+                                     [](char c) { return static_cast<unsigned char>(c) < ' '; });
+    if (!isPath) return s.Fail("\"" + parameter.name + "\" cannot be that");
+    parameters.*parameter.path = path;
+    return;
   }
   double value = 0;
   if (parameter.kind == Kind::kFloat) {

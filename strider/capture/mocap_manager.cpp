@@ -46,8 +46,8 @@ int MocapManager::GetKeyReductionSpacing(int row) const {
   return IsRow(row) ? values_.keyReduction[static_cast<std::size_t>(row)].spacing : 0;
 }
 void MocapManager::SetKeyReductionSpacing(int row, float frames) {
-  constexpr float kMost = 99999999;
-  if (!IsRow(row) || !(std::abs(frames) <= kMost)) return;
+  constexpr double kMost = 99999999;
+  if (!IsRow(row) || !(std::abs(static_cast<double>(frames)) <= kMost)) return;
   values_.keyReduction[static_cast<std::size_t>(row)].spacing = static_cast<int>(frames);
 }
 

@@ -20,6 +20,11 @@ float AngleBetween(const Quat& a, const Quat& b) {
   return static_cast<float>(4 * (kPiD / 2 - AcosD(half)));
 }
 
+/// Angle between two directions (radians).
+float AngleBetween(const Point3& a, const Point3& b) {
+  return static_cast<float>(kPiD - 2 * AcosD(static_cast<double>(Length(a - b)) / 2));
+}
+
 // --- Keys ---------------------------------------------------------------------------------------
 
 /// Which keys of a track a curve has, with their times and shapes.
@@ -270,10 +275,15 @@ struct LimbMeasure {
       return ForwardLimb(lengths, angles, pose.rotations[kLimbTurn]);
     };
     const LimbShape a = shapeOf(shown), b = shapeOf(meant);
-    angle = std::max({angle, AngleBetween(shown.rotations[kLimbTurn], meant.rotations[kLimbTurn]),
-                      AngleBetween(a.lowerRotation, b.lowerRotation),
-                      AngleBetween(a.lastRotation * shown.rotations[kEndTurn],
-                                   b.lastRotation * meant.rotations[kEndTurn])});
+    // Of a limb nearly straight the plane turns at the least noise, and nobody sees it: what shows
+    // is where the segments point.
+    const auto along = [](const Quat& q) { return Rotate(q, {1, 0, 0}); };
+    angle = std::max(
+        {angle, AngleBetween(along(shown.rotations[kLimbTurn]), along(meant.rotations[kLimbTurn])),
+         AngleBetween(along(a.lowerRotation), along(b.lowerRotation)),
+         std::min(AngleBetween(shown.rotations[kEndTurn], meant.rotations[kEndTurn]),
+                  AngleBetween(a.lastRotation * shown.rotations[kEndTurn],
+                               b.lastRotation * meant.rotations[kEndTurn]))});
     off = std::max(off, Length(a.end - b.end) / (kFreeShare * radians * ReachOf(lengths)));
   }
 };

@@ -7,6 +7,7 @@
 #include "strider/base/trig.h"
 #include "strider/capture/capture_pose.h"
 #include "strider/capture/marker_names.h"
+#include "strider/capture/marker_reader.h"
 #include "strider/capture/thin.h"
 
 namespace strider {
@@ -216,6 +217,7 @@ UpGuess GuessUpAxis(const CaptureScene& scene, int upVector) {
   UpGuess guess = UpOf(sum);
   if (scene.kind != CaptureKind::kJoints) {
     guess.axis = AxisOfFile(guess.axis, upVector);
+    if (guess.axis == kUpIsY && upVector != kUpIsY) guess.downwards = !guess.downwards;  // -Y there
     return guess;
   }
   if (guess.certainty >= kClear) return guess;

@@ -7,6 +7,7 @@
 #include "strider/capture/solve_pose.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
+#include "strider/core/node_tree.h"
 
 namespace strider {
 namespace {
@@ -195,6 +196,7 @@ void Fitting::LayOut() {
   ListFingers();
   talent_.movesToes = Has(kLeftToeJoint) && Has(kRightToeJoint);
   if (talent_.movesToes && wanted_.digitsOfTake) s.toes = s.toeLinks = 1;
+  figure.name = kFirstFigureName;
   SetFreeForm(figure, true);
   const Structure laid = s;
   LayOutFigure(figure, laid);
@@ -263,18 +265,6 @@ void Fitting::FitLeg(Side side) {
   FitFoot(leg, ankle, right ? kRightToeJoint : kLeftToeJoint);
 }
 
-/// Height that the ankles stand at over a floor at 0, where the take's floor seems to be there.
-float StandingAnkle(const CapturedMotion& motion) {
-  std::vector<float> heights;
-  for (const CapturedPose& pose : motion.poses) {
-    heights.push_back(std::min(pose[kLeftAnkleJoint].origin.y, pose[kRightAnkleJoint].origin.y));
-  }
-  if (heights.empty()) return 0;
-  const auto low = heights.begin() + static_cast<std::ptrdiff_t>(heights.size() / 20);
-  std::nth_element(heights.begin(), low, heights.end());
-  return *low;
-}
-
 void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
   LimbTurns& turns = talent_.leg[leg.side];
   const bool joint = Has(toe);
@@ -295,7 +285,8 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
   const float share = leg.heelLength / leg.toeLength;
   leg.toeLength = std::clamp(reach, 0.08f * leg_, 0.3f * leg_);
   leg.heelLength = share * leg.toeLength;
-  const float stands = StandingAnkle(motion_), laidHeight = leg.extremityHeight;
+  const float stands = StandingAnkleHeight(motion_), laidHeight = leg.extremityHeight;
+  // Where the take's floor seems to be at 0 the ankles tell how high they are over it.
   leg.extremityHeight =
       stands > kLowestAnkle * leg_ && stands < kHighestAnkle * leg_ ? stands : kAnkleHeight * leg_;
   leg.dimensions[NumLimbLinks(leg) - 1] = {leg.toeLength + leg.heelLength, leg.extremityWidth,

@@ -4,8 +4,8 @@
 #include <new>
 
 #include "strider/core/evaluate.h"
-#include "strider/core/key_edit.h"
 #include "strider/footsteps/body_height.h"
+#include "strider/footsteps/extract_footsteps.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/hold_feet.h"
@@ -79,7 +79,10 @@ void Settle(MotionCore& core, const EvalContext& context) {
       const LimbRecord& leg = posed.leg[track.side[i]];
       const Matrix3& foot = leg.frame[NumLimbLinks(leg) - 1];
       const Point3 place = Point3{leg.extremityHeight, 0, 0} * foot;
-      if (IsFinite(place)) track.position[i] = place;
+      const float heading = SampleFoot(leg).heading;
+      if (!IsFinite(place) || !IsFinite(heading)) continue;
+      track.position[i] = place;
+      track.angle[i] = heading;
     }
   }
 }
@@ -94,6 +97,7 @@ int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
       return kRefused;
     }
     if (settle) Settle(adopted, context);
+    NormalizeAngles(adopted.footsteps);
     TransformsFromPositions(adopted.footsteps);
     if (RefreshBodyKeys(adopted) == kRefused) return kRefused;
     core = std::move(adopted);

@@ -11,6 +11,8 @@ namespace {
 
 // A leg that was well bent stays a little so: near straight a small step turns the knee fast.
 constexpr float kMostStretch = 0.985f;
+// A foot climbs within this share of its way.
+constexpr float kClimbShare = 0.6f;
 // The body is on its way down and up again for so many frames.
 constexpr int kSlopeFrames = 9;
 
@@ -18,8 +20,13 @@ constexpr int kSlopeFrames = 9;
 
 FootCarrier CarrierOf(const FootTarget& target) {
   const float u = CosineEase(std::clamp(target.u, 0.0f, 1.0f));
-  return {Lerp(target.from, target.to, u),
-          target.fromAngle + u * (target.toAngle - target.fromAngle)};
+  FootCarrier carrier{Lerp(target.from, target.to, u),
+                      target.fromAngle + u * (target.toAngle - target.fromAngle)};
+  // Up soon and down late, so that it is over what it steps onto, or off.
+  const float early = target.to.y > target.from.y ? 0 : 1 - kClimbShare;
+  const float climb = CosineEase(std::clamp((target.u - early) / kClimbShare, 0.0f, 1.0f));
+  carrier.place.y = target.from.y + climb * (target.to.y - target.from.y);
+  return carrier;
 }
 
 FootPlacement CarriedFoot(const FootPlacement& foot, const FootCarrier& from,

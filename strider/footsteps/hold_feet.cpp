@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "strider/core/evaluate.h"
 #include "strider/core/key_edit.h"
@@ -13,11 +14,22 @@ namespace {
 
 // The middles of heel and toe row, as named pivots count.
 constexpr int kHeelPivot = 2, kToePivot = 5;
-// A foot goes over to its other end once that is lower by this share of its length, and comes back
-// from the heel at half of it.
+// A foot goes over to its other end once that is lower by this share of its length.
 constexpr float kTippedShare = 0.05f;
-// What a foot may turn to leave the knee its bend, radians; beyond that the knee follows.
-constexpr float kMostTurn = 0.15f;
+// Or, both on the ground, once its own end goes this far, in leg lengths, over so many frames.
+constexpr float kStraysShare = 0.006f;
+constexpr std::size_t kReadsAhead = 5;
+// A foot gives back this share of its shift at a key, and no more than this share of the leg: three
+// quarters of the skate that counts as none.
+constexpr float kBackGain = 0.1f, kBackShare = 0.0015f;
+// A knee is jerked that changes its speed by more than this multiple of what it does in the take
+// within a few frames, and so many radians a frame on top; and a foot is not led further astray
+// than this share of the leg.
+constexpr float kJerkFactor = 1.4f, kJerkRadians = 0.03f, kMostAstray = 0.05f;
+constexpr std::size_t kFramesAround = 2;
+// Legs are held to this share of their length, unless they were longer.
+constexpr float kMostReach = 0.998f;
+constexpr TimeValue kTicksPerSecond = 4800;
 
 /// A leg at one time as the keys have it, and as it is to be.
 struct LegRead {
@@ -31,13 +43,26 @@ struct LegRead {
   Point3 heldAnkle;
   Quat turn;  // from the foot as it was to the held one
   Point3 Shift() const { return heldAnkle - ankle; }
+  /// What the leg got longer from hip to ankle.
+  float Stretch() const { return Length(heldAnkle - hip) - Length(ankle - hip); }
   const Point3& End(int which) const { return which == kHeelPivot ? heel : toes; }
 };
+
+/// How firmly a contact is held. The last is as the foot was.
+struct Hold {
+  float mostTurn;  // of the foot, radians, to leave the knee its bend; beyond that the knee follows
+  float slipAbove;  // what the foot slides in a frame beyond this share of the leg it slides on
+};
+constexpr Hold kHolds[] = {{0.15f, 1},     {0.3f, 1},       {0.3f, 0.01f},
+                           {0.3f, 0.004f}, {0.3f, 0.0015f}, {0, 0}};
+constexpr int kAsItWas = static_cast<int>(std::size(kHolds)) - 1;
 
 struct LegRun {
   int side = 0;
   std::vector<LegRead> reads;   // ascending in time
   std::vector<bool> heldSpans;  // contacts that keys hold already
+  std::vector<int> holds;       // of each contact, an index of kHolds
+  std::vector<bool> loosen;     // those to be held less firmly
 
   bool HoldsAlready(int span) const { return heldSpans[static_cast<std::size_t>(span)]; }
 };
@@ -140,22 +165,48 @@ void ForEachRead(MotionCore& posed, LegRun (&runs)[2], const EvalContext& contex
 
 // --- While the foot stands -----------------------------------------------------------------------
 
-/// Which end of the foot it stands on from each read of a contact to the next; a key is put where
-/// that changes.
-void ChoosePivots(std::vector<LegRead>& reads, std::size_t first, std::size_t last, float tipped) {
+/// The way of an end of the foot from one read to the next.
+Point3 WayOf(const LegRead& from, const LegRead& to, int end) {
+  return (to.ankle + to.End(end)) - (from.ankle + from.End(end));
+}
+
+/// What an end of the foot goes from read `k` on, over the next few.
+float WayAhead(const std::vector<LegRead>& reads, std::size_t k, std::size_t last, int end) {
+  float way = 0;
+  for (std::size_t i = k; i < std::min(last, k + kReadsAhead); ++i) {
+    way += Length(WayOf(reads[i], reads[i + 1], end));
+  }
+  return way;
+}
+
+/// Which end of the foot it stands on from each read of a contact to the next: the lower one, and
+/// of two on the ground the one that stays where it is, as a foot may turn on its heel. A key is
+/// put where that changes.
+void ChoosePivots(std::vector<LegRead>& reads, std::size_t first, std::size_t last,
+                  const LimbRecord& leg) {
+  const float tipped = kTippedShare * (leg.toeLength + leg.heelLength);
+  const float strays = kStraysShare * leg.totalLength;
   int pivot = kToePivot;
   for (std::size_t k = first; k <= last; ++k) {
     const float toesUp = reads[k].toes.y - reads[k].heel.y;
-    const bool onHeel = pivot == kHeelPivot ? toesUp > 0.5f * tipped : toesUp > tipped;
-    const int now = onHeel ? kHeelPivot : kToePivot;
-    if (now != pivot && k > first) reads[k].isKey = true;
-    pivot = reads[k].pivot = now;
+    const float margin = k == first ? tipped : pivot == kHeelPivot ? 0.5f * tipped : tipped;
+    const int other = pivot == kHeelPivot ? kToePivot : kHeelPivot;
+    const bool otherIsLower = pivot == kHeelPivot ? toesUp < -tipped : toesUp > margin;
+    const bool isLower = pivot == kHeelPivot ? toesUp > tipped : toesUp < -tipped;
+    const float own = WayAhead(reads, k, last, pivot);
+    const bool otherStays =
+        !isLower && own > strays && WayAhead(reads, k, last, other) < 0.5f * own;
+    if (otherIsLower || otherStays) {
+      if (k > first) reads[k].isKey = true;
+      pivot = other;
+    }
+    reads[k].pivot = pivot;
   }
 }
 
 /// The turn that brings `spoke`, from the pivot to the ankle, to where the ankle is `distance` from
 /// the hip at `hip` (from the pivot), or as near to it as a foot turns.
-Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance) {
+Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance, float mostTurn) {
   const double s = Length(spoke), w = Length(hip), d = distance;
   if (!(s > 0) || !(w > 0)) return {};
   const double cosine = std::clamp((s * s + w * w - d * d) / (2 * s * w), -1.0, 1.0);
@@ -163,31 +214,61 @@ Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance) {
   const double now = Atan2D(Length(axis), Dot(spoke, hip));
   const float turn = static_cast<float>(now - AcosD(cosine));
   // Towards the hip the angle closes.
-  return AngleAxis(std::clamp(turn, -kMostTurn, kMostTurn), axis);
+  return AngleAxis(std::clamp(turn, -mostTurn, mostTurn), axis);
 }
 
-/// Holds the foot from read `first` to read `last`, keys and frames between alike.
-void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t last, float tipped) {
-  ChoosePivots(reads, first, last, tipped);
-  // How far the foot as it was would have to be shifted, the first read's place held...
-  std::vector<Point3> shifts(last - first + 1);
-  Point3 sum;
+/// The part of a foot's way from one read to the next that it is let go.
+Point3 SlipOf(const LegRead& from, const LegRead& to, int pivot, float most) {
+  const Point3 way = WayOf(from, to, pivot);
+  const float length = Length(way);
+  return length > most ? (1 - most / length) * way : Point3{};
+}
+
+/// How far an end of the foot is to be shifted at the first read of a contact: by nothing on
+/// average over the first second.
+Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::size_t last,
+                  float most) {
+  Point3 shift, sum;
+  int count = 1;
   for (std::size_t k = first + 1; k <= last; ++k) {
-    const LegRead &before = reads[k - 1], &now = reads[k];
-    const Point3 drift =
-        (now.ankle + now.End(before.pivot)) - (before.ankle + before.End(before.pivot));
-    shifts[k - first] = shifts[k - first - 1] - drift;
-    sum += shifts[k - first];
+    if (std::int64_t{reads[k].time} - reads[first].time > kTicksPerSecond) break;
+    const int pivot = reads[k - 1].pivot;
+    shift += SlipOf(reads[k - 1], reads[k], pivot, most) - WayOf(reads[k - 1], reads[k], pivot);
+    sum += shift;
+    ++count;
   }
-  // ... and the place that asks for none on average.
-  const Point3 mean = sum / static_cast<float>(last - first + 1);
-  Point3 anchor = reads[first].ankle + reads[first].End(reads[first].pivot) - mean;
+  return -sum / static_cast<float>(count);
+}
+
+/// Holds the foot from read `first` to read `last`, keys and frames between alike. What it is
+/// shifted by it gives back at its keys, so slowly that nobody sees it slide.
+void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t last, int form,
+                 const LimbRecord& leg) {
+  ChoosePivots(reads, first, last, leg);
+  if (form == kAsItWas) return;
+  const Hold& hold = kHolds[form];
+  const float held = hold.slipAbove * leg.totalLength;
+  const float mostBack = kBackShare * leg.totalLength;
+  const float reach = kMostReach * ReachOf(LengthsOf(leg));
   int pivot = reads[first].pivot;
+  Point3 anchor =
+      reads[first].ankle + reads[first].End(pivot) + FirstShift(reads, first, last, held);
   for (std::size_t k = first; k <= last; ++k) {
     LegRead& read = reads[k];
+    if (k > first) anchor += SlipOf(reads[k - 1], read, pivot, held);
+    if (k > first && read.isKey) {
+      const Point3 shift = anchor - (read.ankle + read.End(pivot));
+      const float length = Length(shift);
+      if (length > 0) anchor -= (std::min(kBackGain * length, mostBack) / length) * shift;
+    }
     const Point3 spoke = -read.End(pivot);
-    read.turn = TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip));
+    read.turn =
+        TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip), hold.mostTurn);
     read.heldAnkle = anchor + Rotate(read.turn, spoke);
+    // A foot that the leg cannot reach has to come along.
+    const Point3 asked = read.heldAnkle - read.hip;
+    const float most = std::max(Length(read.ankle - read.hip), reach);
+    if (Length(asked) > most) read.heldAnkle = read.hip + (most / Length(asked)) * asked;
     pivot = read.pivot;
     anchor = read.heldAnkle + Rotate(read.turn, read.End(pivot));
   }
@@ -196,7 +277,7 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
 // --- On the way ----------------------------------------------------------------------------------
 
 /// A foot in the air takes its share of what its contacts were shifted, the leg as long as it was.
-void ShiftSwing(LegRead& read, const LegRead* from, const LegRead* to) {
+void ShiftSwing(LegRead& read, const LegRead* from, const LegRead* to, float reach) {
   if (!from) from = to;
   if (!to) to = from;
   if (!from) return;
@@ -208,19 +289,26 @@ void ShiftSwing(LegRead& read, const LegRead* from, const LegRead* to) {
   }
   read.turn = Normalized(Slerp(from->turn, OnSideOf(to->turn, from->turn), u));
   const Point3 wanted = read.ankle + Lerp(from->Shift(), to->Shift(), u) - read.hip;
-  const float length = Length(read.ankle - read.hip);
+  // The knee takes its share where it had to give way on the ground.
+  const float length =
+      Length(read.ankle - read.hip) + from->Stretch() + u * (to->Stretch() - from->Stretch());
   const Point3 direction = Normalized(wanted);
   if (direction == Point3{}) return;
-  read.heldAnkle = read.hip + length * direction;
+  const float most = std::max(Length(read.ankle - read.hip), kMostReach * reach);
+  read.heldAnkle = read.hip + std::min(length, most) * direction;
 }
 
-void HoldLeg(const LimbRecord& leg, LegRun& run) {
+/// All contacts of a leg as their holds say, then what lies between them.
+void HoldOnce(const LimbRecord& leg, LegRun& run) {
   std::vector<LegRead>& reads = run.reads;
-  const float tipped = kTippedShare * (leg.toeLength + leg.heelLength);
+  const float reach = ReachOf(LengthsOf(leg));
   for (std::size_t k = 0; k < reads.size();) {
     std::size_t last = k;
     while (last + 1 < reads.size() && reads[last + 1].span == reads[k].span) ++last;
-    if (reads[k].span >= 0 && !run.HoldsAlready(reads[k].span)) HoldContact(reads, k, last, tipped);
+    const int span = reads[k].span;
+    if (span >= 0 && !run.HoldsAlready(span)) {
+      HoldContact(reads, k, last, run.holds[static_cast<std::size_t>(span)], leg);
+    }
     k = last + 1;
   }
   const LegRead* from = nullptr;
@@ -232,7 +320,81 @@ void HoldLeg(const LimbRecord& leg, LegRun& run) {
     std::size_t end = k;
     while (end < reads.size() && reads[end].span < 0) ++end;
     const LegRead* to = end < reads.size() ? &reads[end] : nullptr;
-    for (; k < end; ++k) ShiftSwing(reads[k], from, to);
+    for (; k < end; ++k) ShiftSwing(reads[k], from, to, reach);
+  }
+}
+
+// --- What holding asks of the knee ---------------------------------------------------------------
+
+/// Opening of a knee whose ankle is `distance` from the hip.
+float KneeAt(const LimbRecord& leg, float distance) {
+  const double a = leg.upperLength, b = leg.lowerLength, d = distance;
+  const double product = 2 * a * b;
+  if (!(product > 0)) return 0;
+  return static_cast<float>(AcosD(std::clamp((a * a + b * b - d * d) / product, -1.0, 1.0)));
+}
+
+/// Change of the knee's speed at each read that has neighbours a frame away; 0 elsewhere.
+std::vector<float> KneeJerks(const LimbRecord& leg, const std::vector<LegRead>& reads,
+                             TimeValue frame, bool held) {
+  std::vector<float> knees, jerks(reads.size());
+  for (const LegRead& read : reads) {
+    knees.push_back(KneeAt(leg, Length((held ? read.heldAnkle : read.ankle) - read.hip)));
+  }
+  for (std::size_t k = 1; k + 1 < reads.size(); ++k) {
+    if (reads[k].time - std::int64_t{reads[k - 1].time} != frame) continue;
+    if (reads[k + 1].time - std::int64_t{reads[k].time} != frame) continue;
+    jerks[k] = std::fabs(knees[k + 1] - 2 * knees[k] + knees[k - 1]);
+  }
+  return jerks;
+}
+
+/// Marks the contact next to a read; false if keys hold that already.
+bool Loosen(LegRun& run, std::size_t at) {
+  const auto spanOf = [&run](std::size_t k) { return run.reads[k].span; };
+  std::size_t before = at, after = at;
+  while (before > 0 && spanOf(before) < 0) --before;
+  while (after + 1 < run.reads.size() && spanOf(after) < 0) ++after;
+  const bool takeAfter = spanOf(before) < 0 || (spanOf(after) >= 0 && after - at < at - before);
+  const int span = spanOf(takeAfter ? after : before);
+  if (span < 0 || run.HoldsAlready(span)) return false;
+  run.loosen[static_cast<std::size_t>(span)] = true;
+  return true;
+}
+
+/// Marks the contacts that are held too firmly; false if none is.
+bool FindJerks(const LimbRecord& leg, LegRun& run, TimeValue frame) {
+  run.loosen.assign(run.holds.size(), false);
+  const std::vector<float> was = KneeJerks(leg, run.reads, frame, false);
+  const std::vector<float> is = KneeJerks(leg, run.reads, frame, true);
+  bool any = false;
+  for (std::size_t k = 0; k < is.size(); ++k) {
+    const std::size_t from = k - std::min(k, kFramesAround);
+    const std::size_t to = std::min(k + kFramesAround + 1, was.size());
+    const float around = *std::max_element(was.begin() + static_cast<std::ptrdiff_t>(from),
+                                           was.begin() + static_cast<std::ptrdiff_t>(to));
+    const bool jerked = is[k] > kJerkFactor * around + kJerkRadians;
+    const bool astray =
+        run.reads[k].span >= 0 && Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
+    if (jerked || astray) any = Loosen(run, k) || any;
+  }
+  return any;
+}
+
+void HoldLeg(const LimbRecord& leg, LegRun& run, TimeValue frame) {
+  const std::vector<LegRead> asItWas = run.reads;
+  run.holds.assign(run.heldSpans.size(), 0);
+  HoldOnce(leg, run);
+  while (FindJerks(leg, run, frame)) {
+    bool loosened = false;
+    for (std::size_t s = 0; s < run.holds.size(); ++s) {
+      if (!run.loosen[s] || run.holds[s] == kAsItWas) continue;
+      ++run.holds[s];
+      loosened = true;
+    }
+    if (!loosened) return;
+    run.reads = asItWas;
+    HoldOnce(leg, run);
   }
 }
 
@@ -314,7 +476,7 @@ int HoldFeet(MotionCore& core, const MotionCore& source, const EvalContext& cont
     runs[side].reads = TimesToRead(core, runs[side]);
   }
   ForEachRead(posed, runs, context, [&](int side, LegRead& read) { Read(posed.leg[side], read); });
-  for (LegRun& run : runs) HoldLeg(core.leg[run.side], run);
+  for (LegRun& run : runs) HoldLeg(core.leg[run.side], run, core.ticksPerFrame);
   int done = kDone;
   ForEachRead(posed, runs, context, [&](int side, LegRead& read) {
     if (WriteKey(core, posed, runs[side], read, context) == kRefused) done = kRefused;

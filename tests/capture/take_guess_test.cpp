@@ -88,6 +88,30 @@ TEST(TakeGuess, FindsUnitAndUpOfMarkersHoweverTheyWereRead) {
   }
 }
 
+TEST(TakeGuess, KnowsUpOfEachAxisOfMarkers) {
+  for (int up = 0; up < 3; ++up) {
+    for (const float sign : {1.0f, -1.0f}) {
+      // Ankles at the origin, knees at 40, the waist at 90 along the axis.
+      std::string text = "$RATE 30 $ORDER LANK RANK LKNE RKNE LFWT RFWT LBWT RBWT $POINTS 1";
+      for (const int height : {0, 0, 40, 40, 90, 90, 90, 90}) {
+        for (int axis = 0; axis < 3; ++axis) {
+          text += " " + std::to_string(axis == up ? sign * static_cast<float>(height) : 1.0f);
+        }
+      }
+      for (int upVector = 0; upVector < 3; ++upVector) {
+        MarkerSettings settings;
+        settings.upVector = upVector;
+        CaptureScene scene;
+        CaptureReport report;
+        ASSERT_EQ(ReadMarkersText(scene, text, "take.mkr", settings, report), 1) << report.message;
+        const UpGuess guess = GuessUpAxis(scene, upVector);
+        EXPECT_EQ(guess.axis, up);
+        EXPECT_EQ(guess.downwards, sign < 0) << up << " read as " << upVector;
+      }
+    }
+  }
+}
+
 TEST(SceneRates, AreThoseNearest30ThatATakeIsAWholeMultipleOf) {
   const struct {
     double frameTime;

@@ -1,0 +1,28 @@
+// How a take is imported, as the command line says it: one take and a batch share it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "strider/capture/import_take.h"
+
+namespace strider {
+
+/// Options as they were written; ReadImportOptions turns them into values.
+struct ImportWords {
+  std::string params, names, figure, pose;
+  std::vector<std::string> sets;
+  bool footsteps = false, freeForm = false, noReduction = false;
+  bool running = false, keepFirst = false, strict = false;
+  std::optional<std::string> scale, up, fps, from, to, loop;
+};
+
+/// Adds the options; parsing fills `words`, which has to outlive `verb`.
+void AddImportOptions(CLI::App& verb, ImportWords& words);
+/// False for a value that cannot be; `refusal` names it.
+[[nodiscard]] bool ReadImportOptions(const ImportWords& words, ImportOptions& options,
+                                     std::string& refusal);
+
+}  // namespace strider

@@ -1,0 +1,151 @@
+#include "exchange/import_json.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "exchange/json_values.h"
+#include "exchange/keyed_tracks.h"
+#include "exchange/motion_json.h"
+#include "exchange/motion_range.h"
+#include "strider/storage/stream.h"
+
+namespace strider {
+namespace {
+
+const char* NameOf(UpAxis up) { return up == UpAxis::kX ? "x" : up == UpAxis::kY ? "y" : "z"; }
+
+/// Enough digits for what a file says, few enough not to show how it was divided.
+Json Rounded(double value) {
+  const double scale = 1e6;
+  return static_cast<float>(std::round(value * scale) / scale);
+}
+
+Json TakeJson(const TakeFacts& take) {
+  Json json;
+  json["frames"] = take.frames;
+  json["rate"] = Rounded(take.rate);
+  json["unit"] = static_cast<float>(take.metresPerUnit);
+  json["upAxis"] = NameOf(take.up);
+  json["unknownJoints"] = take.unknownJoints;
+  return json;
+}
+
+Json SummaryJson(const ImportResult& result) {
+  const ConversionReport& report = result.conversion;
+  Json json;
+  json["jointsMissing"] = result.take.missingJoints;
+  json["slidingFootsteps"] = report.extraction.NumSliding();
+  json["keysBefore"] = report.reduction.KeysBefore();
+  json["keysAfter"] = report.reduction.KeysAfter();
+  json["fitErrorMean"] = static_cast<float>(report.fit.mean);
+  json["sceneRate"] = Rounded(result.sceneRate);
+  json["speedChange"] = Rounded(result.speedChange);
+  json["notes"] = result.notes;
+  return json;
+}
+
+std::vector<bool> Sliding(const ImportResult& result) {
+  std::vector<bool> sliding;
+  for (const ExtractedFootstep& footstep : result.conversion.extraction.footsteps) {
+    sliding.push_back(footstep.sliding);
+  }
+  return sliding;
+}
+
+class Text {
+ public:
+  template <class... Values>
+  void Add(const char* form, Values... values) {
+    char line[512];
+    (void)std::snprintf(line, sizeof line, form, values...);
+    text_ += line;
+  }
+  std::string text_;
+};
+
+std::string Listed(const std::vector<std::string>& words) {
+  constexpr std::size_t kMost = 12;
+  std::string text;
+  for (std::size_t i = 0; i < words.size() && i < kMost; ++i)
+    text += (i > 0 ? ", " : "") + words[i];
+  if (words.size() > kMost) text += " and " + std::to_string(words.size() - kMost) + " more";
+  return text;
+}
+
+void AddFootsteps(const ImportResult& result, std::string& text) {
+  const FootstepTrack& track = result.motion.footsteps;
+  const std::vector<bool> sliding = Sliding(result);
+  Text out;
+  out.Add("footsteps: %d", track.numFootsteps);
+  if (result.conversion.extraction.NumSliding() > 0) {
+    out.Add(", %d sliding", result.conversion.extraction.NumSliding());
+  }
+  out.text_ += "\n";
+  for (int i = 0; i < track.numFootsteps; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    const int side = track.side[at];
+    const FootstepSpan& span = track.spans[side][static_cast<std::size_t>(track.sideIndex[at])];
+    out.Add("  %2d %-5s %7.2f to %7.2f s%s\n", i, side == kLeft ? "left" : "right",
+            static_cast<double>(span.start) / kTicksPerSecond,
+            static_cast<double>(span.Lift()) / kTicksPerSecond,
+            at < sliding.size() && sliding[at] ? ", sliding" : "");
+  }
+  text += out.text_;
+}
+
+void AddKeys(const ImportResult& result, std::string& text) {
+  const ReductionReport& reduction = result.conversion.reduction;
+  if (reduction.tracks.empty()) return;
+  Text out;
+  out.Add("keys: %d of %d left;", reduction.KeysAfter(), reduction.KeysBefore());
+  const char* comma = "";
+  for (const TrackReduction& track : reduction.tracks) {
+    const BodyPart* part = FindBodyPart(track.id);
+    out.Add("%s %s %d of %d", comma, part != nullptr ? part->scriptName : "extra", track.keysAfter,
+            track.keysBefore);
+    comma = ",";
+  }
+  text += out.text_ + "\n";
+}
+
+}  // namespace
+
+std::string ImportJson(const ImportResult& result) {
+  FileFacts file;
+  file.version = kStreamVersion;
+  file.motions = 1;
+  DocumentNotes notes;
+  notes.fields =
+      "\"take\": " + TakeJson(result.take).dump() + ",\n\"summary\": " + SummaryJson(result).dump();
+  notes.sliding = Sliding(result);
+  return MotionFileJson(result.motion, file, notes);
+}
+
+std::string ImportSummary(const ImportResult& result) {
+  const TakeFacts& take = result.take;
+  Text out;
+  out.Add("take: %d frames at %.6g a second, %.2f s; unit %s%s(%g m), %s up%s\n", take.frames,
+          take.rate, take.rate > 0 ? take.frames / take.rate : 0, take.unitName.c_str(),
+          take.unitName.empty() ? "" : " ", take.metresPerUnit, NameOf(take.up),
+          take.leftOutFirst ? "; its first frame stands alone and is left out" : "");
+  out.Add("joints: %d found", take.jointsFound);
+  if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
+  if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
+  if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);
+  const FrameRange range = FrameRangeOf(result.motion);
+  out.Add("\nmotion: frames %lld to %lld at %g a second", static_cast<long long>(range.first),
+          static_cast<long long>(range.last), result.sceneRate);
+  if (std::fabs(result.speedChange) >= 0.005) {
+    out.Add(", %.2f %% %s than the take", std::fabs(result.speedChange),
+            result.speedChange > 0 ? "faster" : "slower");
+  }
+  out.text_ += "\n";
+  AddFootsteps(result, out.text_);
+  AddKeys(result, out.text_);
+  out.Add("fit: joints are %.2f %% of the leg off on average, %.2f %% at most\n",
+          100 * result.conversion.fit.mean, 100 * result.conversion.fit.most);
+  for (const std::string& note : result.notes) out.text_ += "note: " + note + "\n";
+  return out.text_;
+}
+
+}  // namespace strider

@@ -1,0 +1,453 @@
+#include "strider/capture/import_take.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "strider/base/number_text.h"
+#include "strider/capture/bridge_markers.h"
+#include "strider/capture/bvh_reader.h"
+#include "strider/capture/joint_names.h"
+#include "strider/capture/marker_reader.h"
+#include "strider/capture/moc_file.h"
+#include "strider/capture/mocap_parameters.h"
+#include "strider/capture/name_sets.h"
+#include "strider/capture/take_guess.h"
+#include "strider/core/motion_range.h"
+#include "strider/footsteps/bake.h"
+#include "strider/footsteps/convert_motion.h"
+#include "strider/storage/motion_file.h"
+
+namespace strider {
+namespace {
+
+// What a foot's ankle may move in a second and still stand, and how far it may be from where it
+// stands lowest, in lengths from hip to ankle. The first is what measured contacts of walks and
+// jumps agree with best.
+constexpr float kStandingSpeed = 0.45f, kStandingHeight = 0.1f;
+// A foot that turns more than this in a contact slides, degrees.
+constexpr float kSlidingAngle = 15;
+constexpr double kCentimetre = 0.01;
+constexpr double kGravity = 9.81;  // metres per second squared
+// The frames of the laws of motion are a thirtieth of a second.
+constexpr double kLawFrames = 30.0 * 30.0;
+// Gaps of markers are bridged up to this long, seconds.
+constexpr double kLongestBridge = 0.2;
+
+std::string Lower(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
+std::string ExtensionOfPath(const std::string& path) {
+  const std::size_t dot = path.find_last_of("./");
+  return dot == std::string::npos || path[dot] != '.' ? "" : Lower(path.substr(dot + 1));
+}
+
+class Import {
+ public:
+  Import(const std::string& path, const ImportOptions& options, const EvalContext& context,
+         ImportResult& result, std::string& cause)
+      : path_(path), options_(options), context_(context), result_(result), cause_(cause) {}
+
+  bool Run() {
+    const std::string format = ExtensionOfPath(path_);
+    const std::vector<std::string>& known = TakeFormats();
+    if (std::find(known.begin(), known.end(), format) == known.end()) {
+      cause_ = path_ + ": takes end in .bvh, .mkr or .sdr";
+      return false;
+    }
+    if (!ChooseParameters() || !LoadFigures()) return false;
+    if (format == "sdr") return FromMotion();
+    return (format == "bvh" ? ReadJoints() : ReadMarkerFile()) && Convert();
+  }
+
+ private:
+  bool Refuse(const std::string& why) {
+    cause_ = path_ + ": " + why;
+    return false;
+  }
+  bool Sets(const char* name) const {
+    return std::any_of(options_.sets.begin(), options_.sets.end(),
+                       [name](const auto& set) { return set.first == name; });
+  }
+
+  bool ChooseParameters();
+  bool LoadFigure(const std::string& path, std::optional<StreamContents>& contents);
+  bool LoadFigures();
+  bool ReadJoints();
+  bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
+  bool ReadMarkerFile();
+  void ChooseUnit();
+  void ChooseUp();
+  bool ChooseFrames();
+  void ChooseExtraction(const MotionCore& figure, float lowestAnkle);
+  void TellDropped();
+  bool Convert();
+  bool FromMotion();
+
+  const std::string& path_;
+  const ImportOptions& options_;
+  const EvalContext& context_;
+  ImportResult& result_;
+  std::string& cause_;
+  std::optional<StreamContents> figure_, pose_;
+  CaptureScene scene_;
+  ConversionSettings settings_;
+};
+
+bool Import::ChooseParameters() {
+  MocapParameters& p = result_.parameters;
+  if (!options_.parameterFile.empty()) {
+    if (!ReadMocFile(options_.parameterFile, p, cause_)) return false;
+  } else {
+    p.extraction.conversionFlag = 1;
+    p.extraction.fsSlidingAngle = kSlidingAngle;
+    p.limbOrientation.fill(kOrientAuto);
+  }
+  for (const auto& [name, value] : options_.sets) {
+    if (!SetMocapParameter(p, name, value, cause_)) {
+      cause_ = "--set " + name + "=" + value + ": " + cause_;
+      return false;
+    }
+  }
+  if (options_.loopFrames) {
+    p.loopFrameCount = *options_.loopFrames;
+    p.useLoopFrame = p.loopFrameCount > 0;
+  }
+  if (options_.from) p.startFrame = *options_.from;
+  if (options_.to) p.endFrame = *options_.to;
+  if (!options_.figure.empty()) {
+    p.talentFigStrucFile = options_.figure;
+    p.useTalentFigStrucFile = 1;
+  }
+  if (!options_.pose.empty()) {
+    p.talentPoseAdjFile = options_.pose;
+    p.useTalentPoseAdjFile = 1;
+  }
+  if (options_.up) p.upVector = static_cast<int>(*options_.up);
+  settings_.footsteps = options_.footsteps;
+  settings_.reduce = options_.reduce;
+  settings_.reduction = p.keyReduction;
+  settings_.dense.loopFrames = p.useLoopFrame ? p.loopFrameCount : 0;
+  const auto plane = [&p](int limb) {
+    return static_cast<PlaneSource>(
+        std::clamp(p.limbOrientation[static_cast<std::size_t>(limb)], 0, 3));
+  };
+  settings_.dense.orientation = {plane(kOrientKnee), plane(kOrientElbow), plane(kOrientFoot),
+                                 plane(kOrientHand)};
+  return true;
+}
+
+bool Import::LoadFigure(const std::string& path, std::optional<StreamContents>& contents) {
+  contents.emplace();
+  if (!ReadMotionFile(path, {}, *contents, cause_)) return false;
+  if (contents->hasFigure) return true;
+  cause_ = path + ": holds no figure";
+  return false;
+}
+
+bool Import::LoadFigures() {
+  const MocapParameters& p = result_.parameters;
+  if (p.useTalentFigStrucFile != 0) {
+    if (!LoadFigure(p.talentFigStrucFile, figure_)) return false;
+    settings_.figure = &figure_->Top();
+  }
+  if (p.useTalentPoseAdjFile != 0) {
+    if (!LoadFigure(p.talentPoseAdjFile, pose_)) return false;
+    settings_.dense.pose = &pose_->Base();
+  }
+  return true;
+}
+
+// --- Reading -----------------------------------------------------------------------------------
+
+bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table) {
+  std::string& told = result_.take.nameSet;
+  const MocapParameters& p = result_.parameters;
+  if (!options_.names.empty() || p.useJointNameFile != 0) {
+    const std::string& names = options_.names.empty() ? p.jointNameFile : options_.names;
+    const NameSet* set = FindNameSet(names);
+    if (set != nullptr) {
+      table = FitNameSet(*set, JointNamesOfBvh(text)).table;
+    } else if (!ReadNameFile(NameKind::kJoints, names, table, cause_)) {
+      return false;
+    }
+    told = names;
+  } else {
+    const NameGuess guess = GuessNameSet(JointNamesOfBvh(text));
+    if (guess.set == nullptr) return true;
+    table = guess.table;
+    if (guess.set != &NameSets().front() || !guess.prefix.empty()) told = guess.set->name;
+  }
+  settings.names = &table;
+  return true;
+}
+
+std::string Joined(const std::vector<std::string>& words, std::size_t most = 12) {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(words.size(), most); ++i) {
+    text += (i > 0 ? ", " : "") + words[i];
+  }
+  if (words.size() > most) text += " and " + std::to_string(words.size() - most) + " more";
+  return text;
+}
+
+bool Import::ReadJoints() {
+  std::string text;
+  if (!ReadWholeFile(path_, text, cause_)) return false;
+  BvhSettings settings;
+  settings.ticksPerFrame = 0;
+  settings.carry = !options_.strict;
+  NameTable table;
+  if (!ChooseNames(text, settings, table)) return false;
+  CaptureReport report;
+  if (ReadBvhText(scene_, text, path_, settings, report) != 1) {
+    cause_ = report.message;
+    return false;
+  }
+  TakeFacts& take = result_.take;
+  take.unknownJoints = report.unknownNames;
+  for (int j = 0; j < kNumCaptureJoints; ++j) {
+    if (scene_.joints[static_cast<std::size_t>(j)].present) ++take.jointsFound;
+  }
+  for (const int j : {kLeftToeJoint, kRightToeJoint}) {
+    if (!scene_.joints[static_cast<std::size_t>(j)].present) {
+      take.missingJoints.push_back(FirstNameOf(j));
+    }
+  }
+  take.frames = static_cast<int>(report.framesInFile);
+  result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
+  ChooseUp();
+  return true;
+}
+
+bool Import::ReadMarkerFile() {
+  std::string text;
+  if (!ReadWholeFile(path_, text, cause_)) return false;
+  const MocapParameters& p = result_.parameters;
+  MarkerSettings settings;
+  settings.ticksPerFrame = 0;
+  settings.upVector = p.upVector;
+  NameTable table;
+  const std::string& names = options_.names.empty() ? p.markerNameFile : options_.names;
+  if (!options_.names.empty() || p.useMarkerNameFile != 0) {
+    if (!ReadNameFile(NameKind::kMarkers, names, table, cause_)) return false;
+    settings.names = &table;
+    result_.take.nameSet = names;
+  }
+  CaptureReport report;
+  const auto read = [&] { return ReadMarkersText(scene_, text, path_, settings, report) == 1; };
+  if (!read()) {
+    cause_ = report.message;
+    return false;
+  }
+  if (!options_.up && options_.parameterFile.empty()) {
+    const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
+    if (guess.axis != settings.upVector) {
+      settings.upVector = guess.axis;
+      report = {};
+      if (!read()) {
+        cause_ = report.message;
+        return false;
+      }
+    }
+  }
+  TakeFacts& take = result_.take;
+  take.up = static_cast<UpAxis>(settings.upVector);
+  result_.parameters.upVector = settings.upVector;
+  take.unknownJoints = report.unknownNames;
+  for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
+  take.frames = static_cast<int>(report.framesInFile);
+  result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
+  const double rate = scene_.frameTime > 0 ? 1 / scene_.frameTime : 30;
+  const BridgeReport bridged =
+      BridgeDroppedMarkers(scene_, static_cast<int>(std::lround(kLongestBridge * rate)));
+  if (bridged.bridged > 0) {
+    result_.notes.push_back("gaps bridged in markers: " + std::to_string(bridged.bridged));
+  }
+  std::vector<std::string> gaps;
+  for (const MarkerGap& gap : bridged.remain) {
+    gaps.push_back(gap.name + " " + std::to_string(gap.first) + " to " + std::to_string(gap.last));
+  }
+  if (!gaps.empty()) result_.notes.push_back("markers missing in frames: " + Joined(gaps));
+  return true;
+}
+
+// --- Choices -----------------------------------------------------------------------------------
+
+void Scale(CaptureSamples& samples, float factor) {
+  for (Point3& sample : samples.samples) {
+    if (sample.x != kDroppedMarker) sample *= factor;
+  }
+}
+
+void ScaleScene(CaptureScene& scene, float factor) {
+  for (JointRecord& joint : scene.joints) {
+    joint.offset *= factor;
+    joint.endOffset *= factor;
+    Scale(joint.positions, factor);
+  }
+  for (MarkerRecord& marker : scene.markers) Scale(marker.positions, factor);
+  for (MarkerRecord& marker : scene.extraMarkers) Scale(marker.positions, factor);
+  for (float& measure : scene.talent) measure *= factor;
+}
+
+void Import::ChooseUnit() {
+  const UnitGuess guess = GuessUnit(scene_);
+  TakeFacts& take = result_.take;
+  take.metresPerUnit = guess.metresPerUnit;
+  take.unitName = guess.name;
+  if (!guess.plausible) {
+    result_.notes.push_back("no usual unit makes a person of this figure; taken for " +
+                            take.unitName + ", see --scale");
+  }
+  MocapParameters& p = result_.parameters;
+  double factor = guess.metresPerUnit / kCentimetre;
+  if (options_.scale) {
+    factor = *options_.scale;
+  } else if (!options_.parameterFile.empty() || Sets("scaleFactor")) {
+    factor = static_cast<double>(p.scaleFactor);
+  }
+  p.scaleFactor = static_cast<float>(factor);
+  if (p.scaleFactor != 1) ScaleScene(scene_, p.scaleFactor);
+  result_.metresPerUnit = guess.metresPerUnit / factor;
+  settings_.dense.gravity = static_cast<float>(kGravity / result_.metresPerUnit / kLawFrames);
+}
+
+void Import::ChooseUp() {
+  const UpGuess guess = GuessUpAxis(scene_);
+  const bool given = options_.up.has_value();
+  result_.take.up = given ? *options_.up : static_cast<UpAxis>(guess.axis);
+  const bool downwards = guess.downwards && guess.axis == static_cast<int>(result_.take.up);
+  settings_.dense.toYUp = TurnToYUp(result_.take.up, downwards);
+  if (downwards) result_.notes.push_back("the take's up axis points down; it was turned over");
+}
+
+bool Import::ChooseFrames() {
+  const MocapParameters& p = result_.parameters;
+  TakeFacts& take = result_.take;
+  take.rate = scene_.frameTime > 0 ? 1 / scene_.frameTime : 0;
+  const SceneRate rate = options_.fps ? SceneRateAt(scene_.frameTime, *options_.fps)
+                                      : GuessSceneRate(scene_.frameTime);
+  result_.sceneRate = rate.rate;
+  result_.speedChange = rate.speedChange;
+  settings_.dense.ticksPerFrame = rate.ticksPerFrame;
+
+  take.leftOutFirst = !options_.keepFirst && scene_.kind == CaptureKind::kJoints &&
+                      scene_.numFrames > 1 && FirstFrameStandsAlone(scene_);
+  const std::int64_t zero = take.leftOutFirst ? 1 : 0, step = rate.thinning;
+  const std::int64_t numFrames = (scene_.numFrames - zero + step - 1) / step;
+  const std::int64_t from = std::max(p.startFrame, 0);
+  const std::int64_t to =
+      p.endFrame == kWholeFile ? numFrames - 1 : std::min<std::int64_t>(p.endFrame, numFrames - 1);
+  if (from > to) {
+    return Refuse(numFrames <= 0
+                      ? "no frames"
+                      : "no frames from " + std::to_string(p.startFrame) + " to " +
+                            std::to_string(p.endFrame) + "; the take has those from 0 to " +
+                            std::to_string(numFrames - 1));
+  }
+  settings_.dense.frames = {static_cast<int>(zero + from * step),
+                            static_cast<int>(zero + to * step), static_cast<int>(step)};
+  return true;
+}
+
+/// Tolerances that follow the figure and the rate, where the user has not set them.
+void Import::ChooseExtraction(const MotionCore& figure, float lowestAnkle) {
+  ExtractionSettings& e = result_.parameters.extraction;
+  if (options_.parameterFile.empty()) {
+    const float leg = figure.leg[kRight].totalLength, unit = ExtractionLegLength(figure);
+    const float frames = static_cast<float>(result_.sceneRate);
+    if (!Sets("fsExtractionTol") && !options_.running) {
+      e.fsExtractionTol = kStandingSpeed * leg / (frames * unit);
+    }
+    if (!Sets("fsUseVerticalTol")) e.fsUseVerticalTol = 1;
+    if (!Sets("fsVerticalTol")) e.fsVerticalTol = kStandingHeight * leg / unit;
+    if (!Sets("fsZLevel")) e.fsZLevel = lowestAnkle;
+  }
+  settings_.extraction = e;
+}
+
+void Import::TellDropped() {
+  const std::vector<PlantedRun>& dropped = result_.conversion.extraction.dropped;
+  if (dropped.empty()) return;
+  std::vector<std::string> runs;
+  for (const PlantedRun& run : dropped) {
+    runs.push_back(std::string(run.side == kRight ? "right" : "left") + " at frame " +
+                   std::to_string(run.first));
+  }
+  result_.notes.push_back("contacts of three frames and fewer were dropped (" + Joined(runs) +
+                          "); where they are a runner's, try --running --fps 60");
+}
+
+bool Import::Convert() {
+  ChooseUnit();
+  if (!ChooseFrames()) return false;
+  if (settings_.figure != nullptr) settings_.dense.talent = StructureOfFigure(*settings_.figure);
+  DenseMotion dense;
+  ConversionReport& report = result_.conversion;
+  if (MakeDenseMotion(scene_, settings_.dense, dense, report.message) == kRefused) {
+    return Refuse(report.message);
+  }
+  ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
+  result_.pose = PoseInReference(dense, settings_.dense);
+  if (FinishDenseMotion(settings_, dense, result_.motion, report, context_) == kRefused) {
+    return Refuse(report.message);
+  }
+  TellDropped();
+  return true;
+}
+
+bool Import::FromMotion() {
+  StreamContents contents;
+  if (!LoadMotion(path_, {}, context_, contents, cause_)) return false;
+  MotionCore motion = std::move(contents.Base());
+  motion.previousLayer = motion.nextLayer = nullptr;
+  const Interval range = MotionRange(motion);
+  if (range.start > range.end) return Refuse("holds no keys");
+  if (!motion.freeForm && ConvertToFreeForm(motion, true, context_) == kRefused) {
+    return Refuse("memory ran out");
+  }
+  const std::vector<TimeValue> times = FramesBetween(motion, 0, range.end);
+  if (times.empty() || BakeKeys(motion, times, true, context_) == kRefused) {
+    return Refuse("its motion lies before time 0");
+  }
+  TakeFacts& take = result_.take;
+  take.frames = static_cast<int>(times.size());
+  take.rate = result_.sceneRate = static_cast<double>(kTicksPerSecond) / motion.ticksPerFrame;
+  take.metresPerUnit = result_.metresPerUnit =
+      kGravity / (static_cast<double>(motion.body.gravAccel) * kLawFrames);
+  DenseMotion dense = DenseMotionOf(std::move(motion), take.frames, context_);
+  ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
+  result_.pose = dense.motion;
+  if (FinishDenseMotion(settings_, dense, result_.motion, result_.conversion, context_) ==
+      kRefused) {
+    return Refuse(result_.conversion.message);
+  }
+  TellDropped();
+  return true;
+}
+
+}  // namespace
+
+const std::vector<std::string>& TakeFormats() {
+  static const std::vector<std::string> formats = {"bvh", "mkr", "sdr"};
+  return formats;
+}
+
+bool ImportTake(const std::string& path, const ImportOptions& options, const EvalContext& context,
+                ImportResult& result, std::string& cause) {
+  try {
+    ImportResult made;
+    if (!Import(path, options, context, made, cause).Run()) return false;
+    result = std::move(made);
+  } catch (const std::bad_alloc&) {
+    cause = path + ": memory ran out";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace strider
