@@ -300,6 +300,9 @@ const SideMarkers& MarkersOf(Side side) {
 }
 
 bool FindBody(MarkerTracks& tracks, MarkerBody& body) {
+  for (const int needed : {kLKNE, kRKNE, kLANK, kRANK}) {
+    if (!tracks.Shows(needed)) return false;
+  }
   if (!FindPelvis(tracks, body) || !FindLegLength(tracks, body)) return false;
   FindTrunk(tracks, body);
   FindHead(tracks, body);
