@@ -24,6 +24,9 @@ constexpr float kNeckToHead = 0.13f;
 // Share of the frames in which a foot that walks lies flat for certain: the slowest.
 constexpr float kSlowest = 0.2f;
 
+// Cosine between the upright and the body's own axis of a head or a foot that is held upright.
+constexpr float kStands = 0.6f;
+
 using MaybePoint = std::optional<Point3>;
 
 /// What the markers of the waist say at one frame.
@@ -103,6 +106,7 @@ bool FindLegLength(const MarkerTracks& tracks, MarkerBody& body) {
   return body.leg > 0;
 }
 
+Point3 UpAxis(const Frame& frame) { return Rotate(frame.rotation, {0, 1, 0}); }
 Point3 RightAxis(const Frame& frame) { return Rotate(frame.rotation, {0, 0, 1}); }
 
 /// The way from the left to the right shoulder, where both are seen.
@@ -170,6 +174,11 @@ void FindTrunk(MarkerTracks& tracks, MarkerBody& body) {
   TurnAxes(pelvis, AxesOfUp(upInPelvis, {0, 0, 1}));
 }
 
+/// `up`, unless the part that it is of doesn't stand: then the axis of the part beside it.
+Point3 UprightOr(const Point3& up, const Point3& beside) {
+  return Dot(up, beside) < kStands ? beside : up;
+}
+
 /// Most of the time a head is held upright, whatever the slant of its band.
 void FindHead(MarkerTracks& tracks, MarkerBody& body) {
   MarkerSegment& head = body.head;
@@ -190,7 +199,13 @@ void FindHead(MarkerTracks& tracks, MarkerBody& body) {
     const Point3 sum = across(kLFHD, kRFHD, f) + across(kLBHD, kRBHD, f);
     return sum == Point3{} ? RightAxis(body.thorax.frames[f]) : sum;
   };
-  const Point3 up = DirectionIn(head, [](std::size_t) -> MaybePoint { return Point3{0, 1, 0}; });
+  const Point3 thorax =
+      DirectionIn(head, [&](std::size_t f) -> MaybePoint { return UpAxis(body.thorax.frames[f]); });
+  const Point3 up = UprightOr(DirectionIn(head,
+                                          [](std::size_t) -> MaybePoint {
+                                            return Point3{0, 1, 0};
+                                          }),
+                              thorax);
   TurnAxes(head, AxesOfUp(up, DirectionIn(head, right)));
   // The middle between left and right, front and back, as far as markers show them.
   const auto middleOf = [&](int a, int b) {
@@ -265,9 +280,14 @@ void FindFoot(MarkerTracks& tracks, MarkerBody& body, Side side) {
     foot = FitSegment(tracks, {}, raw, &pelvis);
   }
   const std::vector<unsigned char> flat = FlatFrames(tracks.Of(m.ankle));
-  const Point3 up = DirectionIn(foot, [&](std::size_t f) -> MaybePoint {
-    return flat[f] ? MaybePoint(Point3{0, 1, 0}) : std::nullopt;
+  const Point3 shank = DirectionIn(foot, [&](std::size_t f) -> MaybePoint {
+    if (!tracks.Has(m.knee, f) || !tracks.Has(m.ankle, f)) return std::nullopt;
+    return tracks.At(m.knee, f) - tracks.At(m.ankle, f);
   });
+  const auto ground = [&](std::size_t f) -> MaybePoint {
+    return flat[f] ? MaybePoint(Point3{0, 1, 0}) : std::nullopt;
+  };
+  const Point3 up = UprightOr(DirectionIn(foot, ground), shank);
   Point3 way = DirectionIn(foot, ahead);
   if (way == Point3{}) {
     way = DirectionIn(foot, [&](std::size_t f) -> MaybePoint {

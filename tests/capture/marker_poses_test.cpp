@@ -166,6 +166,25 @@ TEST(PosesOfMarkers, FindTheJointsOfTheFigureThatTheyAreOn) {
   }
 }
 
+TEST(PosesOfMarkers, FollowABodyThatLiesOrHeadsElsewhere) {
+  const MarkedFigure marked = MarkedSample(SampleMotion::kWalk);
+  for (const Quat& turn : {AboutY(2.5f), AboutX(kHalfPi), AboutZ(-kHalfPi), AboutZ(kPi)}) {
+    CaptureScene scene = marked.scene;
+    const auto turnAll = [&turn](MarkerRecord& record) {
+      for (Point3& place : record.positions.samples) place = Rotate(turn, place);
+    };
+    for (MarkerRecord& record : scene.markers) turnAll(record);
+    for (MarkerRecord& record : scene.extraMarkers) turnAll(record);
+    std::vector<JointPlaces> joints = marked.joints;
+    for (JointPlaces& places : joints) {
+      for (Point3& place : places.place) place = Rotate(turn, place);
+    }
+    CapturedMotion motion;
+    ASSERT_EQ(PosesOfMarkers(scene, {}, motion), kDone);
+    EXPECT_LT(MissesOf(joints, motion, marked.leg).most, 0.06);
+  }
+}
+
 TEST(PosesOfMarkers, DoWithoutMarkersThatATakeLacks) {
   const MarkedFigure marked = MarkedSample(SampleMotion::kWalk);
   const struct {
