@@ -33,6 +33,10 @@ int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCo
       ReduceKeys(motion, settings.reduction, {}, context, report.reduction) == kRefused) {
     return Refuse(report, "memory ran out");
   }
+  // What reduction left of a contact's keys no longer says where the foot rolls over.
+  if (settings.reduce && !motion.freeForm && HoldFeetAnew(motion, context) == kRefused) {
+    return Refuse(report, "memory ran out");
+  }
   return kDone;
 }
 

@@ -19,18 +19,12 @@ bool WaitsForMotion(const MotionCore& core) {
 
 bool InStack(const MotionCore& core) { return core.previousLayer || core.nextLayer; }
 
-/// A footstep motion has no pose outside its span, which its body's keys may stretch: a captured
-/// one begins before the first foot comes down. One without footsteps stands at 0.
+/// A footstep motion has no pose outside its span; one without footsteps stands at 0.
 TimeValue WithinMotion(const MotionCore& core, TimeValue t) {
   if (core.freeForm) return t;
   if (core.footsteps.numFootsteps == 0) return 0;
-  TimeValue first = FirstFootstepTime(core.footsteps), last = std::max(first, core.endTime);
-  const KeyTable<VerticalKey>& heights = core.body.vertical;
-  if (!heights.Empty()) {
-    first = std::min(first, heights.TimeOf(0));
-    last = std::max(last, heights.TimeOf(heights.track.numKeys - 1));
-  }
-  return std::clamp(t, first, last);
+  const TimeValue first = std::min(FirstFootstepTime(core.footsteps), core.startTime);
+  return std::clamp(t, first, std::max(first, core.endTime));
 }
 
 void EvaluatePelvis(PelvisRecord& pelvis, TimeValue t) {

@@ -263,6 +263,8 @@ struct MotionCore {
   bool footstepsPending = false;  // footsteps wait for their motion to be computed
   bool bodyKeysComputed = false;  // the motion has been computed at least once
   TimeValue endTime = 0;          // last time of a footstep motion
+  /// First time of one that begins before its first footstep; kTimeMax for others.
+  TimeValue startTime = kTimeMax;
 
   // Frames that parts hang from, as last computed; not saved.
   Frame pelvisFrame, spineEnd, neckEnd;

@@ -11,7 +11,7 @@ Interval MotionRange(const MotionCore& core) {
     range.end = std::max(range.end, to);
   };
   if (core.footsteps.numFootsteps > 0) {
-    cover(FirstFootstepTime(core.footsteps),
+    cover(std::min(FirstFootstepTime(core.footsteps), core.startTime),
           std::max(LastFootstepTime(core.footsteps), core.endTime));
   }
   ForEachTable(core, [&](int id, const auto& table) {
@@ -20,6 +20,21 @@ Interval MotionRange(const MotionCore& core) {
     }
   });
   return range.start > range.end ? Interval::Never() : range;
+}
+
+void RefreshMotionSpan(MotionCore& core) {
+  core.startTime = kTimeMax;
+  core.endTime = 0;
+  const FootstepTrack& track = core.footsteps;
+  if (track.numFootsteps == 0) return;
+  core.endTime = LastFootstepTime(track);
+  const KeyTable<HorizontalKey>& path = core.body.horizontal;
+  if (core.freeForm || path.Empty()) return;
+  if (!track.freeFormAfter.Get(track.numFootsteps - 1)) return;
+  const int last = path.track.numKeys - 1;
+  const TimeValue start = path.TimeOf(0);
+  if (path[0].supportState < 0 && start < FirstFootstepTime(track)) core.startTime = start;
+  if (path[last].supportState < 0) core.endTime = std::max(core.endTime, path.TimeOf(last));
 }
 
 }  // namespace strider

@@ -8,6 +8,11 @@ namespace strider {
 /// From the first footstep or key to the last; empty for a figure that has neither.
 Interval MotionRange(const MotionCore& core);
 
+/// Sets the core's startTime and endTime by its footsteps. A motion whose last footstep is marked
+/// to be followed by free-form reaches, at both ends, as far as keys of its body's path that are
+/// free-form: a take begins before the first foot comes down and goes on after the last has lifted.
+void RefreshMotionSpan(MotionCore& core);
+
 /// Calls `use(id, table)` for every key table that the core has room for, extra chains too.
 template <class Core, class Use>
 void ForEachTable(Core& core, const Use& use) {

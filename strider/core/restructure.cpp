@@ -207,6 +207,7 @@ void TakeModes(MotionCore& core, const MotionCore& old) {
   core.freeForm = old.freeForm;
   core.footstepsPending = old.footstepsPending;
   core.bodyKeysComputed = old.bodyKeysComputed;
+  core.startTime = old.startTime;
   core.endTime = old.endTime;
   core.previousLayer = old.previousLayer;
   core.nextLayer = old.nextLayer;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "strider/core/key_edit.h"
+#include "strider/core/motion_range.h"
 #include "strider/footsteps/flights.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/support.h"
@@ -122,8 +123,8 @@ ActivationResult NewFootprintKeys(MotionCore& core, const EvalContext& context,
       MotionCore merged = core;
       if (!MergeMotion(merged, made, ranges)) return ActivationResult::kOutOfMemory;
       merged.footsteps = made.footsteps;
-      merged.endTime = made.endTime;
       SetFreeForm(merged, false);
+      RefreshMotionSpan(merged);
       merged.footstepsPending = false;
       merged.bodyKeysComputed = true;
       ResetDefaults(merged);

@@ -8,6 +8,7 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/key_edit.h"
 #include "strider/core/limb_frames.h"
+#include "strider/core/motion_range.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/adapt_plan.h"
 #include "strider/footsteps/body_height.h"
@@ -68,12 +69,13 @@ struct Adaptation {
 /// The footsteps as they were rule the figure while this stands.
 class OldFootsteps {
  public:
-  explicit OldFootsteps(Adaptation& a) : a_(a), end_(a.core.endTime) {
+  explicit OldFootsteps(Adaptation& a) : a_(a), start_(a.core.startTime), end_(a.core.endTime) {
     std::swap(a_.core.footsteps, a_.other);
-    a_.core.endTime = LastFootstepTime(a_.core.footsteps);
+    RefreshMotionSpan(a_.core);
   }
   ~OldFootsteps() {
     std::swap(a_.core.footsteps, a_.other);
+    a_.core.startTime = start_;
     a_.core.endTime = end_;
   }
   OldFootsteps(const OldFootsteps&) = delete;
@@ -81,7 +83,7 @@ class OldFootsteps {
 
  private:
   Adaptation& a_;
-  TimeValue end_;
+  TimeValue start_, end_;
 };
 
 /// The angle from one heading to another, the short way.
@@ -441,11 +443,11 @@ void MoveLegs(Adaptation& a) {
 /// Keys are only overwritten from here on: nothing can run out of memory. What would not be finite
 /// stays as it was.
 void Write(Adaptation& a) {
-  a.core.endTime = LastFootstepTime(a.core.footsteps);
   for (const TrackPlan& plan : a.times) CommitTimes(plan);
   for (const TrackPlan* plan : {&a.horizontal, &a.turn, &a.vertical, &a.leg[0], &a.leg[1]}) {
     if (plan->track) CommitTimes(*plan);
   }
+  RefreshMotionSpan(a.core);
   MoveBody(a);
   MoveHeights(a);
   (void)BuildFlights(a.core);
@@ -504,7 +506,7 @@ AdaptResult RebuildMotion(MotionCore& core, const EvalContext& context) {
     ClearFootsteps(core.footsteps);
     SetFreeForm(core, true);
     core.body.flights.clear();
-    core.endTime = 0;
+    RefreshMotionSpan(core);
     core.footstepsPending = false;
     core.bodyKeysComputed = false;
     return AdaptResult::kRebuilt;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "strider/core/evaluate.h"
+#include "strider/core/motion_range.h"
 #include "strider/footsteps/body_height.h"
 #include "strider/footsteps/extract_footsteps.h"
 #include "strider/footsteps/flights.h"
@@ -29,9 +31,9 @@ int LetFootstepsRule(MotionCore& core) {
   FootstepTrack& track = core.footsteps;
   SetFreeForm(core, false);
   track.ticksPerFrame = core.ticksPerFrame;
-  core.endTime = LastFootstepTime(track);
   core.footstepsPending = false;
   core.bodyKeysComputed = true;
+  RefreshMotionSpan(core);
   for (int i = 0; i < track.numFootsteps; ++i) {
     track.active.Set(i, true);
     track.keyMismatch.Set(i, false);
@@ -43,7 +45,7 @@ int LetFootstepsRule(MotionCore& core) {
 
 /// What the body's keys say of the contacts around them; heights stay the keys' own.
 int RefreshBodyKeys(MotionCore& core) {
-  const FootstepTrack& track = core.footsteps;
+  FootstepTrack& track = core.footsteps;
   KeyTable<VerticalKey>& heights = core.body.vertical;
   for (int i = 0; i < heights.track.numKeys; ++i) {
     VerticalKey& key = heights.keys[static_cast<std::size_t>(i)];
@@ -54,14 +56,22 @@ int RefreshBodyKeys(MotionCore& core) {
     MarkDirty(heights.track, i, i);
   }
   KeyTable<HorizontalKey>& path = core.body.horizontal;
+  // What lies before the first footstep and behind the last is free-form: evaluation then shows it.
+  const TimeValue first = FirstFootstepTime(track), last = LastFootstepTime(track);
   for (int i = 0; i < path.track.numKeys; ++i) {
     const TimeValue t = path.TimeOf(i);
     path.keys[static_cast<std::size_t>(i)].supportState =
-        InFreeForm(track, t)
+        InFreeForm(track, t) || t < first || t > last
             ? -1
             : BodyKeyState(FootstepLegState(track, 0, t), FootstepLegState(track, 1, t));
     MarkDirty(path.track, i, i);
   }
+  if (path.track.numKeys > 0) {
+    const int end = track.numFootsteps - 1;
+    const bool beyond = path.TimeOf(0) < first || path.TimeOf(path.track.numKeys - 1) > last;
+    track.freeFormAfter.Set(end, beyond);
+  }
+  RefreshMotionSpan(core);
   RefreshTracks(core);
   RefreshHeights(core, 0, heights.track.numKeys - 1, HeightMode::kReadFractions,
                  GroundLevel::kTrue);
@@ -93,7 +103,8 @@ int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
   if (core.footsteps.numFootsteps == 0) return kRefused;
   try {
     MotionCore adopted = core;
-    if (LetFootstepsRule(adopted) == kRefused || HoldFeet(adopted, core, context) == kRefused) {
+    if (LetFootstepsRule(adopted) == kRefused ||
+        HoldFeet(adopted, core, false, context) == kRefused) {
       return kRefused;
     }
     if (settle) Settle(adopted, context);
@@ -101,6 +112,21 @@ int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
     TransformsFromPositions(adopted.footsteps);
     if (RefreshBodyKeys(adopted) == kRefused) return kRefused;
     core = std::move(adopted);
+  } catch (const std::bad_alloc&) {
+    return kRefused;
+  }
+  return kDone;
+}
+
+int HoldFeetAnew(MotionCore& core, const EvalContext& context) {
+  if (core.freeForm || core.footsteps.numFootsteps == 0) return kRefused;
+  try {
+    MotionCore held = core;
+    if (HoldFeet(held, core, true, context) == kRefused) return kRefused;
+    Settle(held, context);
+    NormalizeAngles(held.footsteps);
+    TransformsFromPositions(held.footsteps);
+    core = std::move(held);
   } catch (const std::bad_alloc&) {
     return kRefused;
   }

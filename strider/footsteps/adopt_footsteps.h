@@ -15,4 +15,8 @@ namespace strider {
 /// track without footsteps or if memory ran out.
 [[nodiscard]] int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context);
 
+/// Holds the feet of a motion whose footsteps rule it anew, where keys of theirs were taken out or
+/// moved since; footsteps settle under them. kRefused, nothing changed, as above.
+[[nodiscard]] int HoldFeetAnew(MotionCore& core, const EvalContext& context);
+
 }  // namespace strider

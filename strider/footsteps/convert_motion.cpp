@@ -66,7 +66,7 @@ int ConvertToFreeForm(MotionCore& core, bool bake, const EvalContext& context) {
     SetFreeForm(freed, true);
     FreeLegKeys(freed);
     FreeBodyKeys(freed);
-    freed.endTime = 0;
+    RefreshMotionSpan(freed);
     freed.footstepsPending = freed.bodyKeysComputed = false;
     core = std::move(freed);
   } catch (const std::bad_alloc&) {

@@ -19,9 +19,8 @@ constexpr float kTippedShare = 0.05f;
 // Or, both on the ground, once its own end goes this far, in leg lengths, over so many frames.
 constexpr float kStraysShare = 0.006f;
 constexpr std::size_t kReadsAhead = 5;
-// A foot gives back this share of its shift at a key, and no more than this share of the leg: three
-// quarters of the skate that counts as none.
-constexpr float kBackGain = 0.1f, kBackShare = 0.0015f;
+// A foot gives back no more than this share of its shift at a key.
+constexpr float kBackGain = 0.1f;
 // A knee is jerked that changes its speed by more than this multiple of what it does in the take
 // within a few frames, and so many radians a frame on top; and a foot is not led further astray
 // than this share of the leg.
@@ -52,9 +51,17 @@ struct LegRead {
 struct Hold {
   float mostTurn;  // of the foot, radians, to leave the knee its bend; beyond that the knee follows
   float slipAbove;  // what the foot slides in a frame beyond this share of the leg it slides on
+  float giveBack;   // what it gives back of its shift in a frame, in leg lengths
 };
-constexpr Hold kHolds[] = {{0.15f, 1},     {0.3f, 1},       {0.3f, 0.01f},
-                           {0.3f, 0.004f}, {0.3f, 0.0015f}, {0, 0}};
+// Three quarters of the skate that counts as none.
+constexpr float kUnseen = 0.0015f;
+constexpr Hold kHolds[] = {{0.15f, 1, 0},
+                           {0.3f, 1, 0},
+                           {0.3f, 1, kUnseen},
+                           {0.3f, 0.01f, kUnseen},
+                           {0.3f, 0.004f, kUnseen},
+                           {0.3f, 0.0015f, kUnseen},
+                           {0, 0, 0}};
 constexpr int kAsItWas = static_cast<int>(std::size(kHolds)) - 1;
 
 struct LegRun {
@@ -65,6 +72,10 @@ struct LegRun {
   std::vector<bool> loosen;     // those to be held less firmly
 
   bool HoldsAlready(int span) const { return heldSpans[static_cast<std::size_t>(span)]; }
+  bool Slides(int span) const {
+    const Hold& hold = kHolds[holds[static_cast<std::size_t>(span)]];
+    return hold.slipAbove < 1 || hold.giveBack > 0;
+  }
 };
 
 /// True for a key that says where the foot is: one of a thigh or of toes alone does not.
@@ -248,7 +259,7 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
   if (form == kAsItWas) return;
   const Hold& hold = kHolds[form];
   const float held = hold.slipAbove * leg.totalLength;
-  const float mostBack = kBackShare * leg.totalLength;
+  const float mostBack = hold.giveBack * leg.totalLength;
   const float reach = kMostReach * ReachOf(LengthsOf(leg));
   int pivot = reads[first].pivot;
   Point3 anchor =
@@ -334,7 +345,8 @@ float KneeAt(const LimbRecord& leg, float distance) {
   return static_cast<float>(AcosD(std::clamp((a * a + b * b - d * d) / product, -1.0, 1.0)));
 }
 
-/// Change of the knee's speed at each read that has neighbours a frame away; 0 elsewhere.
+/// Change of the knee's speed at each key between two that are a frame away; 0 elsewhere: between
+/// keys further apart the knee goes its own way.
 std::vector<float> KneeJerks(const LimbRecord& leg, const std::vector<LegRead>& reads,
                              TimeValue frame, bool held) {
   std::vector<float> knees, jerks(reads.size());
@@ -342,6 +354,7 @@ std::vector<float> KneeJerks(const LimbRecord& leg, const std::vector<LegRead>& 
     knees.push_back(KneeAt(leg, Length((held ? read.heldAnkle : read.ankle) - read.hip)));
   }
   for (std::size_t k = 1; k + 1 < reads.size(); ++k) {
+    if (!reads[k - 1].isKey || !reads[k].isKey || !reads[k + 1].isKey) continue;
     if (reads[k].time - std::int64_t{reads[k - 1].time} != frame) continue;
     if (reads[k + 1].time - std::int64_t{reads[k].time} != frame) continue;
     jerks[k] = std::fabs(knees[k + 1] - 2 * knees[k] + knees[k - 1]);
@@ -423,7 +436,7 @@ void PoseHeld(LimbRecord& leg, const LegRead& read, const EvalContext& context) 
 bool IsAsItWas(const LegRead& read) { return read.heldAnkle == read.ankle && read.turn == Quat{}; }
 
 /// The key of a read, the leg posed as it was there.
-LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state,
+LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state, bool slides,
               const EvalContext& context) {
   LimbRecord& leg = posed.leg[side];
   if (!IsAsItWas(read)) PoseHeld(leg, read, context);
@@ -432,8 +445,8 @@ LimbKey KeyOf(MotionCore& posed, int side, const LegRead& read, int state,
   leg.pose.pivotKind = kNamedPivot;
   leg.pose.pivotIndex = read.pivot;
   LimbKey key = CurrentLimbKey(posed, leg, kPlantedKey);
-  // Each contact starts anew; within it the foot goes on from where it stood.
-  if (state == kTouch) key.ikJoinedPivot = 0;
+  // Each contact starts anew; within it the foot goes on from where it stood, or slides on.
+  if (state == kTouch || slides) key.ikJoinedPivot = 0;
   key.objectTarget = read.heldAnkle;
   if (HasObjectFrame(leg)) key.objectTarget = read.heldAnkle * Inverse(leg.objectFrame);
   SetKeyPivot(leg, key, PivotChoice{kNamedPivot, read.pivot, 0, 0});
@@ -453,7 +466,8 @@ int WriteKey(MotionCore& core, MotionCore& posed, const LegRun& run, const LegRe
   }
   const bool stays = read.span < 0 ? IsAsItWas(read) : run.HoldsAlready(read.span);
   if (!read.isKey || stays) return kDone;
-  const LimbKey key = KeyOf(posed, run.side, read, state, context);
+  const bool slides = read.span >= 0 && run.Slides(read.span);
+  const LimbKey key = KeyOf(posed, run.side, read, state, slides, context);
   const std::uint32_t links =
       index >= 0 ? leg.table.track.times[static_cast<std::size_t>(index)].linkMask : kAllLinks;
   const KeyRefusal refusal = PutKey(core, LimbId(leg), read.time, key, links);
@@ -463,15 +477,15 @@ int WriteKey(MotionCore& core, MotionCore& posed, const LegRun& run, const LegRe
 
 }  // namespace
 
-int HoldFeet(MotionCore& core, const MotionCore& source, const EvalContext& context) {
+int HoldFeet(MotionCore& core, const MotionCore& source, bool anew, const EvalContext& context) {
   MotionCore posed = source;
   posed.inPlace = false;
-  SetFreeForm(posed, true);  // footsteps say nothing yet of where it may be evaluated
+  SetFreeForm(posed, true);  // its own keys are asked alone
   LegRun runs[2];
   for (int side = 0; side < 2; ++side) {
     runs[side].side = side;
     for (const FootstepSpan& span : core.footsteps.spans[side]) {
-      runs[side].heldSpans.push_back(IsHeld(core.leg[side], span));
+      runs[side].heldSpans.push_back(!anew && IsHeld(core.leg[side], span));
     }
     runs[side].reads = TimesToRead(core, runs[side]);
   }

@@ -7,7 +7,9 @@
 namespace strider {
 
 /// Rewrites the leg keys of `core`, whose footsteps stand, from the motion of `source`, the same
-/// without footsteps in force. kRefused if memory ran out, `core` being of no use then.
-[[nodiscard]] int HoldFeet(MotionCore& core, const MotionCore& source, const EvalContext& context);
+/// without footsteps in force; with `anew` also those of contacts that keys hold already. kRefused
+/// if memory ran out, `core` being of no use then.
+[[nodiscard]] int HoldFeet(MotionCore& core, const MotionCore& source, bool anew,
+                           const EvalContext& context);
 
 }  // namespace strider

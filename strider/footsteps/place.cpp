@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "strider/base/trig.h"
+#include "strider/core/motion_range.h"
 
 namespace strider {
 namespace {
@@ -68,7 +69,7 @@ bool Scratch(const MotionCore& core, FootstepTrack& track) {
 
 void SayChanged(MotionCore& core) {
   core.footstepsPending = true;
-  core.endTime = LastFootstepTime(core.footsteps);
+  RefreshMotionSpan(core);
 }
 
 void Commit(MotionCore& core, FootstepTrack&& track) {

@@ -8,6 +8,7 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "strider/core/limb_keys.h"
+#include "strider/core/motion_range.h"
 #include "strider/core/restructure.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/footstep_edit.h"
@@ -55,7 +56,7 @@ bool RetimeToScene(MotionCore& core, TimeValue ticksPerFrame, const AdaptLocks& 
   const int last = track.numFootsteps - 1;
   if (last < 0) return true;
   if (RefreshSupport(track) == kRefused) return false;
-  core.endTime = LastFootstepTime(track);
+  RefreshMotionSpan(core);
   return AdaptMotion(core, std::move(before), 0, last, locks, context) != AdaptResult::kOutOfMemory;
 }
 
@@ -106,6 +107,7 @@ MotionCore BaseInPoseOfTop(StreamContents& contents) {
   core.freeForm = base.freeForm;
   core.footstepsPending = base.footstepsPending;
   core.bodyKeysComputed = base.bodyKeysComputed;
+  core.startTime = base.startTime;
   core.endTime = base.endTime;
   core.layerNumber = 0;
   RefreshTracks(core);
@@ -326,7 +328,7 @@ bool StriderMaster::LoadMotionLayer(const std::string& path) {
     auto layer = std::make_shared<MotionCore>(std::move(contents.Base()));
     ClearFootsteps(layer->footsteps);
     SetFreeForm(*layer, true);
-    layer->endTime = 0;
+    RefreshMotionSpan(*layer);
     layer->footstepsPending = layer->bodyKeysComputed = false;
     layer->body.flights.clear();
     layer->layerNumber = NumLayers() + 1;

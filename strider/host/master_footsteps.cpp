@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "strider/core/motion_range.h"
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/adapt.h"
 #include "strider/footsteps/footstep_edit.h"
@@ -186,7 +187,7 @@ bool StriderMaster::EditFootsteps(const FootstepEdit& edit) {
     }
     outOfMemory = result == AdaptResult::kOutOfMemory;
     core_->footstepsPending = AnyInactive(track);
-    core_->endTime = LastFootstepTime(track);
+    RefreshMotionSpan(*core_);
     return !outOfMemory;
   });
   if (outOfMemory) Tell(session_.messages, MessageId::kOutOfMemory);

@@ -172,7 +172,7 @@ int CutSegment(const MotionCore& core, TimeValue first, TimeValue last, bool key
     } else {
       RefreshFreeFormIntervals(segment.footsteps);
     }
-    segment.endTime = segment.freeForm ? 0 : LastFootstepTime(segment.footsteps);
+    RefreshMotionSpan(segment);
     if (BuildFlights(segment) == kRefused) return kRefused;
     RefreshTracks(segment);
     return kDone;

@@ -231,7 +231,7 @@ class Reader {
     if (core->footsteps.gravity > 0) core->body.gravAccel = core->footsteps.gravity;
     const bool hasFootsteps = core->footsteps.numFootsteps > 0;
     SetFreeForm(*core, !hasFootsteps);
-    core->endTime = hasFootsteps ? LastFootstepTime(core->footsteps) : 0;
+    RefreshMotionSpan(*core);
     core->footstepsPending = hasFootsteps && AnyInactive(core->footsteps);
     core->bodyKeysComputed = hasFootsteps && !core->body.vertical.Empty();
     if (core->name.empty()) core->name = kFirstFigureName;
