@@ -190,7 +190,7 @@ void Making::UseTalent() {
   lengths[kTalentPelvisLength] = 2 * body_.hipHalf;
   lengths[kTalentFootHeight] = 0;  // the ankles' own height over the ground tells it better
   lengths[kTalentFootLength] = kFootOfBall * ball;
-  const TalentLengths measured = MeasuredLengths(scene_.talent, lengths);
+  const TalentLengths measured = MeasuredLengths(scene_, lengths);
   const auto grow = [&](int joint, int measure) {
     if (measured[static_cast<std::size_t>(measure)] > 0) {
       const auto at = static_cast<std::size_t>(measure);

@@ -9,22 +9,16 @@
 namespace strider {
 namespace {
 
-// What a measure is before the file says it; and the same where the file's unit is the millimetre.
-constexpr float kUnmeasured = 50, kUnmeasuredInches = kUnmeasured * 0.03937f;
 constexpr float kPlausible = 1.5f;
 // Scene units of one unit of the measures: the same, inches in centimetres, millimetres or metres,
 // and powers of ten.
 constexpr float kUnits[] = {1, 2.54f, 25.4f, 0.0254f, 0.1f, 10, 0.01f, 100, 0.001f, 1000};
 
-bool IsMeasured(float measure) {
-  return IsFinite(measure) && measure > 0 && measure != kUnmeasured && measure != kUnmeasuredInches;
-}
-
 /// How far the measures in a unit are from the lengths, as a factor over 1, in the middle.
 float Misfit(const TalentLengths& talent, const TalentLengths& lengths, float unit) {
   std::vector<float> factors;
   for (std::size_t i = 0; i < talent.size(); ++i) {
-    if (!IsMeasured(talent[i]) || !(lengths[i] > 0)) continue;
+    if (!(talent[i] > 0) || !(lengths[i] > 0)) continue;
     const float ratio = unit * talent[i] / lengths[i];
     factors.push_back(std::max(ratio, 1 / ratio));
   }
@@ -35,7 +29,11 @@ float Misfit(const TalentLengths& talent, const TalentLengths& lengths, float un
 
 }  // namespace
 
-TalentLengths MeasuredLengths(const TalentLengths& talent, const TalentLengths& lengths) {
+TalentLengths MeasuredLengths(const CaptureScene& scene, const TalentLengths& lengths) {
+  TalentLengths talent = scene.talent;
+  for (std::size_t i = 0; i < talent.size(); ++i) {
+    if (!scene.measured[i] || !IsFinite(talent[i])) talent[i] = 0;
+  }
   float unit = 1, least = Misfit(talent, lengths, 1);
   for (const float candidate : kUnits) {
     const float misfit = Misfit(talent, lengths, candidate);
@@ -45,7 +43,6 @@ TalentLengths MeasuredLengths(const TalentLengths& talent, const TalentLengths& 
   }
   TalentLengths measured{};
   for (std::size_t i = 0; i < talent.size(); ++i) {
-    if (!IsMeasured(talent[i]) || !(lengths[i] > 0)) continue;
     const float length = unit * talent[i];
     if (length <= kPlausible * lengths[i] && kPlausible * length >= lengths[i]) {
       measured[i] = length;

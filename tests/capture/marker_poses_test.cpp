@@ -291,7 +291,10 @@ TEST(PosesOfMarkers, TakeLengthsThatTheFileMeasuredWhereTheyAreLikely) {
   for (const float unit : {1.0f, 2.54f}) {  // the scene's own, and inches in centimetres
     CaptureScene scene = marked.scene;
     scene.hasTalent = true;
-    scene.talent.fill(50);  // not measured
+    scene.talent.fill(0.9f * thigh);  // not measured
+    for (const int measure : {kTalentThigh, kTalentCalf, kTalentUpperArm}) {
+      scene.measured[static_cast<std::size_t>(measure)] = true;
+    }
     scene.talent[kTalentThigh] = 1.06f * thigh / unit;
     scene.talent[kTalentCalf] = calf / unit;
     scene.talent[kTalentUpperArm] = 1.7f * arm / unit;
