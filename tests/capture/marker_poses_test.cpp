@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <map>
 
-#include "strider/capture/dense_motion.h"
+#include "strider/capture/import_take.h"
 #include "strider/capture/marker_names.h"
 #include "strider/footsteps/sample_motions.h"
+#include "tests/capture/take_fixture.h"
 #include "tests/core/figure_fixture.h"
 
 namespace strider {
@@ -312,6 +313,40 @@ TEST(PosesOfMarkers, TakeLengthsThatTheFileMeasuredWhereTheyAreLikely) {
       lowest[1] = std::min(lowest[1], motion.poses[f][kRightAnkleJoint].origin.y);
     }
     EXPECT_NEAR(lowest[1], lowest[0], 0.01f * marked.leg);
+  }
+}
+
+TEST(PosesOfMarkers, StepAsTheSameWalkDoesByItsJoints) {
+  ImportResult markers, joints;
+  ImportOptions options;
+  std::string cause;
+  ASSERT_TRUE(ImportTake(test::TakePath("walk_cmu_06_01.bvh"), options, {}, joints, cause))
+      << cause;
+  options.names = test::TakePath("heel.mnm");
+  ASSERT_TRUE(ImportTake(test::TakePath("walk_cmu_06_01.mkr"), options, {}, markers, cause))
+      << cause;
+  // When an ankle's marker is slow, seconds; the file of joints lacks the last contact.
+  constexpr struct {
+    Side side;
+    double start, end;
+  } kSlow[] = {{kLeft, 0, 0.2},     {kRight, 0.2, 0.83}, {kLeft, 0.8, 1.4},  {kRight, 1.4, 2},
+               {kLeft, 2.07, 2.63}, {kRight, 2.6, 3.23}, {kLeft, 3.3, 3.87}, {kRight, 3.87, 4.1}};
+  const auto& found = markers.conversion.extraction.footsteps;
+  const auto& other = joints.conversion.extraction.footsteps;
+  ASSERT_EQ(found.size(), std::size(kSlow));
+  ASSERT_GE(other.size() + 1, found.size());
+  const double slack = 0.071;
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    SCOPED_TRACE(i);
+    const double start = found[i].start / 4800.0;
+    const double end = start + found[i].duration / 4800.0;
+    EXPECT_EQ(found[i].side, kSlow[i].side);
+    EXPECT_NEAR(start, kSlow[i].start, slack);
+    EXPECT_NEAR(end, kSlow[i].end, slack);
+    if (i >= other.size()) continue;
+    EXPECT_EQ(found[i].side, other[i].side);
+    EXPECT_NEAR(start, other[i].start / 4800.0, 0.15);
+    EXPECT_NEAR(end, (other[i].start + other[i].duration) / 4800.0, slack);
   }
 }
 
