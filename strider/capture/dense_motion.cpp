@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "strider/capture/capture_loop.h"
+#include "strider/capture/marker_poses.h"
 #include "strider/capture/pose_adjustment.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
@@ -65,8 +66,13 @@ bool PutFrames(const DenseSettings& settings, DenseMotion& dense) {
 bool Make(const CaptureScene& scene, const DenseSettings& settings, DenseMotion& dense,
           std::string& cause) {
   cause.clear();
-  if (PosesOfJoints(scene, settings.toYUp, settings.frames, dense.captured) == kRefused) {
-    cause = "no frames to convert";
+  const bool ofMarkers = scene.kind == CaptureKind::kMarkers;
+  const int posed = ofMarkers
+                        ? PosesOfMarkers(scene, settings.frames, dense.captured)
+                        : PosesOfJoints(scene, settings.toYUp, settings.frames, dense.captured);
+  if (posed == kRefused) {
+    cause = ofMarkers ? "no frames to convert, or their markers show no hips and legs"
+                      : "no frames to convert";
   } else if (dense.captured.poses.size() > kMostFrames ||
              static_cast<std::int64_t>(dense.captured.poses.size()) * settings.ticksPerFrame >=
                  kFootstepTimeLimit) {
