@@ -128,7 +128,7 @@ std::string ImportSummary(const ImportResult& result) {
           take.rate, take.rate > 0 ? take.frames / take.rate : 0, take.unitName.c_str(),
           take.unitName.empty() ? "" : " ", take.metresPerUnit, NameOf(take.up),
           take.leftOutFirst ? "; its first frame stands alone and is left out" : "");
-  out.Add("joints: %d found", take.jointsFound);
+  out.Add("%s: %d found", take.ofMarkers ? "markers" : "joints", take.jointsFound);
   if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
   if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
   if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);
