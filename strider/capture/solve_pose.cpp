@@ -16,8 +16,8 @@ constexpr float kOverstretch = 0.6f;
 // The sine of the bend from which on the places say clearly where the plane is.
 constexpr double kClearlyBent = 0.25;
 // What it costs the plane to turn from frame to frame, against leaving the plane of a limb bent by
-// a sine of 1: at a sine of 0.1 the plane follows within a frame, at 0.01 within ten.
-constexpr double kPlaneInertia = 0.01;
+// a sine of 1: at a sine of 0.07 the plane follows within a frame, at 0.007 within ten.
+constexpr double kPlaneInertia = 0.005;
 
 const Point3& PlaceOf(const CapturedPose& pose, int joint) {
   return pose[static_cast<std::size_t>(joint)].origin;
