@@ -155,7 +155,7 @@ std::string ImportSummary(const ImportResult& result) {
   out.Add(", %s up%s\n", NameOf(take.up),
           take.leftOutFirst ? "; its first frame stands alone and is left out" : "");
   if (take.jointsFound > 0) {  // a motion was read otherwise
-    out.Add("joints: %d found", take.jointsFound);
+    out.Add("%s: %d found", take.ofMarkers ? "markers" : "joints", take.jointsFound);
     if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
     if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
     if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);

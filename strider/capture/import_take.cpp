@@ -83,6 +83,7 @@ class Import {
   void ChooseUp();
   bool ChooseFrames();
   void ChooseExtraction(const MotionCore& figure, float lowestAnkle);
+  void TellHeld(const CapturedMotion& captured);
   void TellDropped();
   bool Convert();
   bool FromMotion();
@@ -270,6 +271,7 @@ bool Import::ReadMarkerFile() {
   take.up = static_cast<UpAxis>(settings.upVector);
   result_.parameters.upVector = settings.upVector;
   take.unknownJoints = report.unknownNames;
+  take.ofMarkers = true;
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
   take.frames = static_cast<int>(report.framesInFile);
   result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
@@ -386,6 +388,17 @@ void Import::ChooseExtraction(const MotionCore& figure, float lowestAnkle) {
   settings_.extraction = e;
 }
 
+void Import::TellHeld(const CapturedMotion& captured) {
+  std::vector<std::string> joints;
+  for (const auto& held : captured.held) {
+    joints.push_back(FirstNameOf(held.joint) + " " + std::to_string(held.first) + " to " +
+                     std::to_string(held.last));
+  }
+  if (!joints.empty()) {
+    result_.notes.push_back("no marker shows these joints in frames: " + Joined(joints));
+  }
+}
+
 void Import::TellDropped() {
   const std::vector<PlantedRun>& dropped = result_.conversion.extraction.dropped;
   if (dropped.empty()) return;
@@ -407,6 +420,7 @@ bool Import::Convert() {
   if (MakeDenseMotion(scene_, settings_.dense, dense, report.message) == kRefused) {
     return Refuse(report.message);
   }
+  TellHeld(dense.captured);
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
   result_.pose = PoseInReference(dense, settings_.dense);
   if (FinishDenseMotion(settings_, dense, result_.motion, report, context_) == kRefused) {

@@ -41,6 +41,7 @@ struct TakeFacts {
   std::string nameSet;  // the set or file that the joints go by; empty for our own names
   std::vector<std::string> unknownJoints;
   std::vector<std::string> missingJoints;  // that the figure would have had a use for
+  bool ofMarkers = false;                  // the names are those of markers
   int jointsFound = 0;
   bool leftOutFirst = false;  // the first frame served the fitting only
 };

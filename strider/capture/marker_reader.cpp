@@ -76,6 +76,7 @@ int ReadTalent(MarkerRun& run, MarkerWords& words) {
   };
   run.scene.hasTalent = true;
   run.scene.talent.fill(kUnmeasured);
+  run.scene.measured.fill(false);
   const bool millimetres = BeginsWith(words.Peek(), "MIL");
   if (measureOf(words.Peek()) == kNumTalentMeasures && words.Peek().substr(0, 1) != "$") {
     (void)words.Next();  // the unit
@@ -87,7 +88,9 @@ int ReadTalent(MarkerRun& run, MarkerWords& words) {
     if (!number || !(std::abs(*number) <= kLargestCaptureValue)) {
       return run.Refuse(words.at, run.Quoted(word) + " is no measure of the talent");
     }
-    if (measure < kNumTalentMeasures) run.scene.talent[measure] = *number;
+    if (measure == kNumTalentMeasures) continue;
+    run.scene.talent[measure] = *number;
+    run.scene.measured[measure] = true;
   }
   for (float& measure : run.scene.talent) measure *= millimetres ? kInchesAMillimetre : 1;
   return 1;
