@@ -14,6 +14,7 @@
 #include "cli/import_options.h"
 #include "cli/motion_outputs.h"
 #include "cli/output.h"
+#include "cli/text_option.h"
 #include "cli/verbs.h"
 #include "strider/base/number_text.h"
 
@@ -311,15 +312,10 @@ Verb AddBatchVerb(CLI::App& program) {
   parser->add_option("--to", a->formats, "formats to write, with commas between; default sdr")
       ->type_name("EXT,EXT")
       ->delimiter(',');
-  const auto text = [&](const char* name, std::optional<std::string>& to, const char* type,
-                        const char* meaning) {
-    parser
-        ->add_option_function<std::string>(
-            name, [&to](const std::string& value) { to = value; }, meaning)
-        ->type_name(type);
-  };
-  text("-j,--jobs", a->threads, "N", "takes at the same time; default the machine's cores, to 8");
-  text("--shard", a->shard, "K/N", "part K of N of the takes, for several machines");
+  AddTextOption(*parser, "-j,--jobs", a->threads, "N",
+                "takes at the same time; default the machine's cores, to 8");
+  AddTextOption(*parser, "--shard", a->shard, "K/N",
+                "part K of N of the takes, for several machines");
   parser->add_flag("--force", a->force, "convert what is up to date too");
   AddImportOptions(*parser, a->import, false);
   return {parser, [a] { return Run(*a); }};

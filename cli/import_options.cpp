@@ -1,4 +1,5 @@
 #include "cli/import_options.h"
+#include "cli/text_option.h"
 
 #include <filesystem>
 
@@ -36,12 +37,6 @@ bool ReadWithin(const char* option, const std::optional<std::string>& text, doub
 }  // namespace
 
 void AddImportOptions(CLI::App& verb, ImportWords& words, bool withFrames) {
-  const auto text = [&](const char* name, std::optional<std::string>& to, const char* type,
-                        const char* meaning) {
-    verb.add_option_function<std::string>(
-            name, [&to](const std::string& value) { to = value; }, meaning)
-        ->type_name(type);
-  };
   CLI::Option* footsteps =
       verb.add_flag("--footsteps", words.footsteps, "footsteps where feet stand; the default");
   verb.add_flag("--free-form", words.freeForm, "keys alone, no footsteps")->excludes(footsteps);
@@ -60,14 +55,16 @@ void AddImportOptions(CLI::App& verb, ImportWords& words, bool withFrames) {
       ->type_name("F.fig");
   verb.add_option("--pose", words.pose, "the pose that the take's reference stands for")
       ->type_name("C.cal");
-  text("--scale", words.scale, "S", "scene units in a unit of the take; default to centimetres");
-  text("--up", words.up, "x|y|z", "the take's axis that points up; default as it stands");
-  text("--fps", words.fps, "N", "frames a second of the motion; default near 30");
+  AddTextOption(verb, "--scale", words.scale, "S",
+                "scene units in a unit of the take; default to centimetres");
+  AddTextOption(verb, "--up", words.up, "x|y|z",
+                "the take's axis that points up; default as it stands");
+  AddTextOption(verb, "--fps", words.fps, "N", "frames a second of the motion; default near 30");
   if (withFrames) {
-    text("--from", words.from, "FRAME", "first frame of the motion to take");
-    text("--to", words.to, "FRAME", "last frame of the motion to take");
+    AddTextOption(verb, "--from", words.from, "FRAME", "first frame of the motion to take");
+    AddTextOption(verb, "--to", words.to, "FRAME", "last frame of the motion to take");
   }
-  text("--loop", words.loop, "N", "the last N frames lead back to the first");
+  AddTextOption(verb, "--loop", words.loop, "N", "the last N frames lead back to the first");
   verb.add_flag("--keep-first", words.keepFirst, "keep a first frame that stands alone");
   verb.add_flag("--strict", words.strict, "leave joints with unknown names out whole");
 }
