@@ -1,5 +1,7 @@
 #include "cli/import_options.h"
 
+#include <filesystem>
+
 #include "strider/base/number_text.h"
 
 namespace strider {
@@ -33,7 +35,7 @@ bool ReadWithin(const char* option, const std::optional<std::string>& text, doub
 
 }  // namespace
 
-void AddImportOptions(CLI::App& verb, ImportWords& words) {
+void AddImportOptions(CLI::App& verb, ImportWords& words, bool withFrames) {
   const auto text = [&](const char* name, std::optional<std::string>& to, const char* type,
                         const char* meaning) {
     verb.add_option_function<std::string>(
@@ -61,8 +63,10 @@ void AddImportOptions(CLI::App& verb, ImportWords& words) {
   text("--scale", words.scale, "S", "scene units in a unit of the take; default to centimetres");
   text("--up", words.up, "x|y|z", "the take's axis that points up; default as it stands");
   text("--fps", words.fps, "N", "frames a second of the motion; default near 30");
-  text("--from", words.from, "FRAME", "first frame of the motion to take");
-  text("--to", words.to, "FRAME", "last frame of the motion to take");
+  if (withFrames) {
+    text("--from", words.from, "FRAME", "first frame of the motion to take");
+    text("--to", words.to, "FRAME", "last frame of the motion to take");
+  }
   text("--loop", words.loop, "N", "the last N frames lead back to the first");
   verb.add_flag("--keep-first", words.keepFirst, "keep a first frame that stands alone");
   verb.add_flag("--strict", words.strict, "leave joints with unknown names out whole");
@@ -99,6 +103,22 @@ bool ReadImportOptions(const ImportWords& words, ImportOptions& options, std::st
          ReadCount("--from", words.from, options.from, refusal) &&
          ReadCount("--to", words.to, options.to, refusal) &&
          ReadCount("--loop", words.loop, options.loopFrames, refusal);
+}
+
+const char* InputAt(const std::string& path, const std::string& take, const ImportWords& words) {
+  const struct {
+    const std::string& file;
+    const char* what;
+  } inputs[] = {{take, "the take"},
+                {words.params, kSettings},
+                {words.names, "the name file"},
+                {words.figure, "the figure"},
+                {words.pose, "the pose"}};
+  for (const auto& input : inputs) {
+    std::error_code neither;  // where one of the two is not there
+    if (std::filesystem::equivalent(path, input.file, neither)) return input.what;
+  }
+  return nullptr;
 }
 
 }  // namespace strider

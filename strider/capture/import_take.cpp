@@ -64,7 +64,7 @@ class Import {
   }
 
  private:
-  bool Refuse(const std::string& why) {
+  bool Refuse(std::string why) {
     cause_ = path_ + ": " + why;
     return false;
   }
@@ -164,6 +164,14 @@ bool Import::LoadFigures() {
 
 // --- Reading -----------------------------------------------------------------------------------
 
+std::string NamesOfSets() {
+  std::string text;
+  for (const NameSet& set : NameSets()) {
+    text += (text.empty() ? "" : ", ") + std::string(set.name);
+  }
+  return text;
+}
+
 bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table) {
   std::string& told = result_.take.nameSet;
   const MocapParameters& p = result_.parameters;
@@ -173,6 +181,10 @@ bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTab
     if (set != nullptr) {
       table = FitNameSet(*set, JointNamesOfBvh(text)).table;
     } else if (!ReadNameFile(NameKind::kJoints, names, table, cause_)) {
+      // A word without a dot was meant for a set.
+      if (names.find_first_of("./") == std::string::npos) {
+        cause_ = names + ": no set of names (" + NamesOfSets() + ") and no name file";
+      }
       return false;
     }
     told = names;
@@ -197,7 +209,7 @@ std::string Joined(const std::vector<std::string>& words, std::size_t most = 12)
 
 bool Import::ReadJoints() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return false;
+  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
   BvhSettings settings;
   settings.ticksPerFrame = 0;
   settings.carry = !options_.strict;
@@ -226,7 +238,7 @@ bool Import::ReadJoints() {
 
 bool Import::ReadMarkerFile() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return false;
+  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
   const MocapParameters& p = result_.parameters;
   MarkerSettings settings;
   settings.ticksPerFrame = 0;
@@ -244,7 +256,7 @@ bool Import::ReadMarkerFile() {
     cause_ = report.message;
     return false;
   }
-  if (!options_.up && options_.parameterFile.empty()) {
+  if (!options_.up && !Sets("upVector") && options_.parameterFile.empty()) {
     const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
     if (guess.axis != settings.upVector) {
       settings.upVector = guess.axis;
@@ -344,12 +356,16 @@ bool Import::ChooseFrames() {
   const std::int64_t from = std::max(p.startFrame, 0);
   const std::int64_t to =
       p.endFrame == kWholeFile ? numFrames - 1 : std::min<std::int64_t>(p.endFrame, numFrames - 1);
+  if (numFrames <= 0) {
+    // The reader has said where and why it stopped before the first.
+    if (result_.notes.empty()) return Refuse("no frames");
+    cause_ = result_.notes.back();
+    return false;
+  }
   if (from > to) {
-    return Refuse(numFrames <= 0
-                      ? "no frames"
-                      : "no frames from " + std::to_string(p.startFrame) + " to " +
-                            std::to_string(p.endFrame) + "; the take has those from 0 to " +
-                            std::to_string(numFrames - 1));
+    return Refuse("no frames from " + std::to_string(p.startFrame) + " to " +
+                  (p.endFrame == kWholeFile ? "its end" : std::to_string(p.endFrame)) +
+                  "; the take has those from 0 to " + std::to_string(numFrames - 1));
   }
   settings_.dense.frames = {static_cast<int>(zero + from * step),
                             static_cast<int>(zero + to * step), static_cast<int>(step)};
@@ -415,6 +431,20 @@ bool Import::Convert() {
 }
 
 bool Import::FromMotion() {
+  const struct {
+    const char* option;
+    bool given;
+  } rows[] = {{"names", !options_.names.empty()},
+              {"a pose", !options_.pose.empty()},
+              {"a scale", options_.scale.has_value()},
+              {"an up axis", options_.up.has_value()},
+              {"a rate", options_.fps.has_value()},
+              {"a loop", options_.loopFrames.has_value()},
+              {"a range of frames", options_.from || options_.to}};
+  for (const auto& row : rows) {
+    if (row.given)
+      return Refuse("is a motion already: " + std::string(row.option) + " goes with a take");
+  }
   StreamContents contents;
   if (!LoadMotion(path_, {}, context_, contents, cause_)) return false;
   MotionCore motion = std::move(contents.Base());
