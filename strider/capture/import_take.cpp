@@ -88,7 +88,7 @@ bool Import::ChooseParameters() {
   } else {
     p.extraction.conversionFlag = 1;
     p.extraction.fsSlidingAngle = kSlidingAngle;
-    p.limbOrientation.fill(kOrientAuto);
+    p.limbOrientation.fill(static_cast<int>(PlaneSource::kAuto));
   }
   for (const auto& [name, value] : options_.sets) {
     if (!SetMocapParameter(p, name, value, cause_)) {

@@ -226,7 +226,8 @@ int ReadTableHead(MarkerRun& run, Rows& rows) {
     const bool opens = words.front() == "1" && rows.rowAt > 0;
     bool few = true;
     if (names) {
-      few = AddNames(run, std::span(one + 1, words.end()));
+      few = AddNames(run,
+                     std::span(words).subspan(static_cast<std::size_t>(one + 1 - words.begin())));
     } else if (!opens) {
       if (std::any_of(words.begin(), words.end(), isKnown)) named = row;
       continue;

@@ -14,8 +14,6 @@ namespace strider {
 
 /// Limbs in the order of their orientation settings.
 enum OrientedLimb : int { kOrientKnee, kOrientElbow, kOrientFoot, kOrientHand, kNumOrientedLimbs };
-/// How the plane of a limb is taken.
-enum LimbOrientation : int { kOrientPoint, kOrientAngle, kOrientAuto, kOrientAsItIs };
 
 inline constexpr int kWholeFile = -1;
 inline constexpr std::size_t kLongestCapturePath = 255;
@@ -29,8 +27,7 @@ struct MocapParameters {
   int fsExtractionMode = 0;  // an FsExtractionMode
   ExtractionSettings extraction;
   int freeFormRanges = 0;  // how many parts of the motion stay free of footsteps
-  std::array<int, kNumOrientedLimbs> limbOrientation = {kOrientAngle, kOrientAngle, kOrientAngle,
-                                                        kOrientAngle};
+  std::array<int, kNumOrientedLimbs> limbOrientation = {1, 1, 1, 1};  // PlaneSource numbers
   KeyReductionTable keyReduction = kDefaultKeyReduction;
   std::string talentFigStrucFile, talentPoseAdjFile, markerNameFile, jointNameFile;
   int useTalentFigStrucFile = 0, useTalentPoseAdjFile = 0;
