@@ -100,6 +100,19 @@ TEST_F(MasterCapture, GoesByTheSettingsAsTheyStand) {
   EXPECT_LT(Length(posed.leg[kLeft].frame[2].Origin() - third), 0.1f);
 }
 
+TEST_F(MasterCapture, ReadsMarkersByTheirNames) {
+  ASSERT_TRUE(session.mocap.LoadMarkerNameFile(test::TakePath("heel.mnm")));
+  session.mocap.SetScaleFactor(0.1f);  // from millimetres
+  ASSERT_EQ(master.LoadCapture(test::TakePath("walk_cmu_06_01.mkr"), false), 1);
+  ASSERT_FALSE(told.empty());
+  EXPECT_EQ(told.front(), MessageId::kUnknownNames);
+  const MotionCore& core = master.Core();
+  EXPECT_EQ(core.footsteps.numFootsteps, 8);
+  const float leg = core.leg[kRight].totalLength;
+  EXPECT_TRUE(leg > 70 && leg < 100) << leg;
+  for (const Point3& place : core.footsteps.position) EXPECT_LT(std::abs(place.y), 0.1f * leg);
+}
+
 TEST_F(MasterCapture, RefusesAndChangesNothing) {
   const std::string before = Chunk();
   const struct {
