@@ -250,6 +250,20 @@ TEST_F(ImportVerb, AnotherFigureAndAPose) {
               own["summary"]["fitErrorMean"].get<double>(), 1e-3);
 }
 
+TEST_F(ImportVerb, MarkersOfTheSameWalkShowTheSameSteps) {
+  const std::string markers = "examples/takes/walk_cmu_06_01.mkr";
+  const Json json = Imported(markers, "--names examples/takes/heel.mnm");
+  EXPECT_EQ(json["take"]["frames"], 494);
+  EXPECT_NEAR(json["take"]["unit"].get<double>(), 0.001, 1e-9);
+  EXPECT_EQ(json["take"]["upAxis"], "z");
+  EXPECT_EQ(json["footsteps"].size(), 8u);
+  EXPECT_LT(json["summary"]["fitErrorMean"].get<double>(), 0.03);
+  EXPECT_EQ(Imported(markers, "--names examples/takes/heel.mnm --up z"), json);
+  // Heels under names that nobody knows are listed.
+  const std::vector<std::string> unknown = Imported(markers)["take"]["unknownJoints"];
+  EXPECT_EQ(std::count(unknown.begin(), unknown.end(), "LHEE"), 1);
+}
+
 TEST_F(ImportVerb, MotionsGetFootstepsAnew) {
   const Json made = Imported(kWalk, "--free-form --no-reduction");
   ASSERT_EQ(made["footsteps"].size(), 0u);
@@ -261,9 +275,13 @@ TEST_F(ImportVerb, DamagedTakesAreReadUpToTheDamage) {
   const std::string take = ReadFile(kWalk);
   Put("cut.bvh", take.substr(0, take.size() / 2));
   Put("many.bvh", Replaced(take, "Frames: 344", "Frames: 2000000000"));
+  const std::string markers = ReadFile("examples/takes/walk_cmu_06_01.mkr");
+  Put("cut.mkr", markers.substr(0, markers.size() / 2));
   const struct {
     const char *file, *note;
-  } rows[] = {{"cut.bvh", "of 344 frames were read"}, {"many.bvh", "344 of 2000000000 frames"}};
+  } rows[] = {{"cut.bvh", "of 344 frames were read"},
+              {"many.bvh", "344 of 2000000000 frames"},
+              {"cut.mkr", "frames were read"}};
   for (const auto& row : rows) {
     const RunResult result = Run("import @" + std::string(row.file) + " -o @out.sdr");
     EXPECT_EQ(result.status, 0) << result.err;
