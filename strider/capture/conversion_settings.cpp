@@ -36,7 +36,7 @@ bool ReadConversionSettings(const MocapParameters& parameters, NamedFigures& fig
                             ConversionSettings& settings, std::string& cause) {
   settings.footsteps = parameters.fsExtractionMode == kFsExtract;
   settings.extraction = parameters.extraction;
-  settings.reduction = parameters.keyReduction;
+  settings.reduction.rows = parameters.keyReduction;
   settings.dense.loopFrames = parameters.useLoopFrame ? parameters.loopFrameCount : 0;
   const auto plane = [&parameters](int limb) {
     return static_cast<PlaneSource>(

@@ -25,6 +25,8 @@ namespace {
 constexpr float kStandingSpeed = 0.45f, kStandingHeight = 0.1f;
 // A foot that turns more than this in a contact slides, degrees.
 constexpr float kSlidingAngle = 15;
+// Keys that limbs keep, of the frames: few enough to be edited by hand.
+constexpr float kLimbKeys = 0.198f;
 constexpr double kCentimetre = 0.01;
 constexpr double kGravity = 9.81;  // metres per second squared
 // The frames of the laws of motion are a thirtieth of a second.
@@ -58,7 +60,16 @@ class Import {
                        [name](const auto& set) { return set.first == name; });
   }
 
+  /// Of key reduction.
+  bool SetsAnyTolerance() const {
+    return std::any_of(options_.sets.begin(), options_.sets.end(), [](const auto& set) {
+      return set.first.size() > 3 && set.first.compare(set.first.size() - 3, 3, "Tol") == 0 &&
+             set.first.compare(0, 2, "fs") != 0;
+    });
+  }
+
   bool ChooseParameters();
+  void TellTolerances();
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
@@ -113,6 +124,10 @@ bool Import::ChooseParameters() {
   if (options_.up) p.upVector = static_cast<int>(*options_.up);
   if (options_.footsteps) p.fsExtractionMode = *options_.footsteps ? kFsExtract : kFsLeaveFree;
   settings_.reduce = options_.reduce;
+  settings_.reduction.smoothKnees = true;
+  if (options_.parameterFile.empty() && !SetsAnyTolerance()) {
+    settings_.reduction.limbKeysAtMost = kLimbKeys;
+  }
   return ReadConversionSettings(p, figures_, settings_, cause_);
 }
 
@@ -340,6 +355,19 @@ void Import::TellDropped() {
                           "); where they are a runner's, try --running --fps 60");
 }
 
+/// The tolerances that were used, where they are not those that were asked for.
+void Import::TellTolerances() {
+  KeyReductionTable& asked = result_.parameters.keyReduction;
+  const KeyReductionTable& used = result_.conversion.rows;
+  if (!settings_.reduce || asked == used) return;
+  float most = 0;
+  for (const KeyReductionRow& row : used) most = std::max(most, row.tolerance);
+  asked = used;
+  std::string note = "so that limbs keep a fifth of their keys at most, tolerances grew, up to ";
+  AppendFixed(note, static_cast<double>(most), 1);
+  result_.notes.push_back(note + " degrees");
+}
+
 bool Import::Convert() {
   ChooseUnit();
   if (!ChooseFrames()) return false;
@@ -355,6 +383,7 @@ bool Import::Convert() {
     return Refuse(report.message);
   }
   TellDropped();
+  TellTolerances();
   return true;
 }
 
@@ -387,6 +416,7 @@ bool Import::FromMotion() {
     return Refuse(result_.conversion.message);
   }
   TellDropped();
+  TellTolerances();
   return true;
 }
 

@@ -186,14 +186,14 @@ TEST(HoldFeetAnew, StopsFeetWhoseKeysWereTakenOut) {
   RefreshTracks(core);
   EXPECT_GT(MeasureMotion(core, {}).skate.high, 0.2f);
   const MotionCore thinned = core;
-  ASSERT_EQ(HoldFeetAnew(core, {}), kDone);
+  ASSERT_EQ(HoldFeetAnew(core, false, {}), kDone);
   const MotionMeasures measures = MeasureMotion(core, {});
   EXPECT_LT(measures.skate.high, 0.2f);
   EXPECT_LT(measures.footprintDistance.high, 1);
   EXPECT_LT(ApartAt(thinned, core, FramesBetween(core, 0, core.endTime)),
             0.05f * core.leg[0].totalLength);
   MotionCore free = test::CapturedLike(SampleMotion::kWalk, 10);
-  EXPECT_EQ(HoldFeetAnew(free, {}), kRefused);
+  EXPECT_EQ(HoldFeetAnew(free, false, {}), kRefused);
 }
 
 TEST(AdoptFootsteps, MakesThemLive) {
