@@ -74,7 +74,7 @@ bool ReadImportOptions(const ImportWords& words, ImportOptions& options, std::st
   options.names = words.names;
   options.figure = words.figure;
   options.pose = words.pose;
-  options.footsteps = !words.freeForm;
+  if (words.footsteps || words.freeForm) options.footsteps = words.footsteps;
   options.reduce = !words.noReduction;
   options.running = words.running;
   options.keepFirst = words.keepFirst;

@@ -29,12 +29,17 @@ int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCo
       SetFigureOfMotion(motion, *settings.figure, true, context) == kRefused) {
     return Refuse(report, "the figure cannot take the motion over");
   }
-  if (settings.reduce &&
-      ReduceKeys(motion, settings.reduction, {}, context, report.reduction) == kRefused) {
-    return Refuse(report, "memory ran out");
-  }
-  // What reduction left of a contact's keys no longer says where the foot rolls over.
-  if (settings.reduce && !motion.freeForm && HoldFeetAnew(motion, context) == kRefused) {
+  if (settings.reduce) {
+    TakeReductionSettings reduction = settings.reduction;
+    reduction.firmFeet = settings.figure != nullptr;
+    const MotionCore full = motion;
+    const MotionCore& take = settings.figure != nullptr ? full : dense;
+    if (ReduceTakeKeys(motion, reduction, take, report.numFrames, context, report.rows,
+                       report.reduction) == kRefused) {
+      return Refuse(report, "memory ran out");
+    }
+  } else if (settings.figure != nullptr && !motion.freeForm &&
+             HoldFeetAnew(motion, true, context) == kRefused) {
     return Refuse(report, "memory ran out");
   }
   return kDone;

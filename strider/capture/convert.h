@@ -3,7 +3,7 @@
 #pragma once
 
 #include "strider/capture/dense_motion.h"
-#include "strider/capture/key_reduction.h"
+#include "strider/capture/take_reduction.h"
 #include "strider/footsteps/extract_footsteps.h"
 
 namespace strider {
@@ -14,7 +14,7 @@ struct ConversionSettings {
   bool footsteps = true;
   ExtractionSettings extraction;
   bool reduce = true;
-  KeyReductionTable reduction = kDefaultKeyReduction;
+  TakeReductionSettings reduction;
 };
 
 struct ConversionReport {
@@ -24,6 +24,7 @@ struct ConversionReport {
   FitError fit;
   ExtractionReport extraction;
   ReductionReport reduction;
+  KeyReductionTable rows = kDefaultKeyReduction;  // as they were used
 };
 
 /// All stages. kRefused, `motion` unchanged and the cause in the report, for a take that gives no

@@ -18,6 +18,9 @@ constexpr int kMostTested = 12;
 // Between two keys that lie further apart than a frame the curve is sampled no more often.
 constexpr int kMostBetween = 16;
 
+// Keys are moved and merged so often at the most.
+constexpr int kRounds = 4;
+
 /// Places at which a thinned curve is compared with the curve of all keys.
 struct CurveSamples {
   std::vector<TimeValue> times;
@@ -79,6 +82,11 @@ class Thinning {
     }
     PutBack(first, last);
     TakeSpare(first, last);
+    for (int round = 0; round < kRounds; ++round) {
+      Shift(first, last);
+      TakeSpare(first, last);
+      if (!Merge(first, last)) break;
+    }
   }
 
   bool Stays(int key) const { return after_[At(key)] != kGone; }
@@ -183,18 +191,10 @@ class Thinning {
     for (int key = after_[At(first)]; key < last; key = after_[At(key)]) {
       if (needed_[At(key)] != 0) continue;
       const int left = before_[At(key)], right = after_[At(key)];
-      const int from = left > first ? before_[At(left)] : left;
-      const auto worst = [&] {
-        float off = 0;
-        for (int k = from; k <= right && k < last; k = after_[At(k)]) {
-          off = std::max(off, Worst(k).off);
-        }
-        return off;
-      };
-      const float outer = std::max(worst(), 1.0f);
+      const float outer = std::max(WorstAround(left, right, first, last), 1.0f);
       Link(left, right);
       // A gap that spacing keeps from the tolerance gets no worse, and none is added to it.
-      if (Worst(left).off <= 1 && worst() <= outer) {
+      if (Worst(left).off <= 1 && WorstAround(left, right, first, last) <= outer) {
         after_[At(key)] = kGone;
         key = left;
       } else {
@@ -202,6 +202,88 @@ class Thinning {
         Link(key, right);
       }
     }
+  }
+
+  /// How far the curve is from its samples where a key of a gap, or the lack of one, shapes it.
+  float WorstAround(int left, int right, int first, int last) {
+    float off = 0;
+    for (int k = left > first ? before_[At(left)] : left; k <= right && k < last;
+         k = after_[At(k)]) {
+      off = std::max(off, Worst(k).off);
+    }
+    return off;
+  }
+
+  /// Moves keys to where the curve is nearest to its samples: the walk leaves them late, right
+  /// before what it would have missed.
+  void Shift(int first, int last) {
+    for (int key = after_[At(first)]; key < last; key = after_[At(key)]) {
+      if (needed_[At(key)] != 0) continue;
+      const int left = before_[At(key)], right = after_[At(key)];
+      int best = key;
+      float least = WorstAround(left, right, first, last);
+      after_[At(key)] = kGone;
+      const int from = std::max(left + 1, key - kMostTested);
+      const int to = std::min(right - 1, key + kMostTested);
+      for (int other = from; other <= to; ++other) {
+        if (other == key || Ticks(left, other) < spacing_ || Ticks(other, right) < spacing_) {
+          continue;
+        }
+        Link(left, other);
+        Link(other, right);
+        const float off = WorstAround(left, right, first, last);
+        after_[At(other)] = kGone;
+        if (off < least) {
+          best = other;
+          least = off;
+        }
+      }
+      Link(left, best);
+      Link(best, right);
+      key = best;
+    }
+  }
+
+  /// Puts one key in the place of two wherever the curve stays as near to its samples; false if it
+  /// nowhere does.
+  bool Merge(int first, int last) {
+    bool merged = false;
+    for (int a = after_[At(first)]; a < last; a = after_[At(a)]) {
+      const int b = after_[At(a)];
+      if (needed_[At(a)] != 0 || b >= last || needed_[At(b)] != 0) continue;
+      const int left = before_[At(a)], right = after_[At(b)];
+      const int between = FindBetween(left, right, first, last);
+      if (between < 0) {
+        Link(left, a);
+        Link(a, b);
+        Link(b, right);
+        continue;
+      }
+      after_[At(a)] = after_[At(b)] = kGone;
+      Link(left, between);
+      Link(between, right);
+      merged = true;
+      a = left > first ? before_[At(left)] : left;
+    }
+    return merged;
+  }
+
+  /// A key that is enough between two; -1 where none is. The links of the two are of no use then.
+  int FindBetween(int left, int right, int first, int last) {
+    const int middle = left + (right - left) / 2;
+    for (int away = 0; away <= std::min((right - left) / 2, kMostTested); ++away) {
+      for (const int key : {middle - away, middle + away}) {
+        if (key <= left || key >= right || Ticks(left, key) < spacing_ ||
+            Ticks(key, right) < spacing_) {
+          continue;
+        }
+        Link(left, key);
+        Link(key, right);
+        if (Worst(left).off <= 1 && WorstAround(left, right, first, last) <= 1) return key;
+        after_[At(key)] = kGone;
+      }
+    }
+    return -1;
   }
 
   /// The key of a gap nearest to a sample that keeps its distance from both ends; -1 for none.

@@ -16,9 +16,6 @@
 namespace strider {
 namespace {
 
-// More frames than this are no take of a person.
-constexpr std::size_t kMostFrames = 1 << 20;
-
 /// Adds up errors; the mean is their sum until Finish.
 class FitSum {
  public:
@@ -73,7 +70,7 @@ bool Make(const CaptureScene& scene, const DenseSettings& settings, DenseMotion&
   if (posed == kRefused) {
     cause = ofMarkers ? "no frames to convert, or their markers show no hips and legs"
                       : "no frames to convert";
-  } else if (dense.captured.poses.size() > kMostFrames ||
+  } else if (static_cast<std::int64_t>(dense.captured.poses.size()) > kMostTakeFrames ||
              static_cast<std::int64_t>(dense.captured.poses.size()) * settings.ticksPerFrame >=
                  kFootstepTimeLimit) {
     cause = "too many frames for one motion";

@@ -6,15 +6,14 @@
 #include "strider/base/number_text.h"
 #include "strider/capture/bridge_markers.h"
 #include "strider/capture/bvh_reader.h"
+#include "strider/capture/conversion_settings.h"
 #include "strider/capture/joint_names.h"
+#include "strider/capture/load_capture.h"
 #include "strider/capture/marker_reader.h"
 #include "strider/capture/moc_file.h"
 #include "strider/capture/mocap_parameters.h"
 #include "strider/capture/name_sets.h"
 #include "strider/capture/take_guess.h"
-#include "strider/core/motion_range.h"
-#include "strider/footsteps/bake.h"
-#include "strider/footsteps/convert_motion.h"
 #include "strider/storage/motion_file.h"
 
 namespace strider {
@@ -26,24 +25,12 @@ namespace {
 constexpr float kStandingSpeed = 0.45f, kStandingHeight = 0.1f;
 // A foot that turns more than this in a contact slides, degrees.
 constexpr float kSlidingAngle = 15;
+// Keys that limbs keep, of the frames: few enough to be edited by hand.
+constexpr float kLimbKeys = 0.198f;
 constexpr double kCentimetre = 0.01;
 constexpr double kGravity = 9.81;  // metres per second squared
 // The frames of the laws of motion are a thirtieth of a second.
 constexpr double kLawFrames = 30.0 * 30.0;
-// Gaps of markers are bridged up to this long, seconds.
-constexpr double kLongestBridge = 0.2;
-
-std::string Lower(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
-}
-
-std::string ExtensionOfPath(const std::string& path) {
-  const std::size_t dot = path.find_last_of("./");
-  return dot == std::string::npos || path[dot] != '.' ? "" : Lower(path.substr(dot + 1));
-}
 
 class Import {
  public:
@@ -52,13 +39,13 @@ class Import {
       : path_(path), options_(options), context_(context), result_(result), cause_(cause) {}
 
   bool Run() {
-    const std::string format = ExtensionOfPath(path_);
+    const std::string format = EndingOf(path_);
     const std::vector<std::string>& known = TakeFormats();
     if (std::find(known.begin(), known.end(), format) == known.end()) {
       cause_ = path_ + ": takes end in .bvh, .mkr or .sdr";
       return false;
     }
-    if (!ChooseParameters() || !LoadFigures()) return false;
+    if (!ChooseParameters()) return false;
     if (format == "sdr") return FromMotion();
     return (format == "bvh" ? ReadJoints() : ReadMarkerFile()) && Convert();
   }
@@ -73,9 +60,16 @@ class Import {
                        [name](const auto& set) { return set.first == name; });
   }
 
+  /// Of key reduction.
+  bool SetsAnyTolerance() const {
+    return std::any_of(options_.sets.begin(), options_.sets.end(), [](const auto& set) {
+      return set.first.size() > 3 && set.first.compare(set.first.size() - 3, 3, "Tol") == 0 &&
+             set.first.compare(0, 2, "fs") != 0;
+    });
+  }
+
   bool ChooseParameters();
-  bool LoadFigure(const std::string& path, std::optional<StreamContents>& contents);
-  bool LoadFigures();
+  void TellTolerances();
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
@@ -93,7 +87,7 @@ class Import {
   const EvalContext& context_;
   ImportResult& result_;
   std::string& cause_;
-  std::optional<StreamContents> figure_, pose_;
+  NamedFigures figures_;
   CaptureScene scene_;
   ConversionSettings settings_;
 };
@@ -128,38 +122,13 @@ bool Import::ChooseParameters() {
     p.useTalentPoseAdjFile = 1;
   }
   if (options_.up) p.upVector = static_cast<int>(*options_.up);
-  settings_.footsteps = options_.footsteps;
+  if (options_.footsteps) p.fsExtractionMode = *options_.footsteps ? kFsExtract : kFsLeaveFree;
   settings_.reduce = options_.reduce;
-  settings_.reduction = p.keyReduction;
-  settings_.dense.loopFrames = p.useLoopFrame ? p.loopFrameCount : 0;
-  const auto plane = [&p](int limb) {
-    return static_cast<PlaneSource>(
-        std::clamp(p.limbOrientation[static_cast<std::size_t>(limb)], 0, 3));
-  };
-  settings_.dense.orientation = {plane(kOrientKnee), plane(kOrientElbow), plane(kOrientFoot),
-                                 plane(kOrientHand)};
-  return true;
-}
-
-bool Import::LoadFigure(const std::string& path, std::optional<StreamContents>& contents) {
-  contents.emplace();
-  if (!ReadMotionFile(path, {}, *contents, cause_)) return false;
-  if (contents->hasFigure) return true;
-  cause_ = path + ": holds no figure";
-  return false;
-}
-
-bool Import::LoadFigures() {
-  const MocapParameters& p = result_.parameters;
-  if (p.useTalentFigStrucFile != 0) {
-    if (!LoadFigure(p.talentFigStrucFile, figure_)) return false;
-    settings_.figure = &figure_->Top();
+  settings_.reduction.smoothKnees = true;
+  if (options_.parameterFile.empty() && !SetsAnyTolerance()) {
+    settings_.reduction.limbKeysAtMost = kLimbKeys;
   }
-  if (p.useTalentPoseAdjFile != 0) {
-    if (!LoadFigure(p.talentPoseAdjFile, pose_)) return false;
-    settings_.dense.pose = &pose_->Base();
-  }
-  return true;
+  return ReadConversionSettings(p, figures_, settings_, cause_);
 }
 
 // --- Reading -----------------------------------------------------------------------------------
@@ -196,15 +165,6 @@ bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTab
   }
   settings.names = &table;
   return true;
-}
-
-std::string Joined(const std::vector<std::string>& words, std::size_t most = 12) {
-  std::string text;
-  for (std::size_t i = 0; i < std::min(words.size(), most); ++i) {
-    text += (i > 0 ? ", " : "") + words[i];
-  }
-  if (words.size() > most) text += " and " + std::to_string(words.size() - most) + " more";
-  return text;
 }
 
 bool Import::ReadJoints() {
@@ -275,17 +235,7 @@ bool Import::ReadMarkerFile() {
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
   take.frames = static_cast<int>(report.framesInFile);
   result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
-  const double rate = scene_.frameTime > 0 ? 1 / scene_.frameTime : 30;
-  const BridgeReport bridged =
-      BridgeDroppedMarkers(scene_, static_cast<int>(std::lround(kLongestBridge * rate)));
-  if (bridged.bridged > 0) {
-    result_.notes.push_back("gaps bridged in markers: " + std::to_string(bridged.bridged));
-  }
-  std::vector<std::string> gaps;
-  for (const MarkerGap& gap : bridged.remain) {
-    gaps.push_back(gap.name + " " + std::to_string(gap.first) + " to " + std::to_string(gap.last));
-  }
-  if (!gaps.empty()) result_.notes.push_back("markers missing in frames: " + Joined(gaps));
+  BridgeShortGaps(scene_, result_.notes);
   return true;
 }
 
@@ -353,22 +303,16 @@ bool Import::ChooseFrames() {
                       scene_.numFrames > 1 && FirstFrameStandsAlone(scene_);
   const std::int64_t zero = take.leftOutFirst ? 1 : 0, step = rate.thinning;
   const std::int64_t numFrames = (scene_.numFrames - zero + step - 1) / step;
-  const std::int64_t from = std::max(p.startFrame, 0);
-  const std::int64_t to =
-      p.endFrame == kWholeFile ? numFrames - 1 : std::min<std::int64_t>(p.endFrame, numFrames - 1);
   if (numFrames <= 0) {
     // The reader has said where and why it stopped before the first.
     if (result_.notes.empty()) return Refuse("no frames");
     cause_ = result_.notes.back();
     return false;
   }
-  if (from > to) {
-    return Refuse("no frames from " + std::to_string(p.startFrame) + " to " +
-                  (p.endFrame == kWholeFile ? "its end" : std::to_string(p.endFrame)) +
-                  "; the take has those from 0 to " + std::to_string(numFrames - 1));
-  }
-  settings_.dense.frames = {static_cast<int>(zero + from * step),
-                            static_cast<int>(zero + to * step), static_cast<int>(step)};
+  ConvertedFrames frames;
+  if (!ChooseConvertedFrames(p, numFrames, frames, cause_)) return Refuse(cause_);
+  settings_.dense.frames = {static_cast<int>(zero + frames.first * step),
+                            static_cast<int>(zero + frames.last * step), static_cast<int>(step)};
   return true;
 }
 
@@ -395,7 +339,7 @@ void Import::TellHeld(const CapturedMotion& captured) {
                      std::to_string(held.last));
   }
   if (!joints.empty()) {
-    result_.notes.push_back("no marker shows these joints in frames: " + Joined(joints));
+    result_.notes.push_back("no marker shows these joints in frames: " + ListWords(joints));
   }
 }
 
@@ -407,14 +351,26 @@ void Import::TellDropped() {
     runs.push_back(std::string(run.side == kRight ? "right" : "left") + " at frame " +
                    std::to_string(run.first));
   }
-  result_.notes.push_back("contacts of three frames and fewer were dropped (" + Joined(runs) +
+  result_.notes.push_back("contacts of three frames and fewer were dropped (" + ListWords(runs) +
                           "); where they are a runner's, try --running --fps 60");
+}
+
+/// The tolerances that were used, where they are not those that were asked for.
+void Import::TellTolerances() {
+  KeyReductionTable& asked = result_.parameters.keyReduction;
+  const KeyReductionTable& used = result_.conversion.rows;
+  if (!settings_.reduce || asked == used) return;
+  float most = 0;
+  for (const KeyReductionRow& row : used) most = std::max(most, row.tolerance);
+  asked = used;
+  std::string note = "so that limbs keep a fifth of their keys at most, tolerances grew, up to ";
+  AppendFixed(note, static_cast<double>(most), 1);
+  result_.notes.push_back(note + " degrees");
 }
 
 bool Import::Convert() {
   ChooseUnit();
   if (!ChooseFrames()) return false;
-  if (settings_.figure != nullptr) settings_.dense.talent = StructureOfFigure(*settings_.figure);
   DenseMotion dense;
   ConversionReport& report = result_.conversion;
   if (MakeDenseMotion(scene_, settings_.dense, dense, report.message) == kRefused) {
@@ -427,6 +383,7 @@ bool Import::Convert() {
     return Refuse(report.message);
   }
   TellDropped();
+  TellTolerances();
   return true;
 }
 
@@ -445,25 +402,13 @@ bool Import::FromMotion() {
     if (row.given)
       return Refuse("is a motion already: " + std::string(row.option) + " goes with a take");
   }
-  StreamContents contents;
-  if (!LoadMotion(path_, {}, context_, contents, cause_)) return false;
-  MotionCore motion = std::move(contents.Base());
-  motion.previousLayer = motion.nextLayer = nullptr;
-  const Interval range = MotionRange(motion);
-  if (range.start > range.end) return Refuse("holds no keys");
-  if (!motion.freeForm && ConvertToFreeForm(motion, true, context_) == kRefused) {
-    return Refuse("memory ran out");
-  }
-  const std::vector<TimeValue> times = FramesBetween(motion, 0, range.end);
-  if (times.empty() || BakeKeys(motion, times, true, context_) == kRefused) {
-    return Refuse("its motion lies before time 0");
-  }
+  DenseMotion dense;
+  if (!ReadMotionAsTake(path_, result_.parameters, 0, context_, dense, cause_)) return false;
   TakeFacts& take = result_.take;
-  take.frames = static_cast<int>(times.size());
-  take.rate = result_.sceneRate = static_cast<double>(kTicksPerSecond) / motion.ticksPerFrame;
+  take.frames = static_cast<int>(dense.captured.poses.size());
+  take.rate = result_.sceneRate = static_cast<double>(kTicksPerSecond) / dense.motion.ticksPerFrame;
   take.metresPerUnit = result_.metresPerUnit =
-      kGravity / (static_cast<double>(motion.body.gravAccel) * kLawFrames);
-  DenseMotion dense = DenseMotionOf(std::move(motion), take.frames, context_);
+      kGravity / (static_cast<double>(dense.motion.body.gravAccel) * kLawFrames);
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
   result_.pose = dense.motion;
   if (FinishDenseMotion(settings_, dense, result_.motion, result_.conversion, context_) ==
@@ -471,6 +416,7 @@ bool Import::FromMotion() {
     return Refuse(result_.conversion.message);
   }
   TellDropped();
+  TellTolerances();
   return true;
 }
 

@@ -19,7 +19,7 @@ struct ImportOptions {
   std::string names;   // a set of joint names, or a name file; empty for the best fitting set
   std::string figure;  // .fig: who is to move so; empty for a figure fitted to the take
   std::string pose;    // .cal: in what pose he stands when the take stands in its reference
-  bool footsteps = true;
+  std::optional<bool> footsteps;  // else as fsExtractionMode says
   bool reduce = true;
   std::optional<double> scale;  // scene units of one unit of the take; else to centimetres
   std::optional<UpAxis> up;     // else as the take stands

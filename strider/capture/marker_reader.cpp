@@ -47,6 +47,12 @@ struct MarkerRun {
   }
 };
 
+/// Seconds that a frame of the scene takes, for files that tell no rate.
+double SceneFrameTime(const MarkerSettings& settings) {
+  const TimeValue ticks = settings.ticksPerFrame > 0 ? settings.ticksPerFrame : kDynamicsFrame;
+  return static_cast<double>(ticks) / kTicksPerSecond;
+}
+
 int CheckMarkers(MarkerRun& run, std::size_t at) {
   run.report.missingNames = MissingMarkers(run.scene.markers);
   if (run.report.missingNames.empty()) return 1;
@@ -168,11 +174,10 @@ int ReadKeywordForm(MarkerRun& run) {
   if (status != 1) return status;
   ReadPoints(run, words);
   run.report.framesInFile = run.scene.numFrames;
-  const double sceneFrame = static_cast<double>(std::max(run.settings.ticksPerFrame, 1));
   if (run.rate == 0) {
     run.report.notes.push_back(run.path + ": the file tells no rate; it is taken for the scene's");
   }
-  run.scene.frameTime = run.rate > 0 ? 1 / run.rate : sceneFrame / kTicksPerSecond;
+  run.scene.frameTime = run.rate > 0 ? 1 / run.rate : SceneFrameTime(run.settings);
   return 1;
 }
 
@@ -270,9 +275,8 @@ int ReadTableForm(MarkerRun& run) {
     run.columns.EndFrame();
   }
   run.report.framesInFile = run.scene.numFrames;
-  const double sceneFrame = static_cast<double>(std::max(run.settings.ticksPerFrame, 1));
   run.scene.frameTime =
-      last > first ? (last - first) / (run.scene.numFrames - 1) : sceneFrame / kTicksPerSecond;
+      last > first ? (last - first) / (run.scene.numFrames - 1) : SceneFrameTime(run.settings);
   return 1;
 }
 

@@ -1,5 +1,8 @@
 #include "strider/core/limb_places.h"
 
+#include <algorithm>
+
+#include "strider/base/trig.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/key_edit.h"
 #include "strider/core/limb.h"
@@ -13,14 +16,15 @@ LimbPlace PlaceOf(const LimbRecord& limb, const LimbKey& key, TimeValue t) {
   place.time = t;
   place.held = HoldsObject(key);
   place.swivel = limb.frame[limb.isLeg ? 0 : 1].row[2];
+  const Matrix3& end = limb.frame[NumLimbLinks(limb) - 1];
+  place.under = end.Origin() - Point3{0, limb.isLeg ? limb.extremityHeight : 0, 0};
   if (place.held) {
     place.rotation = ObjectRotation(limb) * key.spaceRotation;
     place.pivotInFoot = PivotPoint(limb, key);
     place.point = ThroughObject(limb, key.objectTarget) + Rotate(place.rotation, place.pivotInFoot);
   } else {
-    const Matrix3& end = limb.frame[NumLimbLinks(limb) - 1];
     place.rotation = RotationOf(end);
-    place.point = end.Origin() - Point3{0, limb.isLeg ? limb.extremityHeight : 0, 0};
+    place.point = place.under;
   }
   return place;
 }
@@ -36,6 +40,41 @@ Point3 AnchorOf(const LimbRecord& limb, const LimbKey& key, const LimbPlace& pla
     return Normalized(direction);
   };
   return place.point + moved.y * level({0, 1, 0}) + moved.z * level({0, 0, 1});
+}
+
+/// Where the end of a held limb goes.
+Point3 HeldEnd(const LimbRecord& limb, const LimbKey& key, const LimbPlace& place) {
+  return AnchorOf(limb, key, place) - Rotate(place.rotation, PivotPoint(limb, key));
+}
+
+/// A leg's places, those of its swings moved by what standing moves the ankle by before and after.
+std::vector<LimbPlace> WithSwings(const LimbRecord& leg, std::vector<LimbPlace> places) {
+  const Point3 rise{0, leg.extremityHeight, 0};
+  const auto shiftOf = [&](const LimbPlace& place) {
+    const int key = KeyAt(leg.table.track, place.time);
+    if (key < 0) return Point3{};
+    Point3 shift = HeldEnd(leg, leg.table[key], place) - (place.under + rise);
+    // A foot in the air lies flatter than it stood: lowered by as much it would scuff.
+    shift.y = std::max(shift.y, 0.0f);
+    return shift;
+  };
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    if (places[i].held) continue;
+    std::size_t end = i;
+    while (end < places.size() && !places[end].held) ++end;
+    const LimbPlace* to = end < places.size() ? &places[end] : nullptr;
+    const LimbPlace* from = i > 0 ? &places[i - 1] : to;
+    if (!to) to = from;
+    if (!from) return places;
+    const Point3 first = shiftOf(*from), last = shiftOf(*to);
+    const double whole = static_cast<double>(to->time) - from->time;
+    for (; i < end; ++i) {
+      const double gone = static_cast<double>(places[i].time) - from->time;
+      const float u = whole > 0 ? static_cast<float>(std::clamp(gone / whole, 0.0, 1.0)) : 0;
+      places[i].point += Lerp(first, last, CosineEase(u));
+    }
+  }
+  return places;
 }
 
 /// The layers of a stack would put their own pose in the place of this core's.
@@ -66,7 +105,7 @@ LimbKey RefittedKey(MotionCore& core, LimbRecord& limb, const LimbKey& old, cons
   pose.swivel = Rotate(Conjugate(limb.base.rotation), place.swivel);
   Point3 end = place.point;
   if (place.held) {
-    end = AnchorOf(limb, old, place) - Rotate(place.rotation, PivotPoint(limb, old));
+    end = HeldEnd(limb, old, place);
   } else if (limb.isLeg) {
     end.y += limb.extremityHeight;
   }
@@ -136,7 +175,8 @@ LimbPlaces PlacesAtKeys(const MotionCore& core, const EvalContext& context) {
 void ConvertLegKeys(MotionCore& core, const LimbPlaces& places, const EvalContext& context) {
   const OutOfStack alone(core);
   for (int side = 0; side < 2; ++side) {
-    RefitLimb(core, core.leg[side], places.leg[side], false, context);
+    const std::vector<LimbPlace> meant = WithSwings(core.leg[side], places.leg[side]);
+    RefitLimb(core, core.leg[side], meant, false, context);
   }
 }
 

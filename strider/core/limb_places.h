@@ -15,7 +15,8 @@ struct LimbPlace {
   Quat rotation;
   Point3 swivel;       // normal of the limb's plane
   Point3 pivotInFoot;  // of a held one
-  Point3 point;  // the pivot, or the place straight under the ankle on the height of a level sole
+  Point3 under;        // the place straight under the ankle on the height of a level sole; a hand's
+  Point3 point;        // the pivot, or `under`
 };
 /// Of every key of the legs and the arms.
 struct LimbPlaces {
@@ -24,8 +25,9 @@ struct LimbPlaces {
 LimbPlaces PlacesAtKeys(const MotionCore& core, const EvalContext& context);
 
 /// Bends the legs at their keys so that their feet are at `places` again, as far as they reach,
-/// each knee to the side that it was bent to. Also turns keys of legs with three links into keys of
-/// legs with four and back. Keys that have gone since are passed over.
+/// each knee to the side that it was bent to. What a foot of another shape moves an ankle by where
+/// it stands, the swings before and after take over bit by bit. Also turns keys of legs with three
+/// links into keys of legs with four and back. Keys that have gone since are passed over.
 void ConvertLegKeys(MotionCore& core, const LimbPlaces& places, const EvalContext& context);
 /// The same for those keys of arms that hold their hands somewhere.
 void RefitHeldArms(MotionCore& core, const LimbPlaces& places, const EvalContext& context);

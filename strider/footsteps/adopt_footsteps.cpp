@@ -103,8 +103,7 @@ int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
   if (core.footsteps.numFootsteps == 0) return kRefused;
   try {
     MotionCore adopted = core;
-    if (LetFootstepsRule(adopted) == kRefused ||
-        HoldFeet(adopted, core, false, context) == kRefused) {
+    if (LetFootstepsRule(adopted) == kRefused || HoldFeet(adopted, core, {}, context) == kRefused) {
       return kRefused;
     }
     if (settle) Settle(adopted, context);
@@ -118,11 +117,11 @@ int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
   return kDone;
 }
 
-int HoldFeetAnew(MotionCore& core, const EvalContext& context) {
+int HoldFeetAnew(MotionCore& core, bool firmly, const EvalContext& context) {
   if (core.freeForm || core.footsteps.numFootsteps == 0) return kRefused;
   try {
     MotionCore held = core;
-    if (HoldFeet(held, core, true, context) == kRefused) return kRefused;
+    if (HoldFeet(held, core, {true, firmly}, context) == kRefused) return kRefused;
     Settle(held, context);
     NormalizeAngles(held.footsteps);
     TransformsFromPositions(held.footsteps);

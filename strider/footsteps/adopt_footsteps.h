@@ -16,7 +16,8 @@ namespace strider {
 [[nodiscard]] int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context);
 
 /// Holds the feet of a motion whose footsteps rule it anew, where keys of theirs were taken out or
-/// moved since; footsteps settle under them. kRefused, nothing changed, as above.
-[[nodiscard]] int HoldFeetAnew(MotionCore& core, const EvalContext& context);
+/// moved since; footsteps settle under them. A foot that would jerk its knee may slide, unless it
+/// is to stand `firmly`. kRefused, nothing changed, as above.
+[[nodiscard]] int HoldFeetAnew(MotionCore& core, bool firmly, const EvalContext& context);
 
 }  // namespace strider

@@ -62,6 +62,7 @@ constexpr Hold kHolds[] = {{0.15f, 1, 0},
                            {0.3f, 0.004f, kUnseen},
                            {0.3f, 0.0015f, kUnseen},
                            {0, 0, 0}};
+constexpr int kLoosestFirm = 1;  // up to which no foot is seen to slide
 constexpr int kAsItWas = static_cast<int>(std::size(kHolds)) - 1;
 
 struct LegRun {
@@ -394,14 +395,15 @@ bool FindJerks(const LimbRecord& leg, LegRun& run, TimeValue frame) {
   return any;
 }
 
-void HoldLeg(const LimbRecord& leg, LegRun& run, TimeValue frame) {
+/// `loosest` is the last of kHolds that a contact may come to.
+void HoldLeg(const LimbRecord& leg, LegRun& run, TimeValue frame, int loosest) {
   const std::vector<LegRead> asItWas = run.reads;
   run.holds.assign(run.heldSpans.size(), 0);
   HoldOnce(leg, run);
   while (FindJerks(leg, run, frame)) {
     bool loosened = false;
     for (std::size_t s = 0; s < run.holds.size(); ++s) {
-      if (!run.loosen[s] || run.holds[s] == kAsItWas) continue;
+      if (!run.loosen[s] || run.holds[s] == loosest) continue;
       ++run.holds[s];
       loosened = true;
     }
@@ -477,7 +479,8 @@ int WriteKey(MotionCore& core, MotionCore& posed, const LegRun& run, const LegRe
 
 }  // namespace
 
-int HoldFeet(MotionCore& core, const MotionCore& source, bool anew, const EvalContext& context) {
+int HoldFeet(MotionCore& core, const MotionCore& source, const HoldFeetOptions& options,
+             const EvalContext& context) {
   MotionCore posed = source;
   posed.inPlace = false;
   SetFreeForm(posed, true);  // its own keys are asked alone
@@ -485,12 +488,13 @@ int HoldFeet(MotionCore& core, const MotionCore& source, bool anew, const EvalCo
   for (int side = 0; side < 2; ++side) {
     runs[side].side = side;
     for (const FootstepSpan& span : core.footsteps.spans[side]) {
-      runs[side].heldSpans.push_back(!anew && IsHeld(core.leg[side], span));
+      runs[side].heldSpans.push_back(!options.anew && IsHeld(core.leg[side], span));
     }
     runs[side].reads = TimesToRead(core, runs[side]);
   }
   ForEachRead(posed, runs, context, [&](int side, LegRead& read) { Read(posed.leg[side], read); });
-  for (LegRun& run : runs) HoldLeg(core.leg[run.side], run, core.ticksPerFrame);
+  const int loosest = options.firmly ? kLoosestFirm : kAsItWas;
+  for (LegRun& run : runs) HoldLeg(core.leg[run.side], run, core.ticksPerFrame, loosest);
   int done = kDone;
   ForEachRead(posed, runs, context, [&](int side, LegRead& read) {
     if (WriteKey(core, posed, runs[side], read, context) == kRefused) done = kRefused;

@@ -1,0 +1,238 @@
+#include "strider/capture/take_reduction.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
+
+#include "strider/base/trig.h"
+#include "strider/capture/dense_motion.h"
+#include "strider/core/evaluate.h"
+#include "strider/core/motion_range.h"
+#include "strider/footsteps/adopt_footsteps.h"
+
+namespace strider {
+namespace {
+
+std::size_t At(int index) { return static_cast<std::size_t>(index); }
+
+// Tolerances grow by this factor at a time, to so many degrees, and only while joints are off by
+// less than this share of the leg on average.
+constexpr float kGrowth = 1.2f, kLargestTolerance = 30, kMostOff = 0.0285f;
+constexpr float kCarrierTolerance = 2;  // to which those of pelvis and spine shrink meanwhile
+// Limbs that keep less than this of their share stay as they are.
+constexpr float kGrowShare = 0.8f;
+// A knee jerks whose speed changes by more than this multiple of what it does in the take within a
+// few frames, and so many radians a frame on top.
+constexpr float kJerkFactor = 1.45f, kJerkRadians = 0.03f;
+constexpr int kFramesAround = 2;
+constexpr int kMostRounds = 8;  // of keeping keys for knees
+
+constexpr int kLimbs[] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
+// What carries a hip, and so opens a knee whose foot stands.
+constexpr int kCarriers[] = {kVertical, kHorizontal, kTurn, kPelvis};
+
+/// What a motion shows, frame by frame.
+struct Shown {
+  std::vector<JointPlaces> places;
+  std::vector<float> knees[2];  // opening, radians
+};
+
+Shown Show(const MotionCore& motion, int numFrames, const EvalContext& context) {
+  Shown shown;
+  MotionCore posed = motion;
+  for (int f = 0; f < numFrames; ++f) {
+    CorePose(posed, Later(0, std::int64_t{f} * motion.ticksPerFrame), context);
+    shown.places.push_back(PlacesOfFigure(posed));
+    for (int side = 0; side < 2; ++side) {
+      const Point3* leg = shown.places.back().place + 6 * side;  // hip, knee, ankle
+      const Point3 thigh = leg[0] - leg[1], shin = leg[2] - leg[1];
+      shown.knees[side].push_back(Atan2(Length(Cross(thigh, shin)), Dot(thigh, shin)));
+    }
+  }
+  return shown;
+}
+
+/// The mean distance of joints, in leg lengths.
+float OffOf(const Shown& shown, const Shown& take, float leg) {
+  double sum = 0;
+  for (std::size_t f = 0; f < shown.places.size(); ++f) {
+    for (int i = 0; i < JointPlaces::kCount; ++i) {
+      sum += static_cast<double>(Length(shown.places[f].place[i] - take.places[f].place[i]));
+    }
+  }
+  const auto count = static_cast<double>(JointPlaces::kCount * shown.places.size());
+  return leg > 0 && count > 0 ? static_cast<float>(sum / count) / leg : 0;
+}
+
+/// Change of a knee's speed at each frame.
+std::vector<float> JerksOf(const std::vector<float>& knees) {
+  std::vector<float> jerks(knees.size());
+  for (std::size_t f = 1; f + 1 < knees.size(); ++f) {
+    jerks[f] = std::fabs(knees[f - 1] - 2 * knees[f] + knees[f + 1]);
+  }
+  return jerks;
+}
+
+/// Sets the mark that keeps a key at a time; false if there is none, or it has the mark.
+bool MarkKey(MotionCore& core, int id, TimeValue t) {
+  KeyTrack* track = FindTrack(core, id);
+  const int key = track != nullptr ? KeyAt(*track, t) : -1;
+  if (key < 0 || track->times[At(key)].flag != 0) return false;
+  track->times[At(key)].flag = 1;
+  return true;
+}
+
+void ClearMarks(MotionCore& core) {
+  const auto clear = [&core](int id) {
+    if (KeyTrack* track = FindTrack(core, id)) {
+      for (KeyTimeRecord& record : track->times) record.flag = 0;
+    }
+  };
+  for (const int id : kLimbs) clear(id);
+  for (const int id : kCarriers) clear(id);
+}
+
+/// Marks keys of `dense` that keep the knees of the thinned motion from jerking: at each jerk the
+/// frame that is furthest off. False if there is nothing left to be done.
+bool KeepForKnees(MotionCore& dense, const Shown& shown, const Shown& take) {
+  bool any = false;
+  for (int side = 0; side < 2; ++side) {
+    const std::vector<float>& knees = shown.knees[side];
+    const std::vector<float> is = JerksOf(knees), was = JerksOf(take.knees[side]);
+    const int last = static_cast<int>(is.size()) - 1;
+    for (int f = 1; f < last; ++f) {
+      const auto from = was.begin() + std::max(f - kFramesAround, 0);
+      const auto to = was.begin() + std::min(f + kFramesAround, last) + 1;
+      if (is[At(f)] <= kJerkFactor * *std::max_element(from, to) + kJerkRadians) continue;
+      int frames[] = {f - 1, f, f + 1};
+      std::sort(frames, frames + 3, [&](int a, int b) {
+        return std::fabs(knees[At(a)] - take.knees[side][At(a)]) >
+               std::fabs(knees[At(b)] - take.knees[side][At(b)]);
+      });
+      for (const int frame : frames) {
+        const TimeValue t = Later(0, std::int64_t{frame} * dense.ticksPerFrame);
+        bool marked = MarkKey(dense, LimbId(dense.leg[side]), t);
+        for (const int id : kCarriers) marked = MarkKey(dense, id, t) || marked;
+        any = any || marked;
+        if (marked) break;
+      }
+    }
+  }
+  return any;
+}
+
+struct Reducing {
+  const TakeReductionSettings& settings;
+  const EvalContext& context;
+  int numFrames;
+  Shown take;
+  MotionCore dense;  // its marks grow
+  MotionCore thinned;
+  ReductionReport report;
+  Shown shown;
+
+  int Once(const KeyReductionTable& rows) {
+    thinned = dense;
+    if (ReduceKeys(thinned, rows, {}, context, report) == kRefused) return kRefused;
+    // What was left of a contact's keys no longer says where the foot rolls over.
+    if (!thinned.freeForm && HoldFeetAnew(thinned, settings.firmFeet, context) == kRefused) {
+      return kRefused;
+    }
+    return kDone;
+  }
+
+  /// Knees are looked at once there are few enough keys, or `whatever` there are: those that they
+  /// ask for come on top.
+  int Fit(const KeyReductionTable& rows, bool whatever = false) {
+    for (int round = 0;; ++round) {
+      if (Once(rows) == kRefused) return kRefused;
+      if (!settings.smoothKnees && settings.limbKeysAtMost <= 0) return kDone;
+      shown = Show(thinned, numFrames, context);
+      if (!settings.smoothKnees || round >= kMostRounds) return kDone;
+      if (TooMany() && !whatever) return kDone;
+      if (!KeepForKnees(dense, shown, take)) return kDone;
+    }
+  }
+
+  int KeysOf(int id) const {
+    const KeyTrack* track = FindTrack(thinned, id);
+    return track != nullptr ? track->numKeys : 0;
+  }
+
+  bool TooMany() const {
+    int sum = 0, limbs = 0;
+    for (const int id : kLimbs) {
+      sum += KeysOf(id);
+      limbs += KeysOf(id) > 0 ? 1 : 0;
+    }
+    return settings.limbKeysAtMost > 0 &&
+           static_cast<float>(sum) >
+               settings.limbKeysAtMost * static_cast<float>(limbs * numFrames);
+  }
+
+  /// Larger tolerances where limbs keep too many keys; false where they are few enough, or cannot
+  /// grow.
+  bool Grow(KeyReductionTable& rows) const {
+    if (!TooMany()) return false;
+    const float share = kGrowShare * settings.limbKeysAtMost * static_cast<float>(numFrames);
+    bool grown = false;
+    for (const int id : kLimbs) {
+      KeyReductionRow& row = rows[At(ReductionRowOf(id))];
+      const float tolerance = kGrowth * row.tolerance;
+      if (row.filter == 0 || tolerance > kLargestTolerance) continue;
+      if (static_cast<float>(KeysOf(id)) <= share) continue;
+      row.tolerance = tolerance;
+      grown = true;
+    }
+    // What carries the limbs is held the closer: all that is off there is off in them too.
+    for (const int row : {kReducePelvis, kReduceSpine}) {
+      float& tolerance = rows[At(row)].tolerance;
+      if (grown) tolerance = std::max(tolerance / kGrowth, std::min(tolerance, kCarrierTolerance));
+    }
+    return grown;
+  }
+};
+
+}  // namespace
+
+int ReduceTakeKeys(MotionCore& motion, const TakeReductionSettings& settings,
+                   const MotionCore& take, int numFrames, const EvalContext& context,
+                   KeyReductionTable& rows, ReductionReport& report) {
+  try {
+    rows = settings.rows;
+    Reducing run{settings, context, numFrames, {}, motion, {}, {}, {}};
+    const bool judged = settings.smoothKnees || settings.limbKeysAtMost > 0;
+    if (judged) run.take = Show(take, numFrames, context);
+    const float leg = take.leg[kRight].totalLength;
+    if (run.Fit(rows) == kRefused) return kRefused;
+    for (KeyReductionTable next = rows; run.Grow(next);) {
+      const MotionCore before = run.thinned;
+      const ReductionReport reportBefore = run.report;
+      ClearMarks(run.dense);  // other keys stay now
+      if (run.Fit(next) == kRefused) return kRefused;
+      if (OffOf(run.shown, run.take, leg) > kMostOff) {
+        run.thinned = before;
+        run.report = reportBefore;
+        break;
+      }
+      rows = next;
+    }
+    if (settings.smoothKnees && run.TooMany()) {
+      ClearMarks(run.dense);
+      if (run.Fit(rows, true) == kRefused) return kRefused;
+    }
+    for (TrackReduction& track : run.report.tracks) {
+      const KeyTrack* keys = FindTrack(run.thinned, track.id);
+      if (keys != nullptr) track.keysAfter = keys->numKeys;
+    }
+    ClearMarks(run.thinned);
+    motion = std::move(run.thinned);
+    report = std::move(run.report);
+  } catch (const std::bad_alloc&) {
+    return kRefused;
+  }
+  return kDone;
+}
+
+}  // namespace strider
