@@ -1,7 +1,6 @@
 #include "strider/base/number_text.h"
 
 #include <algorithm>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -173,7 +172,7 @@ const char* ScanFloat(const char* at, const char* end, float& value) {
     // A float drops 29 bits of it. Which way it rounds is in doubt only right in the middle.
     constexpr std::uint64_t kDropped = (std::uint64_t{1} << 29) - 1;
     constexpr std::uint64_t kMiddle = std::uint64_t{1} << 28, kDoubt = 4;
-    if (((std::bit_cast<std::uint64_t>(near) - (kMiddle - kDoubt)) & kDropped) > 2 * kDoubt) {
+    if (((__builtin_bit_cast(std::uint64_t, near) - (kMiddle - kDoubt)) & kDropped) > 2 * kDoubt) {
       value = static_cast<float>(negative ? -near : near);
       return p;
     }
