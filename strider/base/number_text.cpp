@@ -1,6 +1,7 @@
 #include "strider/base/number_text.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdio>

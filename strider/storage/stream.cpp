@@ -1,7 +1,6 @@
 #include "strider/storage/stream.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -102,7 +101,7 @@ const char* Stream::TakeBlock(int fields) {
   const char* bytes = in_.data() + at_;
   // Positive floats stand in the order of their bits. One word after the other, so that several
   // are compared at once.
-  const std::uint32_t largest = std::bit_cast<std::uint32_t>(kLargestFloat);
+  const std::uint32_t largest = __builtin_bit_cast(std::uint32_t, kLargestFloat);
   std::uint32_t past = 0;
   for (std::size_t i = 0; i < size; i += sizeof(float)) {
     std::uint32_t word;
