@@ -26,7 +26,8 @@ constexpr float kGrowShare = 0.8f;
 // few frames, and so many radians a frame on top.
 constexpr float kJerkFactor = 1.45f, kJerkRadians = 0.03f;
 constexpr int kFramesAround = 2;
-constexpr int kMostRounds = 8;  // of keeping keys for knees
+constexpr int kContactSlack = 1;  // frames that a contact may be found longer at either end
+constexpr int kMostRounds = 8;    // of keeping keys for knees
 
 constexpr int kLimbs[] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
 // What carries a hip, and so opens a knee whose foot stands.
@@ -93,6 +94,14 @@ void ClearMarks(MotionCore& core) {
   for (const int id : kCarriers) clear(id);
 }
 
+/// Marks a key of a leg and of what carries it; false if there is none left to mark.
+bool MarkLeg(MotionCore& dense, int side, int frame) {
+  const TimeValue t = Later(0, std::int64_t{frame} * dense.ticksPerFrame);
+  bool marked = MarkKey(dense, LimbId(dense.leg[side]), t);
+  for (const int id : kCarriers) marked = MarkKey(dense, id, t) || marked;
+  return marked;
+}
+
 /// Marks keys of `dense` that keep the knees of the thinned motion from jerking: at each jerk the
 /// frame that is furthest off. False if there is nothing left to be done.
 bool KeepForKnees(MotionCore& dense, const Shown& shown, const Shown& take) {
@@ -111,12 +120,45 @@ bool KeepForKnees(MotionCore& dense, const Shown& shown, const Shown& take) {
                std::fabs(knees[At(b)] - take.knees[side][At(b)]);
       });
       for (const int frame : frames) {
-        const TimeValue t = Later(0, std::int64_t{frame} * dense.ticksPerFrame);
-        bool marked = MarkKey(dense, LimbId(dense.leg[side]), t);
-        for (const int id : kCarriers) marked = MarkKey(dense, id, t) || marked;
-        any = any || marked;
-        if (marked) break;
+        if (!MarkLeg(dense, side, frame)) continue;
+        any = true;
+        break;
       }
+    }
+  }
+  return any;
+}
+
+/// The same for feet on their way that seem to stand: of each stretch of such frames the one that
+/// is furthest off.
+bool KeepForContacts(MotionCore& dense, const MotionCore& thinned,
+                     const ExtractionSettings& settings, const Shown& shown, const Shown& take,
+                     const EvalContext& context) {
+  const int numFrames = static_cast<int>(shown.places.size());
+  FootSamples feet = SampleFeet(thinned, 0, numFrames, false, context);
+  for (auto& foot : feet.side) MarkStanding(foot, settings, ExtractionLegLength(thinned));
+  std::vector<PlantedRun> dropped;
+  (void)FindPlantedRuns(feet, 0, dropped);
+  bool any = false;
+  for (int side = 0; side < 2; ++side) {
+    std::vector<char> wrong(At(numFrames));
+    for (int f = 0; f < numFrames; ++f) wrong[At(f)] = feet.side[side][At(f)].planted;
+    for (const FootstepSpan& span : thinned.footsteps.spans[side]) {
+      const int from = span.start / dense.ticksPerFrame - kContactSlack;
+      const int to = span.Lift() / dense.ticksPerFrame + kContactSlack;
+      for (int f = std::max(from, 0); f < std::min(to, numFrames); ++f) wrong[At(f)] = 0;
+    }
+    const auto off = [&](int f) {
+      const int ankle = 6 * side + 2;
+      return Length(shown.places[At(f)].place[ankle] - take.places[At(f)].place[ankle]);
+    };
+    for (int f = 0; f < numFrames; ++f) {
+      if (wrong[At(f)] == 0) continue;
+      int worst = f;
+      for (; f < numFrames && wrong[At(f)] != 0; ++f) {
+        if (off(f) > off(worst)) worst = f;
+      }
+      any = MarkLeg(dense, side, worst) || any;
     }
   }
   return any;
@@ -147,11 +189,15 @@ struct Reducing {
   int Fit(const KeyReductionTable& rows, bool whatever = false) {
     for (int round = 0;; ++round) {
       if (Once(rows) == kRefused) return kRefused;
-      if (!settings.smoothKnees && settings.limbKeysAtMost <= 0) return kDone;
+      const bool keeps = settings.smoothKnees || settings.contacts != nullptr;
+      if (!keeps && settings.limbKeysAtMost <= 0) return kDone;
       shown = Show(thinned, numFrames, context);
-      if (!settings.smoothKnees || round >= kMostRounds) return kDone;
-      if (TooMany() && !whatever) return kDone;
-      if (!KeepForKnees(dense, shown, take)) return kDone;
+      if (!keeps || round >= kMostRounds || (TooMany() && !whatever)) return kDone;
+      bool more = settings.smoothKnees && KeepForKnees(dense, shown, take);
+      if (settings.contacts != nullptr && !thinned.freeForm) {
+        more = KeepForContacts(dense, thinned, *settings.contacts, shown, take, context) || more;
+      }
+      if (!more) return kDone;
     }
   }
 
@@ -202,7 +248,8 @@ int ReduceTakeKeys(MotionCore& motion, const TakeReductionSettings& settings,
   try {
     rows = settings.rows;
     Reducing run{settings, context, numFrames, {}, motion, {}, {}, {}};
-    const bool judged = settings.smoothKnees || settings.limbKeysAtMost > 0;
+    const bool judged =
+        settings.smoothKnees || settings.limbKeysAtMost > 0 || settings.contacts != nullptr;
     if (judged) run.take = Show(take, numFrames, context);
     const float leg = take.leg[kRight].totalLength;
     if (run.Fit(rows) == kRefused) return kRefused;
@@ -218,7 +265,7 @@ int ReduceTakeKeys(MotionCore& motion, const TakeReductionSettings& settings,
       }
       rows = next;
     }
-    if (settings.smoothKnees && run.TooMany()) {
+    if (run.TooMany()) {
       ClearMarks(run.dense);
       if (run.Fit(rows, true) == kRefused) return kRefused;
     }
