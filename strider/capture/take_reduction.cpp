@@ -26,6 +26,7 @@ constexpr float kGrowShare = 0.8f;
 // few frames, and so many radians a frame on top.
 constexpr float kJerkFactor = 1.45f, kJerkRadians = 0.03f;
 constexpr int kFramesAround = 2;
+constexpr int kLongContact = 10;  // frames
 constexpr int kContactSlack = 1;  // frames that a contact may be found longer at either end
 constexpr int kMostRounds = 8;    // of keeping keys for knees
 
@@ -164,6 +165,27 @@ bool KeepForContacts(MotionCore& dense, const MotionCore& thinned,
   return any;
 }
 
+/// The same for a long contact without a key around its middle: a foot between two keys follows
+/// its knee, which footsteps moved later would take too far.
+bool KeepMiddles(MotionCore& dense, const MotionCore& thinned) {
+  bool any = false;
+  for (int side = 0; side < 2; ++side) {
+    const KeyTrack& track = thinned.leg[side].table.track;
+    for (const FootstepSpan& span : thinned.footsteps.spans[side]) {
+      const int frames = span.duration / dense.ticksPerFrame;
+      if (frames < kLongContact) continue;
+      const TimeValue from = Later(span.start, span.duration / 4);
+      const int key = InsertionIndex(track, from);
+      if (key < track.numKeys &&
+          track.times[At(key)].time <= Later(span.Lift(), -span.duration / 4))
+        continue;
+      const TimeValue middle = Later(span.start, frames / 2 * dense.ticksPerFrame);
+      any = MarkKey(dense, LimbId(dense.leg[side]), middle) || any;
+    }
+  }
+  return any;
+}
+
 struct Reducing {
   const TakeReductionSettings& settings;
   const EvalContext& context;
@@ -196,6 +218,7 @@ struct Reducing {
       bool more = settings.smoothKnees && KeepForKnees(dense, shown, take);
       if (settings.contacts != nullptr && !thinned.freeForm) {
         more = KeepForContacts(dense, thinned, *settings.contacts, shown, take, context) || more;
+        more = KeepMiddles(dense, thinned) || more;
       }
       if (!more) return kDone;
     }
