@@ -1,8 +1,10 @@
 #include "strider/capture/take_reduction.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "strider/base/trig.h"
@@ -10,6 +12,7 @@
 #include "strider/core/evaluate.h"
 #include "strider/core/motion_range.h"
 #include "strider/footsteps/adopt_footsteps.h"
+#include "strider/footsteps/flights.h"
 
 namespace strider {
 namespace {
@@ -103,6 +106,19 @@ bool MarkLeg(MotionCore& dense, int side, int frame) {
   return marked;
 }
 
+/// How many keys are marked, by the row that their track is thinned by.
+std::array<int, kNumKeyReductionRows> MarksOf(const MotionCore& core) {
+  std::array<int, kNumKeyReductionRows> marks{};
+  const auto count = [&](int id) {
+    const KeyTrack* track = FindTrack(core, id);
+    if (track == nullptr) return;
+    for (const KeyTimeRecord& record : track->times) marks[At(ReductionRowOf(id))] += record.flag;
+  };
+  for (const int id : kLimbs) count(id);
+  for (const int id : kCarriers) count(id);
+  return marks;
+}
+
 /// Marks keys of `dense` that keep the knees of the thinned motion from jerking: at each jerk the
 /// frame that is furthest off. False if there is nothing left to be done.
 bool KeepForKnees(MotionCore& dense, const Shown& shown, const Shown& take) {
@@ -190,19 +206,69 @@ struct Reducing {
   const TakeReductionSettings& settings;
   const EvalContext& context;
   int numFrames;
-  Shown take;
-  MotionCore dense;  // its marks grow
-  MotionCore thinned;
-  ReductionReport report;
-  Shown shown;
+  Shown take{};
+  MotionCore dense{};  // its marks grow
+  MotionCore thinned{};
+  ReductionReport report{};
+  Shown shown{};
+
+  // What was thinned last, before feet were held, and by what.
+  MotionCore last{};
+  KeyReductionTable lastRows{};
+  ReductionReport lastReport{};
+  std::array<int, kNumKeyReductionRows> lastMarks{};
 
   int Once(const KeyReductionTable& rows) {
+    const std::array<int, kNumKeyReductionRows> marks = MarksOf(dense);
+    const auto isAsBefore = [&](int row) {
+      return lastRows[At(kReduceAll)].filter == 0 && rows[At(kReduceAll)].filter == 0 &&
+             !lastReport.tracks.empty() && rows[At(row)] == lastRows[At(row)] &&
+             marks[At(row)] == lastMarks[At(row)];
+    };
+    const bool bodyIs = isAsBefore(kReduceVertical) && isAsBefore(kReduceHorizontal);
+    const auto stays = [&](int id) {
+      return id == kVertical || id == kHorizontal ? bodyIs : isAsBefore(ReductionRowOf(id));
+    };
+    KeyReductionTable redo = rows;
+    for (int row = kReduceAll + 1; row < kNumKeyReductionRows; ++row) {
+      const bool ofBody = row == kReduceVertical || row == kReduceHorizontal;
+      if (ofBody ? bodyIs : isAsBefore(row)) redo[At(row)].filter = 0;
+    }
     thinned = dense;
-    if (ReduceKeys(thinned, rows, {}, context, report) == kRefused) return kRefused;
+    if (ReduceKeys(thinned, redo, {}, context, report) == kRefused) return kRefused;
+    if (!lastReport.tracks.empty() && TakeOver(stays) == kRefused) return kRefused;
+    last = thinned;
+    lastRows = rows;
+    lastMarks = marks;
+    lastReport = report;
     // What was left of a contact's keys no longer says where the foot rolls over.
     if (!thinned.freeForm && HoldFeetAnew(thinned, settings.firmFeet, context) == kRefused) {
       return kRefused;
     }
+    return kDone;
+  }
+
+  /// Tracks that stay as they were thinned last.
+  template <class Stays>
+  int TakeOver(const Stays& stays) {
+    ForEachTable(thinned, [&](int id, auto& table) {
+      if (!stays(id)) return;
+      ForEachTable(std::as_const(last), [&](int other, const auto& from) {
+        if constexpr (std::is_same_v<std::remove_cvref_t<decltype(table)>,
+                                     std::remove_cvref_t<decltype(from)>>) {
+          if (other == id) table = from;
+        }
+      });
+    });
+    for (TrackReduction& track : report.tracks) {
+      if (!stays(track.id)) continue;
+      for (const TrackReduction& before : lastReport.tracks) {
+        if (before.id == track.id) track = before;
+      }
+    }
+    // A flight names its keys by their numbers.
+    if (!thinned.freeForm && BuildFlights(thinned) == kRefused) return kRefused;
+    RefreshTracks(thinned);
     return kDone;
   }
 
@@ -270,7 +336,8 @@ int ReduceTakeKeys(MotionCore& motion, const TakeReductionSettings& settings,
                    KeyReductionTable& rows, ReductionReport& report) {
   try {
     rows = settings.rows;
-    Reducing run{settings, context, numFrames, {}, motion, {}, {}, {}};
+    Reducing run{settings, context, numFrames};
+    run.dense = motion;
     const bool judged =
         settings.smoothKnees || settings.limbKeysAtMost > 0 || settings.contacts != nullptr;
     if (judged) run.take = Show(take, numFrames, context);
