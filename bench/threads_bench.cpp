@@ -3,11 +3,11 @@
 
 #include <cstdio>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "bench/keyed_figure.h"
 #include "bench/timing.h"
+#include "bench/two_threads.h"
 
 namespace strider::bench {
 namespace {
@@ -15,44 +15,6 @@ namespace {
 constexpr int kFigures = 1000;
 constexpr int kRounds = 15;
 constexpr int kFramesPerRound = 20;
-constexpr double kMachineGivesTwo = 1.95;
-constexpr int kTriesForAQuietMachine = 10;
-
-/// Arithmetic that touches no memory, in so many independent sums at once. One sum leaves most of
-/// a processor idle; eight fill it, and tell two whole processors from two halves of one.
-template <int kSums>
-[[gnu::noinline]] double Arithmetic(int count) {
-  double sums[kSums];
-  for (int k = 0; k < kSums; ++k) sums[k] = 1 + k;
-  for (int i = 0; i < count; ++i) {
-    for (double& sum : sums) sum = sum * 0.999999 + 0.5;
-  }
-  double all = 0;
-  for (double sum : sums) all += sum;
-  return all;
-}
-
-/// Runs `half(0)` and `half(1)` on two threads.
-template <class Half>
-void OnTwoThreads(const Half& half) {
-  std::thread other([&half] { half(1); });
-  half(0);
-  other.join();
-}
-
-template <int kSums>
-double ArithmeticGain() {
-  volatile int steps = 10'000'000;  // read each time, so that no round is taken from another
-  [[maybe_unused]] volatile double sink = 0;
-  const Comparison c = Compare(
-      5, [&] { sink = Arithmetic<kSums>(2 * steps); },
-      [&] {
-        double results[2];
-        OnTwoThreads([&](int i) { results[i] = Arithmetic<kSums>(steps); });
-        sink = results[0] + results[1];
-      });
-  return c.ratio.median;
-}
 
 class Crowd {
  public:
@@ -79,14 +41,7 @@ class Crowd {
 
 int main() {
   using namespace strider::bench;
-  double arithmetic = 0;
-  for (int i = 0; i < kTriesForAQuietMachine && arithmetic < kMachineGivesTwo; ++i) {
-    arithmetic = ArithmeticGain<1>();
-  }
-  std::printf("plain arithmetic, two threads against one   %.2f times\n", arithmetic);
-  if (arithmetic < kMachineGivesTwo) {
-    std::printf("the machine is busy: what follows says little\n");
-  }
+  SayWhatTwoThreadsGive();
   std::printf("eight sums at once, two threads against one %.2f times\n", ArithmeticGain<8>());
   Crowd crowd;
   const std::size_t all = kFigures, half = all / 2;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -15,6 +14,7 @@
 #include "cli/import_options.h"
 #include "cli/motion_outputs.h"
 #include "cli/output.h"
+#include "cli/text_option.h"
 #include "cli/verbs.h"
 #include "strider/base/number_text.h"
 
@@ -94,6 +94,11 @@ bool ListFolder(const fs::path& folder, const fs::path& output, std::vector<Task
   for (fs::recursive_directory_iterator entry(folder, failed), end; !failed && entry != end;
        entry.increment(failed)) {
     std::error_code unknown;
+    // What an earlier sitting made is no take of this one.
+    if (fs::equivalent(entry->path(), output, unknown)) {
+      entry.disable_recursion_pending();
+      continue;
+    }
     if (!entry->is_regular_file(unknown) || !IsTakeInFolder(entry->path())) continue;
     fs::path relative = entry->path().lexically_relative(folder);
     tasks.push_back({entry->path().string(), output / relative.replace_extension()});
@@ -101,6 +106,25 @@ bool ListFolder(const fs::path& folder, const fs::path& output, std::vector<Task
   if (!failed) return true;
   refusal = folder.string() + ": " + failed.message();
   return false;
+}
+
+std::string WithExtension(const fs::path& path, const std::string& format) {
+  return path.string() + "." + format;
+}
+
+/// Takes cannot be made again: a motion never takes the place of one.
+bool WritesOverNone(const Arguments& arguments, const std::vector<Task>& tasks,
+                    std::string& refusal) {
+  for (const Task& task : tasks) {
+    for (const std::string& format : arguments.formats) {
+      const std::string path = WithExtension(task.output, format);
+      const char* what = InputAt(path, task.input, arguments.import);
+      if (what == nullptr) continue;
+      refusal = path + ": is " + what + " itself";
+      return false;
+    }
+  }
+  return true;
 }
 
 bool ListTasks(const Arguments& arguments, std::vector<Task>& tasks, std::string& refusal) {
@@ -126,13 +150,11 @@ bool ListTasks(const Arguments& arguments, std::vector<Task>& tasks, std::string
   tasks.erase(std::unique(tasks.begin(), tasks.end(),
                           [](const Task& a, const Task& b) { return a.output == b.output; }),
               tasks.end());
-  if (!tasks.empty()) return true;
-  refusal = "no takes (.bvh, .mkr) in what was given";
-  return false;
-}
-
-std::string WithExtension(const fs::path& path, const std::string& format) {
-  return path.string() + "." + format;
+  if (tasks.empty()) {
+    refusal = "no takes (.bvh, .mkr) in what was given";
+    return false;
+  }
+  return WritesOverNone(arguments, tasks, refusal);
 }
 
 /// One sitting of converting many takes.
@@ -141,12 +163,7 @@ class Batch {
   Batch(const Arguments& arguments, const ImportOptions& options, const Shard& shard,
         std::vector<Task> tasks)
       : arguments_(arguments), options_(options), tasks_(std::move(tasks)) {
-    fs::path folder = arguments.output;
-    folder /= "";
-    char name[4096];
-    (void)std::snprintf(name, sizeof name, "%s%sErrLog.txt", folder.c_str(),
-                        shard.Prefix().c_str());
-    log_ = name;
+    log_ = (fs::path(arguments.output) / (shard.Prefix() + "ErrLog.txt")).string();
   }
 
   /// The log of an earlier sitting says nothing of this one.
@@ -167,7 +184,6 @@ class Batch {
     for (int i = 1; i < threads; ++i) others.emplace_back([this] { Work(); });
     Work();
     for (std::thread& other : others) other.join();
-    if (atTerminal_ && told_) std::cerr << std::flush;
     std::string text = std::to_string(done_) + " converted, " + std::to_string(skipped_) +
                        " up to date, " + std::to_string(failed_) + " failed";
     if (failed_ > 0) text += ", see " + log_;
@@ -237,10 +253,8 @@ class Batch {
       std::cerr << "strider batch: " << OnOneLine(cause) << "\n";
     }
     if (!atTerminal_) return;
-    char line[4096];
-    (void)std::snprintf(line, sizeof line, "%s %d %s  %d %s\n", "take", told_, "of",
-                        static_cast<int>(tasks_.size()), OnOneLine(task.input).c_str());
-    std::cerr << line;
+    std::cerr << "take " << told_ << " of  " << tasks_.size() << " " << OnOneLine(task.input)
+              << "\n";
   }
 
   const Arguments& arguments_;
@@ -298,17 +312,12 @@ Verb AddBatchVerb(CLI::App& program) {
   parser->add_option("--to", a->formats, "formats to write, with commas between; default sdr")
       ->type_name("EXT,EXT")
       ->delimiter(',');
-  const auto text = [&](const char* name, std::optional<std::string>& to, const char* type,
-                        const char* meaning) {
-    parser
-        ->add_option_function<std::string>(
-            name, [&to](const std::string& value) { to = value; }, meaning)
-        ->type_name(type);
-  };
-  text("-j,--jobs", a->threads, "N", "takes at the same time; default the machine's cores, to 8");
-  text("--shard", a->shard, "K/N", "part K of N of the takes, for several machines");
+  AddTextOption(*parser, "-j,--jobs", a->threads, "N",
+                "takes at the same time; default the machine's cores, to 8");
+  AddTextOption(*parser, "--shard", a->shard, "K/N",
+                "part K of N of the takes, for several machines");
   parser->add_flag("--force", a->force, "convert what is up to date too");
-  AddImportOptions(*parser, a->import);
+  AddImportOptions(*parser, a->import, false);
   return {parser, [a] { return Run(*a); }};
 }
 

@@ -6,6 +6,7 @@
 
 #include "cli/motion_outputs.h"
 #include "cli/output.h"
+#include "cli/text_option.h"
 #include "cli/verbs.h"
 #include "strider/base/number_text.h"
 #include "strider/footsteps/convert_motion.h"
@@ -222,19 +223,14 @@ Verb AddConvertVerb(CLI::App& program) {
   parser->add_option("input", a->input, "file to read: .sdr, .stp or .fig")
       ->type_name("IN")
       ->required();
-  const auto text = [&](const char* name, std::optional<std::string>& to, const char* type,
-                        const char* meaning) {
-    parser
-        ->add_option_function<std::string>(
-            name, [&to](const std::string& value) { to = value; }, meaning)
-        ->type_name(type);
-  };
-  text("--from", a->from, "FRAME", "first frame to write; default the motion's first");
-  text("--to", a->to, "FRAME", "last frame to write; default the motion's last");
+  AddTextOption(*parser, "--from", a->from, "FRAME",
+                "first frame to write; default the motion's first");
+  AddTextOption(*parser, "--to", a->to, "FRAME", "last frame to write; default the motion's last");
   parser->add_flag("--key-per-frame", a->keyPerFrame, "a key of every part on every frame");
   parser->add_flag("--flatten", a->flatten, "all footsteps to the ground plane");
   parser->add_flag("--zero-height", a->zeroHeight, "the motion starts on the ground plane");
-  text("--figure", a->figure, "F.fig", "the figure to move; default the file's own");
+  AddTextOption(*parser, "--figure", a->figure, "F.fig",
+                "the figure to move; default the file's own");
   parser->add_flag("--retarget-height", a->retargetHeight,
                    "with --figure: strides stay, the body takes its own height");
   parser->add_flag("--retarget-limbs", a->retargetLimbs,
@@ -245,8 +241,10 @@ Verb AddConvertVerb(CLI::App& program) {
   parser->add_flag("--bake", a->bake,
                    "with --free-form or --footsteps: a key of every part on every frame first");
   parser->add_flag("--flat", a->flat, "with --footsteps: they are put on the ground plane");
-  text("--body-type", a->bodyType, "N", "bodies that are drawn, 0 the finest to 3 boxes");
-  text("--metres-per-unit", a->metresPerUnit, "M", "size of a scene unit for formats in metres");
+  AddTextOption(*parser, "--body-type", a->bodyType, "N",
+                "bodies that are drawn, 0 the finest to 3 boxes");
+  AddTextOption(*parser, "--metres-per-unit", a->metresPerUnit, "M",
+                "size of a scene unit for formats in metres");
   AddMotionOutputOptions(*parser, a->words);
   parser->add_option("-o,--output", a->output, "file to write: " + ListFormats(MotionFormats()))
       ->type_name("OUT")

@@ -1,4 +1,7 @@
 #include "cli/import_options.h"
+#include "cli/text_option.h"
+
+#include <filesystem>
 
 #include "strider/base/number_text.h"
 
@@ -33,13 +36,7 @@ bool ReadWithin(const char* option, const std::optional<std::string>& text, doub
 
 }  // namespace
 
-void AddImportOptions(CLI::App& verb, ImportWords& words) {
-  const auto text = [&](const char* name, std::optional<std::string>& to, const char* type,
-                        const char* meaning) {
-    verb.add_option_function<std::string>(
-            name, [&to](const std::string& value) { to = value; }, meaning)
-        ->type_name(type);
-  };
+void AddImportOptions(CLI::App& verb, ImportWords& words, bool withFrames) {
   CLI::Option* footsteps =
       verb.add_flag("--footsteps", words.footsteps, "footsteps where feet stand; the default");
   verb.add_flag("--free-form", words.freeForm, "keys alone, no footsteps")->excludes(footsteps);
@@ -58,12 +55,16 @@ void AddImportOptions(CLI::App& verb, ImportWords& words) {
       ->type_name("F.fig");
   verb.add_option("--pose", words.pose, "the pose that the take's reference stands for")
       ->type_name("C.cal");
-  text("--scale", words.scale, "S", "scene units in a unit of the take; default to centimetres");
-  text("--up", words.up, "x|y|z", "the take's axis that points up; default as it stands");
-  text("--fps", words.fps, "N", "frames a second of the motion; default near 30");
-  text("--from", words.from, "FRAME", "first frame of the motion to take");
-  text("--to", words.to, "FRAME", "last frame of the motion to take");
-  text("--loop", words.loop, "N", "the last N frames lead back to the first");
+  AddTextOption(verb, "--scale", words.scale, "S",
+                "scene units in a unit of the take; default to centimetres");
+  AddTextOption(verb, "--up", words.up, "x|y|z",
+                "the take's axis that points up; default as it stands");
+  AddTextOption(verb, "--fps", words.fps, "N", "frames a second of the motion; default near 30");
+  if (withFrames) {
+    AddTextOption(verb, "--from", words.from, "FRAME", "first frame of the motion to take");
+    AddTextOption(verb, "--to", words.to, "FRAME", "last frame of the motion to take");
+  }
+  AddTextOption(verb, "--loop", words.loop, "N", "the last N frames lead back to the first");
   verb.add_flag("--keep-first", words.keepFirst, "keep a first frame that stands alone");
   verb.add_flag("--strict", words.strict, "leave joints with unknown names out whole");
 }
@@ -73,7 +74,7 @@ bool ReadImportOptions(const ImportWords& words, ImportOptions& options, std::st
   options.names = words.names;
   options.figure = words.figure;
   options.pose = words.pose;
-  options.footsteps = !words.freeForm;
+  if (words.footsteps || words.freeForm) options.footsteps = words.footsteps;
   options.reduce = !words.noReduction;
   options.running = words.running;
   options.keepFirst = words.keepFirst;
@@ -99,6 +100,22 @@ bool ReadImportOptions(const ImportWords& words, ImportOptions& options, std::st
          ReadCount("--from", words.from, options.from, refusal) &&
          ReadCount("--to", words.to, options.to, refusal) &&
          ReadCount("--loop", words.loop, options.loopFrames, refusal);
+}
+
+const char* InputAt(const std::string& path, const std::string& take, const ImportWords& words) {
+  const struct {
+    const std::string& file;
+    const char* what;
+  } inputs[] = {{take, "the take"},
+                {words.params, kSettings},
+                {words.names, "the name file"},
+                {words.figure, "the figure"},
+                {words.pose, "the pose"}};
+  for (const auto& input : inputs) {
+    std::error_code neither;  // where one of the two is not there
+    if (std::filesystem::equivalent(path, input.file, neither)) return input.what;
+  }
+  return nullptr;
 }
 
 }  // namespace strider

@@ -19,10 +19,18 @@ struct ImportWords {
   std::optional<std::string> scale, up, fps, from, to, loop;
 };
 
-/// Adds the options; parsing fills `words`, which has to outlive `verb`.
-void AddImportOptions(CLI::App& verb, ImportWords& words);
+/// Adds the options, --from and --to only where one take is meant; parsing fills `words`, which has
+/// to outlive `verb`.
+void AddImportOptions(CLI::App& verb, ImportWords& words, bool withFrames = true);
 /// False for a value that cannot be; `refusal` names it.
 [[nodiscard]] bool ReadImportOptions(const ImportWords& words, ImportOptions& options,
                                      std::string& refusal);
+
+/// What InputAt calls a .moc file that is read.
+inline constexpr const char kSettings[] = "the settings";
+
+/// What `path` is of the files that an import reads ("the take", "the figure", ...): nothing is
+/// written over those. Null for a file of its own.
+const char* InputAt(const std::string& path, const std::string& take, const ImportWords& words);
 
 }  // namespace strider

@@ -8,6 +8,7 @@
 #include "cli/output.h"
 #include "cli/verbs.h"
 #include "exchange/import_json.h"
+#include "strider/base/whole_file.h"
 #include "strider/capture/moc_file.h"
 #include "strider/storage/motion_file.h"
 
@@ -44,20 +45,38 @@ ExitStatus Run(const Arguments& arguments) {
   ImportOptions options;
   MotionOutputOptions output;
   if (!ReadImportOptions(arguments.import, options, refusal)) return Refuse(kName, refusal);
-  if (format != kPoseFormat && !ReadMotionOutputOptions(arguments.words, format, output, refusal)) {
+  if (!ReadMotionOutputOptions(arguments.words, format, output, refusal)) {
     return Refuse(kName, refusal);
   }
+  // Takes cannot be made again: a slip of the keys must not put a motion in the place of one.
+  // Settings alone may be completed in place.
+  const std::string& saveParams = arguments.saveParams;
+  const char* input = InputAt(arguments.output, arguments.input, arguments.import);
+  if (input != nullptr) return Refuse(kName, Named(arguments.output) + "is " + input + " itself");
+  input = InputAt(saveParams, arguments.input, arguments.import);
+  if (input != nullptr && input != kSettings) {
+    return Refuse(kName, Named(saveParams) + "is " + input + " itself");
+  }
+  if (saveParams == arguments.output) return Refuse(kName, saveParams + ": is the output itself");
   ImportResult result;
   if (!ImportTake(arguments.input, options, {}, result, refusal)) return Refuse(kName, refusal);
   if (format == "stp" && result.motion.footsteps.numFootsteps == 0) {
     return Refuse(kName, Named(arguments.input) + "no footsteps were found for a .stp");
   }
-  if (!Write(arguments, result, output, refusal)) {
-    return Refuse(kName, arguments.output + ": " + refusal);
+  // The settings take their name when the motion has been written, so that both are there or none.
+  WholeFile settings;
+  if (!arguments.saveParams.empty()) {
+    const bool open = settings.Open(arguments.saveParams, refusal);
+    if (open) settings.Write(MocText(result.parameters));
+    if (!open || !settings.Finish(refusal)) {
+      return Refuse(kName, Named(arguments.saveParams) + refusal);
+    }
   }
-  if (!arguments.saveParams.empty() &&
-      !WriteMocFile(arguments.saveParams, result.parameters, refusal)) {
-    return Refuse(kName, refusal);
+  if (!Write(arguments, result, output, refusal)) {
+    return Refuse(kName, Named(arguments.output) + refusal);
+  }
+  if (!arguments.saveParams.empty() && !settings.Commit(refusal)) {
+    return Refuse(kName, Named(arguments.saveParams) + refusal);
   }
   if (arguments.json) return PrintOutput(kName, ImportJson(result));
   return PrintOutput(kName, ImportSummary(result) + arguments.output + "\n");

@@ -34,10 +34,11 @@ int Main(int argc, char** argv) {
   program.get_formatter()->column_width(34);
   program.get_formatter()->label("SUBCOMMAND", "VERB");
   program.footer("strider VERB --help tells the options of a verb.\n");
-  const std::vector<Verb> verbs = {
-      AddConvertVerb(program),     AddFigureVerb(program), AddImportVerb(program),
-      AddInfoVerb(program),        AddMakeVerb(program),   AddMeasureVerb(program),
-      AddPreferencesVerb(program), AddSheetVerb(program),  AddViewVerb(program)};
+  const std::vector<Verb> verbs = {AddBatchVerb(program),   AddConvertVerb(program),
+                                   AddFigureVerb(program),  AddImportVerb(program),
+                                   AddInfoVerb(program),    AddMakeVerb(program),
+                                   AddMeasureVerb(program), AddPreferencesVerb(program),
+                                   AddSheetVerb(program),   AddViewVerb(program)};
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& success) {  // help or version was asked

@@ -1,4 +1,5 @@
 #include "cli/make_options.h"
+#include "cli/text_option.h"
 
 #include <cmath>
 #include <vector>
@@ -138,10 +139,7 @@ void AddMakeOptions(CLI::App& verb, MakeWords& words) {
       ->check(CLI::IsMember({"walk", "run", "jump", "plan"}));
   const auto addText = [&verb](const char* option, std::optional<std::string>& word,
                                const char* typeName, const std::string& help, const char* group) {
-    verb.add_option_function<std::string>(
-            option, [&word](const std::string& text) { word = text; }, help)
-        ->type_name(typeName)
-        ->group(group);
+    AddTextOption(verb, option, word, typeName, help)->group(group);
   };
   constexpr const char* kGaitGroup = "Footsteps of a gait";
   constexpr const char* kPlanGroup = "Footsteps of a plan";

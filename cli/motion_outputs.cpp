@@ -1,6 +1,7 @@
 #include "cli/motion_outputs.h"
 
 #include "cli/progress.h"
+#include "cli/text_option.h"
 #include "exchange/motion_bvh.h"
 #include "exchange/motion_glb.h"
 #include "exchange/motion_npz.h"
@@ -139,10 +140,8 @@ const MotionFormat* FindFormat(const std::string& extension) {
 void AddMotionOutputOptions(CLI::App& verb, MotionOutputWords& words, bool withFps) {
   constexpr const char* kGroup = "Output";
   if (withFps) {
-    verb.add_option_function<std::string>(
-            "--fps", [&words](const std::string& text) { words.fps = text; },
-            "poses a second; default those of the motion's own frames")
-        ->type_name("F")
+    AddTextOption(verb, "--fps", words.fps, "F",
+                  "poses a second; default those of the motion's own frames")
         ->group(kGroup);
   }
   verb.add_flag("--at-keys", words.atKeys, "poses only where a track has a key")->group(kGroup);

@@ -30,13 +30,39 @@ Json TakeJson(const TakeFacts& take) {
   return json;
 }
 
+struct KeyCounts {
+  std::string track;
+  int before = 0, after = 0;
+};
+/// Of each track, before keys that say nothing of their own went and as the motion has them.
+std::vector<KeyCounts> CountKeys(const ImportResult& result) {
+  std::vector<KeyCounts> counts;
+  for (const KeyedTrack& track : KeyedTracksOf(result.motion)) {
+    KeyCounts count = {track.name, track.track->numKeys, track.track->numKeys};
+    for (const TrackReduction& thinned : result.conversion.reduction.tracks) {
+      if (thinned.id == track.id) count.before = thinned.keysBefore;
+    }
+    counts.push_back(std::move(count));
+  }
+  return counts;
+}
+KeyCounts Sum(const std::vector<KeyCounts>& counts) {
+  KeyCounts sum;
+  for (const KeyCounts& count : counts) {
+    sum.before += count.before;
+    sum.after += count.after;
+  }
+  return sum;
+}
+
 Json SummaryJson(const ImportResult& result) {
   const ConversionReport& report = result.conversion;
+  const KeyCounts keys = Sum(CountKeys(result));
   Json json;
   json["jointsMissing"] = result.take.missingJoints;
   json["slidingFootsteps"] = report.extraction.NumSliding();
-  json["keysBefore"] = report.reduction.KeysBefore();
-  json["keysAfter"] = report.reduction.KeysAfter();
+  json["keysBefore"] = keys.before;
+  json["keysAfter"] = keys.after;
   json["fitErrorMean"] = static_cast<float>(report.fit.mean);
   json["sceneRate"] = Rounded(result.sceneRate);
   json["speedChange"] = Rounded(result.speedChange);
@@ -94,15 +120,13 @@ void AddFootsteps(const ImportResult& result, std::string& text) {
 }
 
 void AddKeys(const ImportResult& result, std::string& text) {
-  const ReductionReport& reduction = result.conversion.reduction;
-  if (reduction.tracks.empty()) return;
+  const std::vector<KeyCounts> counts = CountKeys(result);
+  const KeyCounts sum = Sum(counts);
   Text out;
-  out.Add("keys: %d of %d left;", reduction.KeysAfter(), reduction.KeysBefore());
-  const char* comma = "";
-  for (const TrackReduction& track : reduction.tracks) {
-    const BodyPart* part = FindBodyPart(track.id);
-    out.Add("%s %s %d of %d", comma, part != nullptr ? part->scriptName : "extra", track.keysAfter,
-            track.keysBefore);
+  out.Add("keys: %d of %d left", sum.after, sum.before);
+  const char* comma = ";";
+  for (const KeyCounts& count : counts) {
+    out.Add("%s %s %d of %d", comma, count.track.c_str(), count.after, count.before);
     comma = ",";
   }
   text += out.text_ + "\n";
@@ -124,16 +148,21 @@ std::string ImportJson(const ImportResult& result) {
 std::string ImportSummary(const ImportResult& result) {
   const TakeFacts& take = result.take;
   Text out;
-  out.Add("take: %d frames at %.6g a second, %.2f s; unit %s%s(%g m), %s up%s\n", take.frames,
-          take.rate, take.rate > 0 ? take.frames / take.rate : 0, take.unitName.c_str(),
-          take.unitName.empty() ? "" : " ", take.metresPerUnit, NameOf(take.up),
+  out.Add("take: %d frames at %.6g a second, %.2f s; unit ", take.frames, take.rate,
+          take.rate > 0 ? take.frames / take.rate : 0);
+  out.Add(take.unitName.empty() ? "%s%g m" : "%s (%g m)", take.unitName.c_str(),
+          take.metresPerUnit);
+  out.Add(", %s up%s\n", NameOf(take.up),
           take.leftOutFirst ? "; its first frame stands alone and is left out" : "");
-  out.Add("joints: %d found", take.jointsFound);
-  if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
-  if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
-  if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);
+  if (take.jointsFound > 0) {  // a motion was read otherwise
+    out.Add("%s: %d found", take.ofMarkers ? "markers" : "joints", take.jointsFound);
+    if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
+    if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
+    if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);
+    out.text_ += "\n";
+  }
   const FrameRange range = FrameRangeOf(result.motion);
-  out.Add("\nmotion: frames %lld to %lld at %g a second", static_cast<long long>(range.first),
+  out.Add("motion: frames %lld to %lld at %g a second", static_cast<long long>(range.first),
           static_cast<long long>(range.last), result.sceneRate);
   if (std::fabs(result.speedChange) >= 0.005) {
     out.Add(", %.2f %% %s than the take", std::fabs(result.speedChange),

@@ -1,5 +1,10 @@
 #include "strider/capture/bridge_markers.h"
 
+#include <algorithm>
+#include <cmath>
+
+#include "strider/capture/capture_report.h"
+
 namespace strider {
 namespace {
 
@@ -53,6 +58,21 @@ BridgeReport BridgeDroppedMarkers(CaptureScene& scene, int maxFrames) {
   for (MarkerRecord& marker : scene.markers) Bridge(marker, maxFrames, report);
   for (MarkerRecord& marker : scene.extraMarkers) Bridge(marker, maxFrames, report);
   return report;
+}
+
+void BridgeShortGaps(CaptureScene& scene, std::vector<std::string>& notes) {
+  constexpr double kLongest = 0.2, kUsualFrame = 1 / 30.0;  // seconds
+  const double frame = scene.frameTime > 0 ? scene.frameTime * scene.thinning : kUsualFrame;
+  const BridgeReport report =
+      BridgeDroppedMarkers(scene, static_cast<int>(std::lround(std::min(kLongest / frame, 1e6))));
+  if (report.bridged > 0) {
+    notes.push_back("gaps bridged in markers: " + std::to_string(report.bridged));
+  }
+  std::vector<std::string> gaps;
+  for (const MarkerGap& gap : report.remain) {
+    gaps.push_back(gap.name + " " + std::to_string(gap.first) + " to " + std::to_string(gap.last));
+  }
+  if (!gaps.empty()) notes.push_back("markers missing in frames: " + ListWords(gaps));
 }
 
 }  // namespace strider

@@ -23,4 +23,8 @@ struct BridgeReport {
 /// that leaves and arrives as the marker moves around the gap. Extra markers too.
 BridgeReport BridgeDroppedMarkers(CaptureScene& scene, int maxFrames);
 
+/// Closes the gaps that are short enough for a curve to be right, a fifth of a second, and notes
+/// how many there were and which remain.
+void BridgeShortGaps(CaptureScene& scene, std::vector<std::string>& notes);
+
 }  // namespace strider

@@ -207,7 +207,8 @@ void ReadBvhFrames(BvhFile& file) {
   const std::int64_t wanted = std::min(most / file.numColumns + 1, file.framesStated);
   const auto columns = static_cast<std::size_t>(file.numColumns);
   const std::size_t stated = static_cast<std::size_t>(wanted) * columns;
-  file.values = std::make_unique_for_overwrite<float[]>(stated);
+  // Not cleared: each is written before it counts.
+  file.values.reset(new float[stated]);
   std::size_t count = 0;
   for (; count < stated; ++count) {
     while (at != end && IsBlank(*at)) ++at;

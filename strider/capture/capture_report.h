@@ -20,4 +20,7 @@ struct CaptureReport {
 /// So many unknown names are listed; a note tells of more.
 inline constexpr std::size_t kMostUnknownNames = 10000;
 
+/// Words in a row, with commas between; of very many the first ones and how many more there are.
+std::string ListWords(const std::vector<std::string>& words, std::size_t most = 12);
+
 }  // namespace strider

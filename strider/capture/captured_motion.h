@@ -15,6 +15,12 @@ namespace strider {
 /// the origin without a turn.
 using CapturedPose = std::array<Frame, kNumCaptureJoints>;
 
+/// Frames of the scene, from `first` to `last`, in which nothing showed a joint: it was carried on.
+struct HeldJoint {
+  int joint = kNoJoint;
+  int first = 0, last = 0;
+};
+
 struct CapturedMotion {
   std::array<bool, kNumCaptureJoints> present{};
   std::array<int, kNumCaptureJoints> parent{};  // nearest joint of the take above; kNoJoint
@@ -23,6 +29,7 @@ struct CapturedMotion {
   /// The body standing upright with its feet flat: what turns are counted from.
   CapturedPose reference;
   std::vector<CapturedPose> poses;
+  std::vector<HeldJoint> held;  // of a take of markers
 };
 
 /// How the take's axes lie: which of them points up, from where the core's axes follow by a turn.

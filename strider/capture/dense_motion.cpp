@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "strider/capture/capture_loop.h"
+#include "strider/capture/marker_poses.h"
 #include "strider/capture/pose_adjustment.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
@@ -14,9 +15,6 @@
 
 namespace strider {
 namespace {
-
-// More frames than this are no take of a person.
-constexpr std::size_t kMostFrames = 1 << 20;
 
 /// Adds up errors; the mean is their sum until Finish.
 class FitSum {
@@ -46,11 +44,12 @@ bool PutFrames(const DenseSettings& settings, DenseMotion& dense) {
     adjustment.emplace(dense.talent, dense.captured.reference, settings.orientation,
                        *settings.pose);
   }
+  const std::vector<PlaneAngles> planes = PlanesOf(dense.talent, poses);
   MotionCore posed = dense.motion;
   FitSum fit(dense.legLength);
   LoopBlend loop(settings.loopFrames, static_cast<int>(poses.size()));
   for (std::size_t f = 0; f < poses.size(); ++f) {
-    SolvePose(dense.talent, poses[f], settings.orientation, posed);
+    SolvePose(dense.talent, poses[f], settings.orientation, planes[f], posed);
     fit.Add(posed, poses[f]);
     if (adjustment) adjustment->Apply(posed);
     loop.Apply(static_cast<int>(f), posed);
@@ -64,9 +63,14 @@ bool PutFrames(const DenseSettings& settings, DenseMotion& dense) {
 bool Make(const CaptureScene& scene, const DenseSettings& settings, DenseMotion& dense,
           std::string& cause) {
   cause.clear();
-  if (PosesOfJoints(scene, settings.toYUp, settings.frames, dense.captured) == kRefused) {
-    cause = "no frames to convert";
-  } else if (dense.captured.poses.size() > kMostFrames ||
+  const bool ofMarkers = scene.kind == CaptureKind::kMarkers;
+  const int posed = ofMarkers
+                        ? PosesOfMarkers(scene, settings.frames, dense.captured)
+                        : PosesOfJoints(scene, settings.toYUp, settings.frames, dense.captured);
+  if (posed == kRefused) {
+    cause = ofMarkers ? "no frames to convert, or their markers show no hips and legs"
+                      : "no frames to convert";
+  } else if (static_cast<std::int64_t>(dense.captured.poses.size()) > kMostTakeFrames ||
              static_cast<std::int64_t>(dense.captured.poses.size()) * settings.ticksPerFrame >=
                  kFootstepTimeLimit) {
     cause = "too many frames for one motion";
@@ -143,7 +147,9 @@ DenseMotion DenseMotionOf(MotionCore motion, int numFrames, const EvalContext& c
 
 MotionCore PoseInReference(const DenseMotion& dense, const DenseSettings& settings) {
   MotionCore posed = dense.talent.figure;
-  SolvePose(dense.talent, dense.captured.reference, settings.orientation, posed);
+  const CapturedPose& reference = dense.captured.reference;
+  const PlaneAngles planes = PlanesOf(dense.talent, {&reference, 1}).front();
+  SolvePose(dense.talent, reference, settings.orientation, planes, posed);
   MotionCore motion = dense.talent.figure;
   (void)PutPose(motion, posed, 0);  // a pose of finite places, as the fitting has found it
   RefreshTracks(motion);

@@ -2,12 +2,16 @@
 // and what keys are then taken out of.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "strider/capture/solve_pose.h"
 #include "strider/core/eval_context.h"
 
 namespace strider {
+
+/// More frames than this are no take of a person.
+inline constexpr std::int64_t kMostTakeFrames = 1 << 20;
 
 struct DenseSettings {
   Quat toYUp;          // turns a take of joints upright; markers come with Y up

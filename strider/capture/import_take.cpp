@@ -6,16 +6,15 @@
 #include "strider/base/number_text.h"
 #include "strider/capture/bridge_markers.h"
 #include "strider/capture/bvh_reader.h"
+#include "strider/capture/conversion_settings.h"
 #include "strider/capture/joint_names.h"
+#include "strider/capture/load_capture.h"
 #include "strider/capture/marker_reader.h"
 #include "strider/capture/moc_file.h"
 #include "strider/capture/mocap_parameters.h"
 #include "strider/capture/name_sets.h"
 #include "strider/capture/take_guess.h"
 #include "strider/core/body_id.h"
-#include "strider/core/motion_range.h"
-#include "strider/footsteps/bake.h"
-#include "strider/footsteps/convert_motion.h"
 #include "strider/storage/motion_file.h"
 
 namespace strider {
@@ -33,20 +32,6 @@ constexpr double kCentimetre = 0.01;
 constexpr double kGravity = 9.81;  // metres per second squared
 // The frames of the laws of motion are a thirtieth of a second.
 constexpr double kLawFrames = 30.0 * 30.0;
-// Gaps of markers are bridged up to this long, seconds.
-constexpr double kLongestBridge = 0.2;
-
-std::string Lower(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
-}
-
-std::string ExtensionOfPath(const std::string& path) {
-  const std::size_t dot = path.find_last_of("./");
-  return dot == std::string::npos || path[dot] != '.' ? "" : Lower(path.substr(dot + 1));
-}
 
 class Import {
  public:
@@ -55,19 +40,19 @@ class Import {
       : path_(path), options_(options), context_(context), result_(result), cause_(cause) {}
 
   bool Run() {
-    const std::string format = ExtensionOfPath(path_);
+    const std::string format = EndingOf(path_);
     const std::vector<std::string>& known = TakeFormats();
     if (std::find(known.begin(), known.end(), format) == known.end()) {
       cause_ = path_ + ": takes end in .bvh, .mkr or .sdr";
       return false;
     }
-    if (!ChooseParameters() || !LoadFigures()) return false;
+    if (!ChooseParameters()) return false;
     if (format == "sdr") return FromMotion();
     return (format == "bvh" ? ReadJoints() : ReadMarkerFile()) && Convert();
   }
 
  private:
-  bool Refuse(const std::string& why) {
+  bool Refuse(std::string why) {
     cause_ = path_ + ": " + why;
     return false;
   }
@@ -86,8 +71,6 @@ class Import {
 
   bool ChooseParameters();
   void TellTolerances();
-  bool LoadFigure(const std::string& path, std::optional<StreamContents>& contents);
-  bool LoadFigures();
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
@@ -95,6 +78,7 @@ class Import {
   void ChooseUp();
   bool ChooseFrames();
   void ChooseExtraction(const MotionCore& figure, float lowestAnkle);
+  void TellHeld(const CapturedMotion& captured);
   void TellDropped();
   bool Convert();
   bool FromMotion();
@@ -104,7 +88,7 @@ class Import {
   const EvalContext& context_;
   ImportResult& result_;
   std::string& cause_;
-  std::optional<StreamContents> figure_, pose_;
+  NamedFigures figures_;
   CaptureScene scene_;
   ConversionSettings settings_;
 };
@@ -116,7 +100,7 @@ bool Import::ChooseParameters() {
   } else {
     p.extraction.conversionFlag = 1;
     p.extraction.fsSlidingAngle = kSlidingAngle;
-    p.limbOrientation.fill(kOrientAuto);
+    p.limbOrientation.fill(static_cast<int>(PlaneSource::kAuto));
   }
   for (const auto& [name, value] : options_.sets) {
     if (!SetMocapParameter(p, name, value, cause_)) {
@@ -139,45 +123,24 @@ bool Import::ChooseParameters() {
     p.useTalentPoseAdjFile = 1;
   }
   if (options_.up) p.upVector = static_cast<int>(*options_.up);
-  settings_.footsteps = options_.footsteps;
+  if (options_.footsteps) p.fsExtractionMode = *options_.footsteps ? kFsExtract : kFsLeaveFree;
   settings_.reduce = options_.reduce;
-  settings_.reduction.rows = p.keyReduction;
   settings_.reduction.smoothKnees = settings_.keepContacts = true;
   if (options_.parameterFile.empty() && !SetsAnyTolerance()) {
     settings_.reduction.limbKeysAtMost = kLimbKeys;
   }
-  settings_.dense.loopFrames = p.useLoopFrame ? p.loopFrameCount : 0;
-  const auto plane = [&p](int limb) {
-    return static_cast<PlaneSource>(
-        std::clamp(p.limbOrientation[static_cast<std::size_t>(limb)], 0, 3));
-  };
-  settings_.dense.orientation = {plane(kOrientKnee), plane(kOrientElbow), plane(kOrientFoot),
-                                 plane(kOrientHand)};
-  return true;
-}
-
-bool Import::LoadFigure(const std::string& path, std::optional<StreamContents>& contents) {
-  contents.emplace();
-  if (!ReadMotionFile(path, {}, *contents, cause_)) return false;
-  if (contents->hasFigure) return true;
-  cause_ = path + ": holds no figure";
-  return false;
-}
-
-bool Import::LoadFigures() {
-  const MocapParameters& p = result_.parameters;
-  if (p.useTalentFigStrucFile != 0) {
-    if (!LoadFigure(p.talentFigStrucFile, figure_)) return false;
-    settings_.figure = &figure_->Top();
-  }
-  if (p.useTalentPoseAdjFile != 0) {
-    if (!LoadFigure(p.talentPoseAdjFile, pose_)) return false;
-    settings_.dense.pose = &pose_->Base();
-  }
-  return true;
+  return ReadConversionSettings(p, figures_, settings_, cause_);
 }
 
 // --- Reading -----------------------------------------------------------------------------------
+
+std::string NamesOfSets() {
+  std::string text;
+  for (const NameSet& set : NameSets()) {
+    text += (text.empty() ? "" : ", ") + std::string(set.name);
+  }
+  return text;
+}
 
 bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table) {
   std::string& told = result_.take.nameSet;
@@ -188,6 +151,10 @@ bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTab
     if (set != nullptr) {
       table = FitNameSet(*set, JointNamesOfBvh(text)).table;
     } else if (!ReadNameFile(NameKind::kJoints, names, table, cause_)) {
+      // A word without a dot was meant for a set.
+      if (names.find_first_of("./") == std::string::npos) {
+        cause_ = names + ": no set of names (" + NamesOfSets() + ") and no name file";
+      }
       return false;
     }
     told = names;
@@ -201,18 +168,9 @@ bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTab
   return true;
 }
 
-std::string Joined(const std::vector<std::string>& words, std::size_t most = 12) {
-  std::string text;
-  for (std::size_t i = 0; i < std::min(words.size(), most); ++i) {
-    text += (i > 0 ? ", " : "") + words[i];
-  }
-  if (words.size() > most) text += " and " + std::to_string(words.size() - most) + " more";
-  return text;
-}
-
 bool Import::ReadJoints() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return false;
+  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
   BvhSettings settings;
   settings.ticksPerFrame = 0;
   settings.carry = !options_.strict;
@@ -241,7 +199,7 @@ bool Import::ReadJoints() {
 
 bool Import::ReadMarkerFile() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return false;
+  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
   const MocapParameters& p = result_.parameters;
   MarkerSettings settings;
   settings.ticksPerFrame = 0;
@@ -259,7 +217,7 @@ bool Import::ReadMarkerFile() {
     cause_ = report.message;
     return false;
   }
-  if (!options_.up && options_.parameterFile.empty()) {
+  if (!options_.up && !Sets("upVector") && options_.parameterFile.empty()) {
     const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
     if (guess.axis != settings.upVector) {
       settings.upVector = guess.axis;
@@ -274,20 +232,11 @@ bool Import::ReadMarkerFile() {
   take.up = static_cast<UpAxis>(settings.upVector);
   result_.parameters.upVector = settings.upVector;
   take.unknownJoints = report.unknownNames;
+  take.ofMarkers = true;
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
   take.frames = static_cast<int>(report.framesInFile);
   result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
-  const double rate = scene_.frameTime > 0 ? 1 / scene_.frameTime : 30;
-  const BridgeReport bridged =
-      BridgeDroppedMarkers(scene_, static_cast<int>(std::lround(kLongestBridge * rate)));
-  if (bridged.bridged > 0) {
-    result_.notes.push_back("gaps bridged in markers: " + std::to_string(bridged.bridged));
-  }
-  std::vector<std::string> gaps;
-  for (const MarkerGap& gap : bridged.remain) {
-    gaps.push_back(gap.name + " " + std::to_string(gap.first) + " to " + std::to_string(gap.last));
-  }
-  if (!gaps.empty()) result_.notes.push_back("markers missing in frames: " + Joined(gaps));
+  BridgeShortGaps(scene_, result_.notes);
   return true;
 }
 
@@ -365,18 +314,16 @@ bool Import::ChooseFrames() {
                       FirstFrameStandsAlone(scene_);
   const std::int64_t zero = take.leftOutFirst ? 1 : 0, step = rate.thinning;
   const std::int64_t numFrames = (scene_.numFrames - zero + step - 1) / step;
-  const std::int64_t from = std::max(p.startFrame, 0);
-  const std::int64_t to =
-      p.endFrame == kWholeFile ? numFrames - 1 : std::min<std::int64_t>(p.endFrame, numFrames - 1);
-  if (from > to) {
-    return Refuse(numFrames <= 0
-                      ? "no frames"
-                      : "no frames from " + std::to_string(p.startFrame) + " to " +
-                            std::to_string(p.endFrame) + "; the take has those from 0 to " +
-                            std::to_string(numFrames - 1));
+  if (numFrames <= 0) {
+    // The reader has said where and why it stopped before the first.
+    if (result_.notes.empty()) return Refuse("no frames");
+    cause_ = result_.notes.back();
+    return false;
   }
-  settings_.dense.frames = {static_cast<int>(zero + from * step),
-                            static_cast<int>(zero + to * step), static_cast<int>(step)};
+  ConvertedFrames frames;
+  if (!ChooseConvertedFrames(p, numFrames, frames, cause_)) return Refuse(cause_);
+  settings_.dense.frames = {static_cast<int>(zero + frames.first * step),
+                            static_cast<int>(zero + frames.last * step), static_cast<int>(step)};
   return true;
 }
 
@@ -396,6 +343,17 @@ void Import::ChooseExtraction(const MotionCore& figure, float lowestAnkle) {
   settings_.extraction = e;
 }
 
+void Import::TellHeld(const CapturedMotion& captured) {
+  std::vector<std::string> joints;
+  for (const auto& held : captured.held) {
+    joints.push_back(FirstNameOf(held.joint) + " " + std::to_string(held.first) + " to " +
+                     std::to_string(held.last));
+  }
+  if (!joints.empty()) {
+    result_.notes.push_back("no marker shows these joints in frames: " + ListWords(joints));
+  }
+}
+
 void Import::TellDropped() {
   const std::vector<PlantedRun>& dropped = result_.conversion.extraction.dropped;
   if (dropped.empty()) return;
@@ -404,7 +362,7 @@ void Import::TellDropped() {
     runs.push_back(std::string(run.side == kRight ? "right" : "left") + " at frame " +
                    std::to_string(run.first));
   }
-  result_.notes.push_back("contacts of three frames and fewer were dropped (" + Joined(runs) +
+  result_.notes.push_back("contacts of three frames and fewer were dropped (" + ListWords(runs) +
                           "); where they are a runner's, try --running --fps 60");
 }
 
@@ -424,12 +382,12 @@ void Import::TellTolerances() {
 bool Import::Convert() {
   ChooseUnit();
   if (!ChooseFrames()) return false;
-  if (settings_.figure != nullptr) settings_.dense.talent = StructureOfFigure(*settings_.figure);
   DenseMotion dense;
   ConversionReport& report = result_.conversion;
   if (MakeDenseMotion(scene_, settings_.dense, dense, report.message) == kRefused) {
     return Refuse(report.message);
   }
+  TellHeld(dense.captured);
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
   result_.pose = PoseInReference(dense, settings_.dense);
   if (FinishDenseMotion(settings_, dense, result_.motion, report, context_) == kRefused) {
@@ -441,25 +399,27 @@ bool Import::Convert() {
 }
 
 bool Import::FromMotion() {
-  StreamContents contents;
-  if (!LoadMotion(path_, {}, context_, contents, cause_)) return false;
-  MotionCore motion = std::move(contents.Base());
-  motion.previousLayer = motion.nextLayer = nullptr;
-  const Interval range = MotionRange(motion);
-  if (range.start > range.end) return Refuse("holds no keys");
-  if (!motion.freeForm && ConvertToFreeForm(motion, true, context_) == kRefused) {
-    return Refuse("memory ran out");
+  const struct {
+    const char* option;
+    bool given;
+  } rows[] = {{"names", !options_.names.empty()},
+              {"a pose", !options_.pose.empty()},
+              {"a scale", options_.scale.has_value()},
+              {"an up axis", options_.up.has_value()},
+              {"a rate", options_.fps.has_value()},
+              {"a loop", options_.loopFrames.has_value()},
+              {"a range of frames", options_.from || options_.to}};
+  for (const auto& row : rows) {
+    if (row.given)
+      return Refuse("is a motion already: " + std::string(row.option) + " goes with a take");
   }
-  const std::vector<TimeValue> times = FramesBetween(motion, 0, range.end);
-  if (times.empty() || BakeKeys(motion, times, true, context_) == kRefused) {
-    return Refuse("its motion lies before time 0");
-  }
+  DenseMotion dense;
+  if (!ReadMotionAsTake(path_, result_.parameters, 0, context_, dense, cause_)) return false;
   TakeFacts& take = result_.take;
-  take.frames = static_cast<int>(times.size());
-  take.rate = result_.sceneRate = static_cast<double>(kTicksPerSecond) / motion.ticksPerFrame;
+  take.frames = static_cast<int>(dense.captured.poses.size());
+  take.rate = result_.sceneRate = static_cast<double>(kTicksPerSecond) / dense.motion.ticksPerFrame;
   take.metresPerUnit = result_.metresPerUnit =
-      kGravity / (static_cast<double>(motion.body.gravAccel) * kLawFrames);
-  DenseMotion dense = DenseMotionOf(std::move(motion), take.frames, context_);
+      kGravity / (static_cast<double>(dense.motion.body.gravAccel) * kLawFrames);
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
   result_.pose = dense.motion;
   if (FinishDenseMotion(settings_, dense, result_.motion, result_.conversion, context_) ==

@@ -19,7 +19,7 @@ struct ImportOptions {
   std::string names;   // a set of joint names, or a name file; empty for the best fitting set
   std::string figure;  // .fig: who is to move so; empty for a figure fitted to the take
   std::string pose;    // .cal: in what pose he stands when the take stands in its reference
-  bool footsteps = true;
+  std::optional<bool> footsteps;  // else as fsExtractionMode says
   bool reduce = true;
   std::optional<double> scale;  // scene units of one unit of the take; else to centimetres
   std::optional<UpAxis> up;     // else as the take stands
@@ -41,6 +41,7 @@ struct TakeFacts {
   std::string nameSet;  // the set or file that the joints go by; empty for our own names
   std::vector<std::string> unknownJoints;
   std::vector<std::string> missingJoints;  // that the figure would have had a use for
+  bool ofMarkers = false;                  // the names are those of markers
   int jointsFound = 0;
   bool leftOutFirst = false;  // the first frame served the fitting only
 };

@@ -47,6 +47,12 @@ struct MarkerRun {
   }
 };
 
+/// Seconds that a frame of the scene takes, for files that tell no rate.
+double SceneFrameTime(const MarkerSettings& settings) {
+  const TimeValue ticks = settings.ticksPerFrame > 0 ? settings.ticksPerFrame : kDynamicsFrame;
+  return static_cast<double>(ticks) / kTicksPerSecond;
+}
+
 int CheckMarkers(MarkerRun& run, std::size_t at) {
   run.report.missingNames = MissingMarkers(run.scene.markers);
   if (run.report.missingNames.empty()) return 1;
@@ -76,6 +82,7 @@ int ReadTalent(MarkerRun& run, MarkerWords& words) {
   };
   run.scene.hasTalent = true;
   run.scene.talent.fill(kUnmeasured);
+  run.scene.measured.fill(false);
   const bool millimetres = BeginsWith(words.Peek(), "MIL");
   if (measureOf(words.Peek()) == kNumTalentMeasures && words.Peek().substr(0, 1) != "$") {
     (void)words.Next();  // the unit
@@ -87,7 +94,9 @@ int ReadTalent(MarkerRun& run, MarkerWords& words) {
     if (!number || !(std::abs(*number) <= kLargestCaptureValue)) {
       return run.Refuse(words.at, run.Quoted(word) + " is no measure of the talent");
     }
-    if (measure < kNumTalentMeasures) run.scene.talent[measure] = *number;
+    if (measure == kNumTalentMeasures) continue;
+    run.scene.talent[measure] = *number;
+    run.scene.measured[measure] = true;
   }
   for (float& measure : run.scene.talent) measure *= millimetres ? kInchesAMillimetre : 1;
   return 1;
@@ -165,11 +174,10 @@ int ReadKeywordForm(MarkerRun& run) {
   if (status != 1) return status;
   ReadPoints(run, words);
   run.report.framesInFile = run.scene.numFrames;
-  const double sceneFrame = static_cast<double>(std::max(run.settings.ticksPerFrame, 1));
   if (run.rate == 0) {
     run.report.notes.push_back(run.path + ": the file tells no rate; it is taken for the scene's");
   }
-  run.scene.frameTime = run.rate > 0 ? 1 / run.rate : sceneFrame / kTicksPerSecond;
+  run.scene.frameTime = run.rate > 0 ? 1 / run.rate : SceneFrameTime(run.settings);
   return 1;
 }
 
@@ -218,7 +226,8 @@ int ReadTableHead(MarkerRun& run, Rows& rows) {
     const bool opens = words.front() == "1" && rows.rowAt > 0;
     bool few = true;
     if (names) {
-      few = AddNames(run, std::span(one + 1, words.end()));
+      few = AddNames(run,
+                     std::span(words).subspan(static_cast<std::size_t>(one + 1 - words.begin())));
     } else if (!opens) {
       if (std::any_of(words.begin(), words.end(), isKnown)) named = row;
       continue;
@@ -266,9 +275,8 @@ int ReadTableForm(MarkerRun& run) {
     run.columns.EndFrame();
   }
   run.report.framesInFile = run.scene.numFrames;
-  const double sceneFrame = static_cast<double>(std::max(run.settings.ticksPerFrame, 1));
   run.scene.frameTime =
-      last > first ? (last - first) / (run.scene.numFrames - 1) : sceneFrame / kTicksPerSecond;
+      last > first ? (last - first) / (run.scene.numFrames - 1) : SceneFrameTime(run.settings);
   return 1;
 }
 

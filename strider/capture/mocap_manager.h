@@ -14,8 +14,6 @@ namespace strider {
 
 /// Limbs in the order of their orientation settings.
 enum OrientedLimb : int { kOrientKnee, kOrientElbow, kOrientFoot, kOrientHand, kNumOrientedLimbs };
-/// How the plane of a limb is taken.
-enum LimbOrientation : int { kOrientPoint, kOrientAngle, kOrientAuto, kOrientAsItIs };
 
 inline constexpr int kWholeFile = -1;
 inline constexpr std::size_t kLongestCapturePath = 255;
@@ -26,11 +24,10 @@ struct MocapParameters {
   float scaleFactor = 1;
   int startFrame = 0, endFrame = kWholeFile;  // of the scene, both included
   int loopFrameCount = 0, useLoopFrame = 0;
-  int fsExtractionMode = 0;
+  int fsExtractionMode = 0;  // an FsExtractionMode
   ExtractionSettings extraction;
   int freeFormRanges = 0;  // how many parts of the motion stay free of footsteps
-  std::array<int, kNumOrientedLimbs> limbOrientation = {kOrientAngle, kOrientAngle, kOrientAngle,
-                                                        kOrientAngle};
+  std::array<int, kNumOrientedLimbs> limbOrientation = {1, 1, 1, 1};  // PlaneSource numbers
   KeyReductionTable keyReduction = kDefaultKeyReduction;
   std::string talentFigStrucFile, talentPoseAdjFile, markerNameFile, jointNameFile;
   int useTalentFigStrucFile = 0, useTalentPoseAdjFile = 0;
@@ -40,6 +37,9 @@ struct MocapParameters {
 
   friend bool operator==(const MocapParameters&, const MocapParameters&) = default;
 };
+
+/// Whether footsteps are looked for in a take, or its motion is left free of them.
+enum FsExtractionMode : int { kFsExtract = 0, kFsLeaveFree = 1 };
 
 /// How footsteps come into a conversion.
 enum FsConversionMode : int { kFsNone = 0, kFsConvert = 1, kFsFreeFormRanges = 2 };

@@ -97,8 +97,8 @@ std::vector<MocapParameter> MakeAll() {
       Number<At<&P::loopFrameCount>>("loopFrameCount", Kind::kInt, 0, kMost, 705,
                                      "frames over which a loop is closed"),
       Switch<&P::useLoopFrame>("useLoopFrame", 706, "the motion closes to a loop"),
-      Number<At<&P::fsExtractionMode>>("fsExtractionMode", Kind::kInt, 0, 2, 710,
-                                       "whether and how footsteps are looked for"),
+      Number<At<&P::fsExtractionMode>>("fsExtractionMode", Kind::kInt, 0, 1, 710,
+                                       "0 footsteps are looked for, 1 the motion is left free"),
       Number<ConversionMode>("fsConversionMode", Kind::kInt, 0, 2, 711,
                              "0 none, 1 footsteps, 2 footsteps but for free ranges"),
       Number<At<kExtraction, &E::fsExtractionTol>>(

@@ -23,7 +23,7 @@ Quat Lean(const Quat& rotation) {
 PoseAdjustment::PoseAdjustment(const Talent& talent, const CapturedPose& reference,
                                const SolveOptions& options, const MotionCore& pose) {
   MotionCore from = talent.figure, to = pose;
-  SolvePose(talent, reference, options, from);
+  SolvePose(talent, reference, options, PlanesOf(talent, {&reference, 1}).front(), from);
   CorePose(to, MotionRange(pose).start, {});
   body_ = Offset(Lean(from.body.bodyRotation), Lean(to.body.bodyRotation));
   pelvis_ = Offset(from.pelvis.pose, to.pelvis.pose);

@@ -15,7 +15,7 @@ std::size_t At(int index) { return static_cast<std::size_t>(index); }
 
 CurveSpan::CurveSpan(const SectionCurve& curve, const CurveKeys& keys)
     : curve_(curve), keys_(keys) {
-  const auto [prev, left, right, next] = keys;
+  const int prev = keys.prev, left = keys.left, right = keys.right, next = keys.next;
   const auto time = [&](int key) { return curve.times[At(key)]; };
   const auto shapes = [&](const std::vector<KeyTcb>& tcb, KeyShape& atLeft, KeyShape& atRight) {
     atLeft = ShapeOf(tcb[At(left)], time(prev), time(left), time(right));

@@ -10,11 +10,14 @@
 namespace strider {
 namespace {
 
-// Sines of the bend of a limb below which its joints' places say nothing of its plane, and above
-// which they say all.
-constexpr float kStraight = 0.03f, kBent = 0.12f;
-// A hinge that bends the wrong way by less than this overstretches; past it the plane has turned.
+// Sines of the bend of a limb up to which a hinge may be taken to overstretch instead of its plane
+// to have turned over.
 constexpr float kOverstretch = 0.6f;
+// The sine of the bend from which on the places say clearly where the plane is.
+constexpr double kClearlyBent = 0.25;
+// What it costs the plane to turn from frame to frame, against leaving the plane of a limb bent by
+// a sine of 1: at a sine of 0.07 the plane follows within a frame, at 0.007 within ten.
+constexpr double kPlaneInertia = 0.005;
 
 const Point3& PlaceOf(const CapturedPose& pose, int joint) {
   return pose[static_cast<std::size_t>(joint)].origin;
@@ -113,39 +116,38 @@ LimbJoints JointsOf(const LimbRecord& limb) {
                : LimbJoints{kLeftShoulderJoint, kLeftElbowJoint, kLeftWristJoint};
 }
 
+/// The normal of a limb's plane by the turn of its first joint, square to `upper`.
+Point3 NormalByTurn(const LimbTurns& turns, const LimbJoints& joints, const CapturedPose& pose,
+                    const Point3& upper) {
+  return Rotate(Aimed(TurnOf(pose, joints.upper) * turns.upper, upper), {0, 0, 1});
+}
+
 /// The normal of the limb's plane, the core's space; unit and square to `upper`.
 Point3 PlaneNormal(const LimbRecord& limb, const LimbTurns& turns, const LimbJoints& joints,
-                   const CapturedPose& pose, PlaneSource kind, const Point3& upper,
+                   const CapturedPose& pose, PlaneSource kind, float angle, const Point3& upper,
                    const Point3& lower) {
-  const auto square = [&upper](const Point3& v) { return Normalized(v - Dot(v, upper) * upper); };
-  const Quat upperTurn = Aimed(TurnOf(pose, joints.upper) * turns.upper, upper);
-  const Point3 byTurn = kind == PlaneSource::kAsStands
-                            ? square(Rotate(limb.base.rotation, limb.pose.swivel))
-                            : square(Rotate(upperTurn, {0, 0, 1}));
-  const Point3 across = Cross(upper, lower);
-  const float bend = Length(across);
-  Point3 byPlace = Normalized(across);
-  if (kind == PlaneSource::kAngle || kind == PlaneSource::kAsStands || byPlace == Point3{}) {
-    return byTurn == Point3{} ? Rotate(upperTurn, {0, 0, 1}) : byTurn;
+  const Point3 byTurn = NormalByTurn(turns, joints, pose, upper);
+  switch (kind) {
+    case PlaneSource::kPoint: return Normalized(Cross(upper, lower), byTurn);
+    case PlaneSource::kAngle: return byTurn;
+    case PlaneSource::kAuto: return Rotate(AngleAxis(angle, upper), byTurn);
+    case PlaneSource::kAsStands: break;
   }
-  if (kind == PlaneSource::kPoint) return byPlace;
-  if (Dot(byPlace, byTurn) < 0 && bend < kOverstretch) byPlace = -byPlace;
-  const float u = std::clamp((bend - kStraight) / (kBent - kStraight), 0.0f, 1.0f);
-  const float weight = u * u * (3 - 2 * u);
-  return Normalized(Lerp(byTurn, byPlace, weight), byPlace);
+  const Point3 stands = Rotate(limb.base.rotation, limb.pose.swivel);
+  return Normalized(stands - Dot(stands, upper) * upper, byTurn);
 }
 
 /// Angles of a limb whose base stands: the upper segment along the take's, the lower one as nearly
 /// as the plane allows.
 void SolveSegments(LimbRecord& limb, const LimbTurns& turns, const CapturedPose& pose,
-                   PlaneSource kind) {
+                   PlaneSource kind, float angle) {
   const LimbJoints joints = JointsOf(limb);
   const Point3& base = limb.base.origin;
   const Point3 upper = Normalized(PlaceOf(pose, joints.middle) - base);
   const Point3 joint = base + limb.upperLength * upper;
   const Point3 lower = Normalized(PlaceOf(pose, joints.end) - joint);
   if (upper == Point3{} || lower == Point3{}) return;
-  const Point3 normal = PlaneNormal(limb, turns, joints, pose, kind, upper, lower);
+  const Point3 normal = PlaneNormal(limb, turns, joints, pose, kind, angle, upper, lower);
   const Quat inBase = Conjugate(limb.base.rotation);
   LimbPose& to = limb.pose;
   to.swivel = Rotate(inBase, normal);
@@ -210,9 +212,10 @@ Quat EndTurn(const LimbTurns& turns, const CapturedPose& pose, int joint, PlaneS
 }
 
 void SolveWholeLimb(const Talent& talent, const CapturedPose& pose, const SolveOptions& options,
-                    LimbRecord& limb) {
+                    const PlaneAngles& planes, LimbRecord& limb) {
   const LimbTurns& turns = limb.isLeg ? talent.leg[limb.side] : talent.arm[limb.side];
-  SolveSegments(limb, turns, pose, limb.isLeg ? options.knee : options.elbow);
+  SolveSegments(limb, turns, pose, limb.isLeg ? options.knee : options.elbow,
+                limb.isLeg ? planes.leg[limb.side] : planes.arm[limb.side]);
   const Quat last = LastSegmentInWorld(limb, ShapeOfPose(limb));
   const PlaneSource endKind = limb.isLeg ? options.foot : options.hand;
   if (endKind == PlaneSource::kAsStands) return;
@@ -226,6 +229,88 @@ void SolveWholeLimb(const Talent& talent, const CapturedPose& pose, const SolveO
 }
 
 }  // namespace
+
+namespace {
+
+/// What one frame says of a limb's plane.
+struct PlaneSample {
+  double angle = 0;     // from where the joint's turn has it, about the upper segment
+  double weight = 0;    // 0 where the limb is straight
+  bool either = false;  // may as well be turned over
+};
+
+PlaneSample SamplePlane(const LimbTurns& turns, const LimbJoints& joints,
+                        const CapturedPose& pose) {
+  const Point3 upper = Normalized(PlaceOf(pose, joints.middle) - PlaceOf(pose, joints.upper));
+  const Point3 lower = Normalized(PlaceOf(pose, joints.end) - PlaceOf(pose, joints.middle));
+  const Point3 across = Cross(upper, lower);
+  const double bend = Length(across);
+  if (!(bend > 1e-4)) return {};
+  const Point3 byTurn = NormalByTurn(turns, joints, pose, upper);
+  const Point3 byPlace = Normalized(across);
+  const double angle = Atan2D(Dot(Cross(byTurn, byPlace), upper), Dot(byTurn, byPlace));
+  return {angle, bend * bend, bend < kOverstretch && Dot(upper, lower) > 0};
+}
+
+/// Each sample's angle in the turn, or half turn, nearest to that of the last clearly bent one;
+/// nearly straight ones, which point anywhere, lead none astray.
+void Unwrap(std::vector<PlaneSample>& samples) {
+  double clear = 0;
+  for (PlaneSample& sample : samples) {
+    const double period = sample.either ? kPiD : 2 * kPiD;
+    sample.angle -= period * std::round((sample.angle - clear) / period);
+    if (sample.weight > kClearlyBent * kClearlyBent) clear = sample.angle;
+  }
+}
+
+/// The angles that leave the samples least, weighed, and turn least from frame to frame: the
+/// minimum of a quadratic form, by elimination in its tridiagonal system.
+std::vector<float> SmoothAngles(const std::vector<PlaneSample>& samples) {
+  const std::size_t n = samples.size();
+  std::vector<double> diagonal(n), right(n);
+  // A trace of weight towards the joint's own turn for limbs that are straight throughout.
+  constexpr double kTrace = 1e-6;
+  for (std::size_t i = 0; i < n; ++i) {
+    const double links = (i > 0 ? 1 : 0) + (i + 1 < n ? 1 : 0);
+    diagonal[i] = samples[i].weight + kTrace + links * kPlaneInertia;
+    right[i] = samples[i].weight * samples[i].angle;
+  }
+  for (std::size_t i = 1; i < n; ++i) {
+    const double factor = kPlaneInertia / diagonal[i - 1];
+    diagonal[i] -= factor * kPlaneInertia;
+    right[i] += factor * right[i - 1];
+  }
+  std::vector<float> angles(n);
+  double next = 0;
+  for (std::size_t i = n; i-- > 0;) {
+    next = (right[i] + (i + 1 < n ? kPlaneInertia * next : 0)) / diagonal[i];
+    angles[i] = static_cast<float>(next);
+  }
+  return angles;
+}
+
+}  // namespace
+
+std::vector<PlaneAngles> PlanesOf(const Talent& talent, std::span<const CapturedPose> poses) {
+  std::vector<PlaneAngles> planes(poses.size());
+  std::vector<PlaneSample> samples(poses.size());
+  const auto follow = [&](const LimbRecord& limb, const LimbTurns& turns, const auto& angleOf) {
+    const LimbJoints joints = JointsOf(limb);
+    for (std::size_t f = 0; f < poses.size(); ++f) {
+      samples[f] = SamplePlane(turns, joints, poses[f]);
+    }
+    Unwrap(samples);
+    const std::vector<float> angles = SmoothAngles(samples);
+    for (std::size_t f = 0; f < poses.size(); ++f) angleOf(planes[f]) = angles[f];
+  };
+  for (int side = 0; side < 2; ++side) {
+    follow(talent.figure.leg[side], talent.leg[side],
+           [side](PlaneAngles& p) -> float& { return p.leg[side]; });
+    follow(talent.figure.arm[side], talent.arm[side],
+           [side](PlaneAngles& p) -> float& { return p.arm[side]; });
+  }
+  return planes;
+}
 
 void SolveTrunk(const Talent& talent, const CapturedPose& pose, MotionCore& figure) {
   BodyRecord& body = figure.body;
@@ -243,7 +328,7 @@ void SolveTrunk(const Talent& talent, const CapturedPose& pose, MotionCore& figu
 }
 
 void SolvePose(const Talent& talent, const CapturedPose& pose, const SolveOptions& options,
-               MotionCore& figure) {
+               const PlaneAngles& planes, MotionCore& figure) {
   SolveTrunk(talent, pose, figure);
   SolveChain(talent.neck, pose, figure.spineEnd, figure.neck);
   figure.neckEnd = ComputeChainFrames(figure.neck, figure.spineEnd);
@@ -251,13 +336,13 @@ void SolvePose(const Talent& talent, const CapturedPose& pose, const SolveOption
       Normalized(Conjugate(figure.neckEnd.rotation) * TurnOf(pose, kHeadJoint) * talent.head);
   for (LimbRecord& leg : figure.leg) {
     PlaceLimbBase(figure, leg);
-    SolveWholeLimb(talent, pose, options, leg);
+    SolveWholeLimb(talent, pose, options, planes, leg);
   }
   if (figure.structure.arms) {
     for (LimbRecord& arm : figure.arm) {
       SolveClavicle(figure, pose, arm);
       PlaceLimbBase(figure, arm);
-      SolveWholeLimb(talent, pose, options, arm);
+      SolveWholeLimb(talent, pose, options, planes, arm);
     }
   }
   CoreForwardKinematics(figure);

@@ -206,6 +206,7 @@ struct Reducing {
   const TakeReductionSettings& settings;
   const EvalContext& context;
   int numFrames;
+  bool contacts = false;
   Shown take{};
   MotionCore dense{};  // its marks grow
   MotionCore thinned{};
@@ -275,14 +276,15 @@ struct Reducing {
   /// Knees are looked at once there are few enough keys, or `whatever` there are: those that they
   /// ask for come on top.
   int Fit(const KeyReductionTable& rows, bool whatever = false) {
+    ClearMarks(dense);
     for (int round = 0;; ++round) {
       if (Once(rows) == kRefused) return kRefused;
-      const bool keeps = settings.smoothKnees || settings.contacts != nullptr;
+      const bool keeps = settings.smoothKnees || contacts;
       if (!keeps && settings.limbKeysAtMost <= 0) return kDone;
       shown = Show(thinned, numFrames, context);
       if (!keeps || round >= kMostRounds || (TooMany() && !whatever)) return kDone;
       bool more = settings.smoothKnees && KeepForKnees(dense, shown, take);
-      if (settings.contacts != nullptr && !thinned.freeForm) {
+      if (contacts && !thinned.freeForm) {
         more = KeepForContacts(dense, thinned, *settings.contacts, shown, take, context) || more;
         more = KeepMiddles(dense, thinned) || more;
       }
@@ -327,6 +329,23 @@ struct Reducing {
     }
     return grown;
   }
+
+  /// By tolerances that grow from `rows`, which are left as they were used.
+  int FitGrowing(KeyReductionTable& rows) {
+    if (Fit(rows) == kRefused) return kRefused;
+    for (KeyReductionTable next = rows; Grow(next);) {
+      const MotionCore before = thinned;
+      const ReductionReport reportBefore = report;
+      if (Fit(next) == kRefused) return kRefused;
+      if (OffOf(shown, take, dense.leg[kRight].totalLength) > kMostOff) {
+        thinned = before;
+        report = reportBefore;
+        break;
+      }
+      rows = next;
+    }
+    return kDone;
+  }
 };
 
 }  // namespace
@@ -338,27 +357,16 @@ int ReduceTakeKeys(MotionCore& motion, const TakeReductionSettings& settings,
     rows = settings.rows;
     Reducing run{settings, context, numFrames};
     run.dense = motion;
+    run.contacts = settings.contacts != nullptr;
     const bool judged =
         settings.smoothKnees || settings.limbKeysAtMost > 0 || settings.contacts != nullptr;
     if (judged) run.take = Show(take, numFrames, context);
-    const float leg = take.leg[kRight].totalLength;
-    if (run.Fit(rows) == kRefused) return kRefused;
-    for (KeyReductionTable next = rows; run.Grow(next);) {
-      const MotionCore before = run.thinned;
-      const ReductionReport reportBefore = run.report;
-      ClearMarks(run.dense);  // other keys stay now
-      if (run.Fit(next) == kRefused) return kRefused;
-      if (OffOf(run.shown, run.take, leg) > kMostOff) {
-        run.thinned = before;
-        run.report = reportBefore;
-        break;
-      }
-      rows = next;
+    if (run.FitGrowing(rows) == kRefused) return kRefused;
+    if (run.TooMany() && run.contacts) {
+      run.contacts = false;  // few keys are asked for first
+      if (run.FitGrowing(rows) == kRefused) return kRefused;
     }
-    if (run.TooMany()) {
-      ClearMarks(run.dense);
-      if (run.Fit(rows, true) == kRefused) return kRefused;
-    }
+    if (run.TooMany() && run.Fit(rows, true) == kRefused) return kRefused;
     for (TrackReduction& track : run.report.tracks) {
       const KeyTrack* keys = FindTrack(run.thinned, track.id);
       if (keys != nullptr) track.keysAfter = keys->numKeys;

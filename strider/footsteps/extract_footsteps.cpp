@@ -80,6 +80,13 @@ bool IsHeldByKeys(const LimbRecord& leg, TimeValue t) {
          leg.pose.ikSpace == kObjectSpace;
 }
 
+/// A frame that keys hold by itself, with none held on either side, is a foot in passing.
+void ForgetTouches(std::vector<FootSample>& foot) {
+  for (std::size_t f = 2; f < foot.size(); ++f) {
+    if (!foot[f].planted && !foot[f - 2].planted) foot[f - 1].planted = false;
+  }
+}
+
 }  // namespace
 
 FootSamples SampleFeet(const MotionCore& core, int firstFrame, int numFrames, bool fromKeys,
@@ -97,6 +104,7 @@ FootSamples SampleFeet(const MotionCore& core, int firstFrame, int numFrames, bo
       feet.side[side].push_back(sample);
     }
   }
+  for (auto& foot : feet.side) ForgetTouches(foot);
   return feet;
 }
 
@@ -109,6 +117,10 @@ void MarkStanding(std::vector<FootSample>& foot, const ExtractionSettings& setti
       foot[f - 1].planted = foot[f].planted = true;
     }
   }
+}
+
+void UnmarkRaised(std::vector<FootSample>& foot, const ExtractionSettings& settings,
+                  float legLength) {
   if (!settings.fsUseVerticalTol) return;
   const float around = settings.fsVerticalTol * legLength;
   for (FootSample& sample : foot) {
@@ -280,8 +292,9 @@ int ExtractFootsteps(MotionCore& target, const MotionCore& source,
     track.ticksPerFrame = target.ticksPerFrame;
     FootSamples feet = SampleFeet(source, firstFrame, numFrames, fromKeys, context);
     const float legLength = ExtractionLegLength(source);
-    if (!fromKeys) {
-      for (Foot& foot : feet.side) MarkStanding(foot, settings, legLength);
+    for (Foot& foot : feet.side) {
+      if (!fromKeys) MarkStanding(foot, settings, legLength);
+      UnmarkRaised(foot, settings, legLength);
     }
     // A foot that is held on the ground all along may still be set down anew.
     const float leap = fromKeys ? settings.fsExtractionTol * legLength : 0;

@@ -41,13 +41,17 @@ struct FootSamples {
   std::vector<FootSample> side[2];
 };
 /// Evaluates the core at `numFrames` frames from `firstFrame` on. With `fromKeys` a foot is planted
-/// where its keys hold it on the ground, else all samples wait for MarkStanding.
+/// where its keys hold it on the ground for more than a frame, else all samples wait for
+/// MarkStanding.
 FootSamples SampleFeet(const MotionCore& core, int firstFrame, int numFrames, bool fromKeys,
                        const EvalContext& context);
 
 /// Marks the frames on which a foot stands: within a step of the tolerance of the frame before or
-/// after, and near the floor if the settings ask for that. `legLength` is the unit of both.
+/// after. `legLength` is the unit of the tolerances here and below.
 void MarkStanding(std::vector<FootSample>& foot, const ExtractionSettings& settings,
+                  float legLength);
+/// Takes the mark off frames whose foot is not near the floor, if the settings ask for that.
+void UnmarkRaised(std::vector<FootSample>& foot, const ExtractionSettings& settings,
                   float legLength);
 
 /// Contact frames of one foot, both ends included.

@@ -13,7 +13,7 @@
 #include "strider/footsteps/activate.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/support.h"
-#include "strider/host/strider_master.h"
+#include "strider/host/load_step.h"
 #include "strider/storage/layer_block.h"
 #include "strider/storage/load_changes.h"
 #include "strider/storage/versions.h"
@@ -22,19 +22,6 @@ namespace strider {
 namespace {
 
 constexpr const char* kNoMemory = "memory ran out";
-
-/// Locks hold parts against a user's edits; a load brings the motion whole.
-class LocksOff {
- public:
-  explicit LocksOff(AdaptLocks& locks) : locks_(locks), saved_(std::exchange(locks, {})) {}
-  ~LocksOff() { locks_ = saved_; }
-  LocksOff(const LocksOff&) = delete;
-  LocksOff& operator=(const LocksOff&) = delete;
-
- private:
-  AdaptLocks& locks_;
-  AdaptLocks saved_;
-};
 
 /// The version that a stream says it has, whether it can be read or not; 0 if it says none.
 int VersionOf(std::string_view bytes, StreamForm form) {
@@ -128,25 +115,6 @@ void KeepPlaceInScene(MotionCore& core, const MotionCore& own) {
 }  // namespace
 
 // --- Steps ---------------------------------------------------------------------------------------
-
-/// Runs a load that tells its own refusals, as one undo step.
-template <class Load>
-bool StriderMaster::LoadStep(const char* name, Load load) {
-  const LocksOff locks(session_.adaptLocks);
-  session_.hold.Begin();
-  bool done = false;
-  try {
-    done = EditState(load);
-  } catch (const std::bad_alloc&) {
-    Tell(session_.messages, MessageId::kOutOfMemory);
-  }
-  if (done) {
-    session_.hold.Accept(name);
-  } else {
-    session_.hold.Cancel();
-  }
-  return done;
-}
 
 bool StriderMaster::ReadFile(const std::string& path, const ReadOptions& reading,
                              StreamContents& contents) {

@@ -249,4 +249,18 @@ class IStriderMaster16 : public IStriderMaster15 {
   virtual bool ConvertToFootSteps(bool bake, bool flat) = 0;
 };
 
+/// Captures.
+class IStriderMaster17 : public IStriderMaster16 {
+ public:
+  /// A take in place of the present motion, on a figure fitted to it or on the one that the
+  /// session's capture settings name: a .bvh with Y up, a .mkr, or a .sdr whose footsteps are to be
+  /// found and keys thinned anew. The settings are taken exactly as they stand, with name files as
+  /// far as they are in use; nothing is guessed. fsExtractionMode 0 finds footsteps, 1 leaves the
+  /// motion free. Of a take at several times the scene's rate every so manieth frame is taken. 1;
+  /// 0, or -1 where the take lacks markers that it needs, and nothing has changed. One undo step of
+  /// its own. Unless `quiet` it is told which names are not known, which are missing, and why a
+  /// take is refused.
+  virtual int LoadCapture(const std::string& path, bool quiet) = 0;
+};
+
 }  // namespace strider

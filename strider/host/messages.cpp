@@ -74,6 +74,8 @@ constexpr CatalogueRow kCatalogue[] = {
     {MessageId::kFileNotTaken, "%1 was read but not taken over: %2."},
     {MessageId::kFilePartlyTaken, "%1 was loaded, but %2."},
     {MessageId::kFileNotSaved, "%1 was not saved: %2."},
+    {MessageId::kUnknownNames, "%1 has names that are not known; they were passed over:\n%2\n"},
+    {MessageId::kNamesMissing, "%1 cannot be taken over: the figure needs %2."},
 };
 
 constexpr bool NumbersRise() {

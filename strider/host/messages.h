@@ -47,6 +47,8 @@ enum class MessageId : int {
   kFileNotTaken = 50036,       // %2 cause
   kFilePartlyTaken = 50037,    // %2 what was left out
   kFileNotSaved = 50038,       // %2 cause
+  kUnknownNames = 50039,       // %2 the names
+  kNamesMissing = 50040,       // %2 the names
 };
 
 /// Where messages go: a window, a terminal, a list in a test.

@@ -25,7 +25,7 @@ inline constexpr const char* kChunkName = "The figure in the scene's file";
 /// The limbs that can follow a node, in the order in which files hold them.
 inline constexpr int kTargetLimbs[4] = {kLeftArm, kRightArm, kLeftLeg, kRightLeg};
 
-class StriderMaster final : public IStriderMaster16 {
+class StriderMaster final : public IStriderMaster17 {
  public:
   /// A figure of a legal structure, standing on `position` (the host's space) with its heading
   /// `angle` about the host's Z (radians, positive to the left). Its nodes join the session's
@@ -139,6 +139,7 @@ class StriderMaster final : public IStriderMaster16 {
   bool LoadFromChunk(std::string_view chunk) override;
   bool ConvertToFreeForm(bool bake) override;
   bool ConvertToFootSteps(bool bake, bool flat) override;
+  int LoadCapture(const std::string& path, bool quiet) override;
 
   Session& OwnSession() { return session_; }
   /// Whether footsteps can be placed and changed now; if not, it is told why.
@@ -175,7 +176,8 @@ class StriderMaster final : public IStriderMaster16 {
   template <class Change>
   bool ChangeLayers(Change change, LayerList& layers) const;
   template <class Load>
-  bool LoadStep(const char* name, Load load);
+  bool LoadStep(const char* name, Load load, bool quiet = false);
+  bool TakeCapture(const std::string& path, bool quiet, int& status);
   template <class Save>
   bool SaveStep(const std::string& path, Save save);
   bool ReadFile(const std::string& path, const ReadOptions& reading, StreamContents& contents);

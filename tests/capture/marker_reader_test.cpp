@@ -68,6 +68,10 @@ TEST(ReadMarkers, ThinsByTheRate) {
   for (int f = 0; f < 10; ++f) points += std::to_string(f) + Row(100 * f) + "\n";
   const CaptureScene scene = Read(Keywords("$RATE 120\n$FIRSTFRAME 1\n$LASTFRAME 10\n", points));
   EXPECT_EQ(scene.numFrames, 2);  // of ten, every fourth of two whole fours
+  // A file that tells no rate has the scene's, and where that is open too the usual one.
+  MarkerSettings whole;
+  whole.ticksPerFrame = 0;
+  EXPECT_EQ(Read(Keywords("", points), whole).frameTime, 1 / 30.0);
   EXPECT_EQ(scene.thinning, 4);
   EXPECT_DOUBLE_EQ(scene.frameTime, 1 / 120.0);
   EXPECT_EQ(Places(scene, kLFWT)[1].x, 400);

@@ -128,8 +128,10 @@ MocapParameters AllChanged() {
     const std::string now = MocapParameterText(parameters, parameter);
     std::string cause, value = std::to_string(++count) + ".25";
     if (parameter.kind == MocapParameter::kPath) value = "folder/names of " + value;
-    if (parameter.kind == MocapParameter::kInt)
-      value = parameter.high < 4 ? (now == "2" ? "1" : "2") : "17";
+    if (parameter.kind == MocapParameter::kInt) {
+      const std::string most = std::to_string(static_cast<int>(parameter.high));
+      value = parameter.high >= 4 ? "17" : now == most ? "1" : most;
+    }
     if (parameter.kind == MocapParameter::kSwitch) value = now == "0" ? "1" : "0";
     EXPECT_TRUE(SetMocapParameter(parameters, parameter.name, value, cause)) << cause;
   }

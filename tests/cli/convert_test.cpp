@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "strider/core/motion_range.h"
 #include "strider/storage/motion_file.h"
-#include "tests/cli/run_program.h"
+#include "tests/cli/program_fixture.h"
 #include "tests/exchange/motion_fixture.h"
 
 namespace strider {
@@ -15,14 +14,12 @@ namespace {
 
 using Json = nlohmann::json;
 using test::ReadFile;
-using test::RunProgram;
 using test::RunResult;
 
 constexpr const char* kInputs[] = {"walk.sdr", "walk.stp", "walk.fig"};
 
 /// A folder with a motion of six footsteps that climb, each 5 units up, in all three kinds of file.
-struct ConvertVerb : ::testing::Test {
-  test::ScratchFolder scratch;
+struct ConvertVerb : test::ProgramTest {
   MotionCore core = test::SteppingMotion(6, {30, 0, 5});
   std::string cause;
 
@@ -30,19 +27,6 @@ struct ConvertVerb : ::testing::Test {
     EXPECT_TRUE(SaveMotion(File("walk.sdr"), {&core}, {}, cause)) << cause;
     EXPECT_TRUE(SaveFootsteps(File("walk.stp"), core, cause)) << cause;
     EXPECT_TRUE(SaveFigure(File("walk.fig"), core, cause)) << cause;
-  }
-  std::string File(const std::string& name) const { return scratch.File(name); }
-  void Put(const std::string& name, const std::string& bytes) const {
-    std::ofstream(File(name), std::ios::binary) << bytes;
-  }
-  /// `strider` with the words of a line; a word that begins with @ is a file of the folder.
-  RunResult Run(const std::string& line) const {
-    std::istringstream in(line);
-    std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
-    for (std::string& word : words) {
-      if (word.front() == '@') word = File(word.substr(1));
-    }
-    return RunProgram(words);
   }
   MotionCore Converted(const std::string& options) {
     const RunResult result = Run("convert @walk.sdr -o @out.sdr " + options);

@@ -72,7 +72,8 @@ TEST(ConvertMotion, FindsFeetThatWereKeyedByHand) {
   const struct {
     int frame;
     LimbKeyKind kind;
-  } keys[] = {{0, kFreeKey}, {10, kPlantedKey}, {20, kSlidingKey}, {30, kFreeKey}};
+  } keys[] = {{0, kFreeKey},  {10, kPlantedKey}, {20, kSlidingKey},
+              {22, kFreeKey}, {23, kSlidingKey}, {24, kFreeKey}};  // one frame is no contact
   for (const auto& row : keys) {
     const LimbKey key = CurrentLimbKey(core, core.leg[kLeft], row.kind);
     ASSERT_EQ(PutKey(core, kLeftLeg, row.frame * kDynamicsFrame, key), KeyRefusal::kNone);
@@ -91,6 +92,11 @@ TEST(ConvertMotion, FindsFeetThatWereKeyedByHand) {
     EXPECT_NEAR(made.footsteps.position[0].y, flat ? 0 : sole.y, 1e-3f * leg);
     EXPECT_NEAR(made.footsteps.position[0].z, sole.z, 1e-3f * leg);
   }
+  ExtractionSettings settings;
+  settings.fsUseVerticalTol = 1;
+  settings.fsZLevel = 2 * leg;  // the floor is elsewhere
+  ExtractionReport report;
+  EXPECT_EQ(ConvertToFootsteps(core, settings, {}, report, {}), ToFootstepsResult::kNoFootsteps);
 }
 
 TEST(ConvertMotion, RefusesWhatItCannotDoAndChangesNothing) {

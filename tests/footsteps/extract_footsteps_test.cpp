@@ -68,23 +68,21 @@ TEST(MarkStanding, GoesByTheStepAndByTheHeight) {
   std::vector<FootSample> foot(6);
   const float x[] = {0, 0, 8, 16, 23, 29}, y[] = {0, 0, 0, 0, 0, 0};
   for (std::size_t f = 0; f < 6; ++f) foot[f].ankle = {x[f], y[f], 0};
-  const auto marks = [&foot] {
+  ExtractionSettings settings;
+  const auto marks = [&] {
+    MarkStanding(foot, settings, 100);
+    UnmarkRaised(foot, settings, 100);
     std::string text;
     for (const FootSample& sample : foot) text += sample.planted ? '#' : '.';
     return text;
   };
-  ExtractionSettings settings;
-  MarkStanding(foot, settings, 100);
   EXPECT_EQ(marks(), "##.###");
   settings.fsUseVerticalTol = 1;
   for (FootSample& sample : foot) sample.ankle.y = 75;  // on a table, the first frame too
-  MarkStanding(foot, settings, 100);
   EXPECT_EQ(marks(), "......");
   settings.fsZLevel = 100;
-  MarkStanding(foot, settings, 100);
   EXPECT_EQ(marks(), "##.###");
   foot[4].ankle.y = std::numeric_limits<float>::quiet_NaN();
-  MarkStanding(foot, settings, 100);
   EXPECT_EQ(marks(), "##....");
 }
 
