@@ -23,8 +23,10 @@ std::size_t At(int index) { return static_cast<std::size_t>(index); }
 // less than this share of the leg on average.
 constexpr float kGrowth = 1.2f, kLargestTolerance = 30, kMostOff = 0.0285f;
 constexpr float kCarrierTolerance = 2;  // to which those of pelvis and spine shrink meanwhile
+// A take of fewer frames has little but its ends to keep.
+constexpr int kLeastFrames = 30;
 // Limbs that keep less than this of their share stay as they are.
-constexpr float kGrowShare = 0.8f;
+constexpr float kGrowShare = 0.5f;
 // A knee jerks whose speed changes by more than this multiple of what it does in the take within a
 // few frames, and so many radians a frame on top.
 constexpr float kJerkFactor = 1.45f, kJerkRadians = 0.03f;
@@ -297,15 +299,18 @@ struct Reducing {
     return track != nullptr ? track->numKeys : 0;
   }
 
+  int LimbKeys() const {
+    int sum = 0;
+    for (const int id : kLimbs) sum += KeysOf(id);
+    return sum;
+  }
+
   bool TooMany() const {
-    int sum = 0, limbs = 0;
-    for (const int id : kLimbs) {
-      sum += KeysOf(id);
-      limbs += KeysOf(id) > 0 ? 1 : 0;
-    }
-    return settings.limbKeysAtMost > 0 &&
-           static_cast<float>(sum) >
-               settings.limbKeysAtMost * static_cast<float>(limbs * numFrames);
+    int limbs = 0;
+    for (const int id : kLimbs) limbs += KeysOf(id) > 0 ? 1 : 0;
+    const float most = settings.limbKeysAtMost * static_cast<float>(limbs * numFrames);
+    return settings.limbKeysAtMost > 0 && numFrames >= kLeastFrames &&
+           static_cast<float>(LimbKeys()) > most;
   }
 
   /// Larger tolerances where limbs keep too many keys; false where they are few enough, or cannot
@@ -330,20 +335,24 @@ struct Reducing {
     return grown;
   }
 
-  /// By tolerances that grow from `rows`, which are left as they were used.
+  /// By tolerances that grow from `rows`, which are left as they were used: to where there are few
+  /// enough keys, else to where there are fewest.
   int FitGrowing(KeyReductionTable& rows) {
     if (Fit(rows) == kRefused) return kRefused;
+    MotionCore fewest = thinned;
+    ReductionReport fewestReport = report;
+    int keys = LimbKeys();
     for (KeyReductionTable next = rows; Grow(next);) {
-      const MotionCore before = thinned;
-      const ReductionReport reportBefore = report;
       if (Fit(next) == kRefused) return kRefused;
-      if (OffOf(shown, take, dense.leg[kRight].totalLength) > kMostOff) {
-        thinned = before;
-        report = reportBefore;
-        break;
-      }
+      if (OffOf(shown, take, dense.leg[kRight].totalLength) > kMostOff) break;
+      if (LimbKeys() >= keys) continue;
+      keys = LimbKeys();
+      fewest = thinned;
+      fewestReport = report;
       rows = next;
     }
+    thinned = std::move(fewest);
+    report = std::move(fewestReport);
     return kDone;
   }
 };

@@ -265,6 +265,27 @@ TEST_P(RealTake, IsMovedByOtherFiguresToo) {
 
 // --- Takes of other kinds -----------------------------------------------------------------------
 
+// Markers are no joints: a heel's marker stands earlier than an ankle.
+TEST(MarkerTake, MeetsTheContactsOfTheSameTakeOfJoints) {
+  ImportOptions options;
+  options.names = test::TakePath("heel.mnm");
+  ImportResult markers, joints;
+  std::string cause;
+  ASSERT_TRUE(ImportTake(test::TakePath("walk_cmu_06_01.mkr"), options, {}, markers, cause));
+  ASSERT_TRUE(ImportTake(test::TakePath("walk_cmu_06_01.bvh"), {}, {}, joints, cause));
+  for (int side = 0; side < 2; ++side) {
+    const auto& is = markers.motion.footsteps.spans[side];
+    const auto& was = joints.motion.footsteps.spans[side];
+    // The right foot's last contact begins as the take ends.
+    ASSERT_EQ(is.size(), was.size() + (side == kRight ? 1 : 0));
+    for (std::size_t i = 0; i < was.size(); ++i) {
+      EXPECT_NEAR(is[i].start, was[i].start, 0.15 * 4800) << i;
+      EXPECT_NEAR(is[i].Lift(), was[i].Lift(), 0.07 * 4800) << i;
+    }
+  }
+  EXPECT_GE(test::LimbFactor(markers.motion, markers.conversion.numFrames), 5);
+}
+
 TEST(StandingTake, IsTwoLongFootsteps) {
   ImportResult result;
   std::string cause;
