@@ -148,24 +148,40 @@ bool KeepForKnees(MotionCore& dense, const Shown& shown, const Shown& take) {
   return any;
 }
 
-/// The same for feet on their way that seem to stand: of each stretch of such frames the one that
-/// is furthest off.
-bool KeepForContacts(MotionCore& dense, const MotionCore& thinned,
-                     const ExtractionSettings& settings, const Shown& shown, const Shown& take,
-                     const EvalContext& context) {
-  const int numFrames = static_cast<int>(shown.places.size());
-  FootSamples feet = SampleFeet(thinned, 0, numFrames, false, context);
-  for (auto& foot : feet.side) MarkStanding(foot, settings, ExtractionLegLength(thinned));
+/// On which frames the feet of a motion are found to stand.
+struct Standing {
+  std::vector<char> side[2];
+};
+Standing FindStanding(const MotionCore& motion, const ExtractionSettings& settings, int numFrames,
+                      const EvalContext& context) {
+  FootSamples feet = SampleFeet(motion, 0, numFrames, false, context);
+  for (auto& foot : feet.side) MarkStanding(foot, settings, ExtractionLegLength(motion));
   std::vector<PlantedRun> dropped;
   (void)FindPlantedRuns(feet, 0, dropped);
+  Standing stands;
+  for (int side = 0; side < 2; ++side) {
+    for (const FootSample& sample : feet.side[side]) stands.side[side].push_back(sample.planted);
+  }
+  return stands;
+}
+
+/// The same for feet on their way that seem to stand, and for those that seem not to while they
+/// stand and with all keys do: of each stretch of such frames the one that is furthest off.
+bool KeepForContacts(MotionCore& dense, const MotionCore& thinned,
+                     const ExtractionSettings& settings, const Standing& full, const Shown& shown,
+                     const Shown& take, const EvalContext& context) {
+  const int numFrames = static_cast<int>(shown.places.size());
+  const Standing stands = FindStanding(thinned, settings, numFrames, context);
   bool any = false;
   for (int side = 0; side < 2; ++side) {
     std::vector<char> wrong(At(numFrames));
-    for (int f = 0; f < numFrames; ++f) wrong[At(f)] = feet.side[side][At(f)].planted;
+    for (int f = 0; f < numFrames; ++f) wrong[At(f)] = stands.side[side][At(f)];
     for (const FootstepSpan& span : thinned.footsteps.spans[side]) {
       const int from = span.start / dense.ticksPerFrame - kContactSlack;
       const int to = span.Lift() / dense.ticksPerFrame + kContactSlack;
-      for (int f = std::max(from, 0); f < std::min(to, numFrames); ++f) wrong[At(f)] = 0;
+      for (int f = std::max(from, 0); f < std::min(to, numFrames); ++f) {
+        wrong[At(f)] = full.side[side][At(f)] != 0 && wrong[At(f)] == 0;
+      }
     }
     const auto off = [&](int f) {
       const int ankle = 6 * side + 2;
@@ -209,6 +225,7 @@ struct Reducing {
   const EvalContext& context;
   int numFrames;
   bool contacts = false;
+  Standing stands{};  // with all keys
   Shown take{};
   MotionCore dense{};  // its marks grow
   MotionCore thinned{};
@@ -287,7 +304,8 @@ struct Reducing {
       if (!keeps || round >= kMostRounds || (TooMany() && !whatever)) return kDone;
       bool more = settings.smoothKnees && KeepForKnees(dense, shown, take);
       if (contacts && !thinned.freeForm) {
-        more = KeepForContacts(dense, thinned, *settings.contacts, shown, take, context) || more;
+        more = KeepForContacts(dense, thinned, *settings.contacts, stands, shown, take, context) ||
+               more;
         more = KeepMiddles(dense, thinned) || more;
       }
       if (!more) return kDone;
@@ -370,6 +388,7 @@ int ReduceTakeKeys(MotionCore& motion, const TakeReductionSettings& settings,
     const bool judged =
         settings.smoothKnees || settings.limbKeysAtMost > 0 || settings.contacts != nullptr;
     if (judged) run.take = Show(take, numFrames, context);
+    if (run.contacts) run.stands = FindStanding(motion, *settings.contacts, numFrames, context);
     if (run.FitGrowing(rows) == kRefused) return kRefused;
     if (run.TooMany() && run.contacts) {
       run.contacts = false;  // few keys are asked for first

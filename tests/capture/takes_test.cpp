@@ -190,9 +190,8 @@ TEST_P(RealTake, ComesBackFromItsOwnBvh) {
     }
     EXPECT_LT(most, 0.01 * joints_.leg);
 
-    // In the dance, and at the jump's jerk of a start, feet slide where they are found to stand.
-    if (take_.contacts.empty() || (reduce && !take_.running && take_.contacts.size() == 4))
-      continue;
+    // The dance has contacts as short as noise, and swings as short as gaps in a contact.
+    if (take_.contacts.empty()) continue;
     const auto was = ContactFrames(imported), is = ContactFrames(again.motion);
     ASSERT_EQ(is.size(), was.size());
     for (std::size_t i = 0; i < was.size(); ++i) {
@@ -265,25 +264,14 @@ TEST_P(RealTake, IsMovedByOtherFiguresToo) {
 
 // --- Takes of other kinds -----------------------------------------------------------------------
 
-// Markers are no joints: a heel's marker stands earlier than an ankle.
-TEST(MarkerTake, MeetsTheContactsOfTheSameTakeOfJoints) {
+TEST(MarkerTake, KeepsAFifthOfItsLimbKeys) {
   ImportOptions options;
   options.names = test::TakePath("heel.mnm");
-  ImportResult markers, joints;
+  ImportResult result;
   std::string cause;
-  ASSERT_TRUE(ImportTake(test::TakePath("walk_cmu_06_01.mkr"), options, {}, markers, cause));
-  ASSERT_TRUE(ImportTake(test::TakePath("walk_cmu_06_01.bvh"), {}, {}, joints, cause));
-  for (int side = 0; side < 2; ++side) {
-    const auto& is = markers.motion.footsteps.spans[side];
-    const auto& was = joints.motion.footsteps.spans[side];
-    // The right foot's last contact begins as the take ends.
-    ASSERT_EQ(is.size(), was.size() + (side == kRight ? 1 : 0));
-    for (std::size_t i = 0; i < was.size(); ++i) {
-      EXPECT_NEAR(is[i].start, was[i].start, 0.15 * 4800) << i;
-      EXPECT_NEAR(is[i].Lift(), was[i].Lift(), 0.07 * 4800) << i;
-    }
-  }
-  EXPECT_GE(test::LimbFactor(markers.motion, markers.conversion.numFrames), 5);
+  ASSERT_TRUE(ImportTake(test::TakePath("walk_cmu_06_01.mkr"), options, {}, result, cause));
+  EXPECT_GE(test::LimbFactor(result.motion, result.conversion.numFrames), 5);
+  EXPECT_LT(result.conversion.fit.mean, 0.03);
 }
 
 TEST(StandingTake, IsTwoLongFootsteps) {
