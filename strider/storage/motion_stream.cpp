@@ -58,6 +58,12 @@ class Reader {
     }
   }
 
+  /// A block may end with the file before it is whole, without a word that is wrong.
+  void CheckWhole() {
+    if (options_.headerOnly || s_.Status() == StreamStatus::kBroken) return;
+    if (contents_.motions.empty()) s_.EndedInBlock();
+  }
+
   const Stream& stream() const { return s_; }
 
  private:
@@ -263,6 +269,7 @@ bool ReadStream(std::string_view bytes, StreamForm form, const ReadOptions& opti
   try {
     Reader reader(bytes, form, options, contents);
     reader.Read();
+    reader.CheckWhole();
     if (reader.stream().Status() != StreamStatus::kBroken) return true;
     cause = reader.stream().Cause();
   } catch (const std::bad_alloc&) {

@@ -119,7 +119,7 @@ TEST(AppendFootstepsOfRuns, LaysTheFootstepUnderTheMiddleAndMarksSliding) {
     ASSERT_EQ(core.footsteps.numFootsteps, 1);
     EXPECT_EQ(core.footsteps.spans[0][0].start, 13 * kDynamicsFrame);
     EXPECT_EQ(core.footsteps.spans[0][0].duration, 5 * kDynamicsFrame);
-    EXPECT_EQ(core.footsteps.position[0], Point3(100, 2, 20));  // the highest
+    EXPECT_EQ(core.footsteps.position[0], (Point3{100, 2, 20}));  // the highest
     EXPECT_EQ(core.footsteps.angle[0], 3.1f);
     EXPECT_TRUE(core.footsteps.active.Get(0));
     EXPECT_EQ(report.NumSliding(), row.sliding ? 1 : 0);
@@ -143,7 +143,7 @@ TEST(AppendFootstepsOfRuns, TakesTheFirstFrameOfKeysAndKeepsToTheTimesThatFootst
   EXPECT_EQ(track.spans[0][0].start, 0);
   EXPECT_EQ(track.spans[0][0].Lift(), 5 * kDynamicsFrame);
   EXPECT_EQ(track.spans[0][1].Lift(), 9 * kDynamicsFrame);
-  EXPECT_EQ(track.position[1], Point3(5, 3, 7));
+  EXPECT_EQ(track.position[1], (Point3{5, 3, 7}));
   EXPECT_EQ(AppendFootstepsOfRuns(core, feet, {{0, 0, 11}}, {}, 900'000, false, report), kRefused);
 }
 

@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "bench/keyed_figure.h"
+#include "strider/core/motion_range.h"
+#include "strider/footsteps/sample_motions.h"
 
 namespace strider::bench {
 namespace {
@@ -50,6 +52,21 @@ std::uint64_t PoseHashes() {
   return hash;
 }
 
+/// Motions out of footsteps, with all that their making decides on.
+std::uint64_t FootstepHashes() {
+  std::uint64_t hash = kHashStart;
+  for (const SampleMotion sample :
+       {SampleMotion::kWalk, SampleMotion::kRun, SampleMotion::kStairs}) {
+    auto core = std::make_unique<MotionCore>(MakeSample(sample, 80));
+    const Interval range = MotionRange(*core);
+    for (TimeValue t = range.start; t <= range.end; t += 97) {
+      CorePose(*core, t, {});
+      hash = PoseHash(*core, hash);
+    }
+  }
+  return hash;
+}
+
 std::uint64_t StanceHashes() {
   std::uint64_t hash = kHashStart;
   for (int legLinks : {3, 4}) {
@@ -71,7 +88,8 @@ std::uint64_t StanceHashes() {
 
 int main() {
   using namespace strider::bench;
-  std::printf("trigonometry %016" PRIx64 "\nstances %016" PRIx64 "\nposes %016" PRIx64 "\n",
-              TrigHash(), StanceHashes(), PoseHashes());
+  std::printf("trigonometry %016" PRIx64 "\nstances %016" PRIx64 "\nposes %016" PRIx64
+              "\nfootsteps %016" PRIx64 "\n",
+              TrigHash(), StanceHashes(), PoseHashes(), FootstepHashes());
   return 0;
 }
