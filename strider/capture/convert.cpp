@@ -32,6 +32,10 @@ int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCo
   if (settings.reduce) {
     TakeReductionSettings reduction = settings.reduction;
     reduction.firmFeet = settings.figure != nullptr;
+    // Another figure's feet go other ways.
+    if (settings.keepContacts && settings.figure == nullptr) {
+      reduction.contacts = &settings.extraction;
+    }
     const MotionCore full = motion;
     const MotionCore& take = settings.figure != nullptr ? full : dense;
     if (ReduceTakeKeys(motion, reduction, take, report.numFrames, context, report.rows,

@@ -15,6 +15,7 @@ struct ConversionSettings {
   ExtractionSettings extraction;
   bool reduce = true;
   TakeReductionSettings reduction;
+  bool keepContacts = false;  // the reduction lets no foot on its way seem to stand
 };
 
 struct ConversionReport {

@@ -1,6 +1,10 @@
 #include "strider/capture/curve_thinning.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <unordered_map>
 
 #include "strider/base/trig.h"
 
@@ -20,6 +24,8 @@ constexpr int kMostBetween = 16;
 
 // Keys are moved and merged so often at the most.
 constexpr int kRounds = 4;
+// And so many keys to either side.
+constexpr int kShiftReach = 4;
 
 /// Places at which a thinned curve is compared with the curve of all keys.
 struct CurveSamples {
@@ -149,14 +155,27 @@ class Thinning {
     float off = 0;
     int sample = -1;
   };
+  struct HashOfKeys {
+    std::size_t operator()(const std::array<int, 4>& keys) const {
+      std::uint64_t hash = 0;
+      for (const int key : keys)
+        hash = (hash ^ static_cast<std::uint32_t>(key)) * 0x9E3779B97F4A7C15u;
+      return static_cast<std::size_t>(hash ^ hash >> 32);
+    }
+  };
   /// Where the curve after a key is furthest from its samples.
   Place Worst(int key) {
     CurveKeys keys{before_[At(key)], key, after_[At(key)], -1};
     keys.next = after_[At(keys.right)];
+    const auto [known, isNew] = known_.try_emplace({keys.prev, key, keys.right, keys.next});
+    if (isNew) known->second = WorstOf(keys);
+    return known->second;
+  }
+  Place WorstOf(CurveKeys keys) {
     Complete(keys);
     const CurveSpan span(curve_, keys);
     Place worst;
-    for (int s = samples_.ofKey[At(key)] + 1; s < samples_.ofKey[At(keys.right)]; ++s) {
+    for (int s = samples_.ofKey[At(keys.left)] + 1; s < samples_.ofKey[At(keys.right)]; ++s) {
       const float off = OffAt(span, keys, s);
       if (!(off <= worst.off)) worst = {off, s};
     }
@@ -194,7 +213,7 @@ class Thinning {
       const float outer = std::max(WorstAround(left, right, first, last), 1.0f);
       Link(left, right);
       // A gap that spacing keeps from the tolerance gets no worse, and none is added to it.
-      if (Worst(left).off <= 1 && WorstAround(left, right, first, last) <= outer) {
+      if (Worst(left).off <= 1 && WorstAround(left, right, first, last, outer) <= outer) {
         after_[At(key)] = kGone;
         key = left;
       } else {
@@ -205,9 +224,10 @@ class Thinning {
   }
 
   /// How far the curve is from its samples where a key of a gap, or the lack of one, shapes it.
-  float WorstAround(int left, int right, int first, int last) {
+  /// No further is looked once it is more than `enough`.
+  float WorstAround(int left, int right, int first, int last, float enough = HUGE_VALF) {
     float off = 0;
-    for (int k = left > first ? before_[At(left)] : left; k <= right && k < last;
+    for (int k = left > first ? before_[At(left)] : left; k <= right && k < last && off <= enough;
          k = after_[At(k)]) {
       off = std::max(off, Worst(k).off);
     }
@@ -223,15 +243,15 @@ class Thinning {
       int best = key;
       float least = WorstAround(left, right, first, last);
       after_[At(key)] = kGone;
-      const int from = std::max(left + 1, key - kMostTested);
-      const int to = std::min(right - 1, key + kMostTested);
+      const int from = std::max(left + 1, key - kShiftReach);
+      const int to = std::min(right - 1, key + kShiftReach);
       for (int other = from; other <= to; ++other) {
         if (other == key || Ticks(left, other) < spacing_ || Ticks(other, right) < spacing_) {
           continue;
         }
         Link(left, other);
         Link(other, right);
-        const float off = WorstAround(left, right, first, last);
+        const float off = WorstAround(left, right, first, last, least);
         after_[At(other)] = kGone;
         if (off < least) {
           best = other;
@@ -271,7 +291,7 @@ class Thinning {
   /// A key that is enough between two; -1 where none is. The links of the two are of no use then.
   int FindBetween(int left, int right, int first, int last) {
     const int middle = left + (right - left) / 2;
-    for (int away = 0; away <= std::min((right - left) / 2, kMostTested); ++away) {
+    for (int away = 0; away <= std::min((right - left) / 2, kShiftReach); ++away) {
       for (const int key : {middle - away, middle + away}) {
         if (key <= left || key >= right || Ticks(left, key) < spacing_ ||
             Ticks(key, right) < spacing_) {
@@ -279,7 +299,7 @@ class Thinning {
         }
         Link(left, key);
         Link(key, right);
-        if (Worst(left).off <= 1 && WorstAround(left, right, first, last) <= 1) return key;
+        if (Worst(left).off <= 1 && WorstAround(left, right, first, last, 1) <= 1) return key;
         after_[At(key)] = kGone;
       }
     }
@@ -308,6 +328,7 @@ class Thinning {
   std::int64_t spacing_;
   std::vector<int> before_, after_;  // the kept neighbours of kept keys
   std::vector<char> needed_;         // whatever the curve does
+  std::unordered_map<std::array<int, 4>, Place, HashOfKeys> known_;  // of four keys in a row
   CurvePose shown_;
 };
 

@@ -14,6 +14,7 @@
 #include "strider/capture/mocap_parameters.h"
 #include "strider/capture/name_sets.h"
 #include "strider/capture/take_guess.h"
+#include "strider/core/body_id.h"
 #include "strider/storage/motion_file.h"
 
 namespace strider {
@@ -124,7 +125,7 @@ bool Import::ChooseParameters() {
   if (options_.up) p.upVector = static_cast<int>(*options_.up);
   if (options_.footsteps) p.fsExtractionMode = *options_.footsteps ? kFsExtract : kFsLeaveFree;
   settings_.reduce = options_.reduce;
-  settings_.reduction.smoothKnees = true;
+  settings_.reduction.smoothKnees = settings_.keepContacts = true;
   if (options_.parameterFile.empty() && !SetsAnyTolerance()) {
     settings_.reduction.limbKeysAtMost = kLimbKeys;
   }
@@ -289,6 +290,15 @@ void Import::ChooseUp() {
   if (downwards) result_.notes.push_back("the take's up axis points down; it was turned over");
 }
 
+/// True for a motion that was written by us, whose first frame is one of it however it stands.
+bool IsOurs(const std::vector<std::string>& unknownJoints) {
+  const std::string footprints = std::string("_") + FindBodyPart(kFootprints)->label;
+  return std::any_of(unknownJoints.begin(), unknownJoints.end(), [&](const std::string& name) {
+    return name.size() > footprints.size() &&
+           name.compare(name.size() - footprints.size(), footprints.size(), footprints) == 0;
+  });
+}
+
 bool Import::ChooseFrames() {
   const MocapParameters& p = result_.parameters;
   TakeFacts& take = result_.take;
@@ -299,8 +309,9 @@ bool Import::ChooseFrames() {
   result_.speedChange = rate.speedChange;
   settings_.dense.ticksPerFrame = rate.ticksPerFrame;
 
-  take.leftOutFirst = !options_.keepFirst && scene_.kind == CaptureKind::kJoints &&
-                      scene_.numFrames > 1 && FirstFrameStandsAlone(scene_);
+  take.leftOutFirst = !options_.keepFirst && !IsOurs(take.unknownJoints) &&
+                      scene_.kind == CaptureKind::kJoints && scene_.numFrames > 1 &&
+                      FirstFrameStandsAlone(scene_);
   const std::int64_t zero = take.leftOutFirst ? 1 : 0, step = rate.thinning;
   const std::int64_t numFrames = (scene_.numFrames - zero + step - 1) / step;
   if (numFrames <= 0) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "strider/capture/key_reduction.h"
+#include "strider/footsteps/extract_footsteps.h"
 
 namespace strider {
 
@@ -13,6 +14,9 @@ struct TakeReductionSettings {
   /// Where keys let a knee jerk that did not in the take, the keys around it stay.
   bool smoothKnees = false;
   bool firmFeet = false;  // feet stand firmly whatever their knees do
+  /// Where keys let a foot on its way seem to stand by these settings, the keys around it stay:
+  /// whoever looks for footsteps in the result then finds the same. Null for none.
+  const ExtractionSettings* contacts = nullptr;
 };
 
 /// Thins the keys of `motion` on its first `numFrames` frames, holds its feet anew, and tells in
