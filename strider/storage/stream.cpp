@@ -1,6 +1,7 @@
 #include "strider/storage/stream.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
