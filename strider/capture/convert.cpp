@@ -5,6 +5,7 @@
 
 #include "strider/footsteps/adopt_footsteps.h"
 #include "strider/footsteps/change_figure.h"
+#include "strider/footsteps/convert_motion.h"
 
 namespace strider {
 namespace {
@@ -44,6 +45,12 @@ int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCo
     }
   } else if (settings.figure != nullptr && !motion.freeForm &&
              HoldFeetAnew(motion, true, context) == kRefused) {
+    return Refuse(report, "memory ran out");
+  }
+  // Last: whatever finds and holds feet puts the footsteps where the feet are.
+  const float floor = settings.floor.value_or(settings.extraction.fsZLevel);
+  if (settings.extraction.fsUseFlatten != 0 && motion.footsteps.numFootsteps > 0 &&
+      FlattenFootsteps(motion, floor, context) == kRefused) {
     return Refuse(report, "memory ran out");
   }
   return kDone;

@@ -2,6 +2,8 @@
 // found, and keys that say nothing of their own go.
 #pragma once
 
+#include <optional>
+
 #include "strider/capture/dense_motion.h"
 #include "strider/capture/take_reduction.h"
 #include "strider/footsteps/extract_footsteps.h"
@@ -13,6 +15,7 @@ struct ConversionSettings {
   const MotionCore* figure = nullptr;  // who is to move so; null for the talent's own figure
   bool footsteps = true;
   ExtractionSettings extraction;
+  std::optional<float> floor;  // where fsUseFlatten puts the footsteps; else on fsZLevel
   bool reduce = true;
   TakeReductionSettings reduction;
   bool keepContacts = false;  // the reduction lets no foot on its way seem to stand

@@ -338,7 +338,11 @@ void Import::ChooseExtraction(const MotionCore& figure, float lowestAnkle) {
     }
     if (!Sets("fsUseVerticalTol")) e.fsUseVerticalTol = 1;
     if (!Sets("fsVerticalTol")) e.fsVerticalTol = kStandingHeight * leg / unit;
-    if (!Sets("fsZLevel")) e.fsZLevel = lowestAnkle;
+    if (!Sets("fsZLevel")) {
+      // What is tested is the ankle; the floor lies under its sole.
+      e.fsZLevel = lowestAnkle;
+      settings_.floor = lowestAnkle - figure.leg[kRight].extremityHeight;
+    }
   }
   settings_.extraction = e;
 }

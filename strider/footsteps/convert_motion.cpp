@@ -75,18 +75,20 @@ int ConvertToFreeForm(MotionCore& core, bool bake, const EvalContext& context) {
   return kDone;
 }
 
-namespace {
+namespace {}  // namespace
 
-/// Footsteps to the ground plane; body and legs go down with them.
-bool Flatten(MotionCore& core, const EvalContext& context) {
-  FootstepTrack before = core.footsteps;
-  for (Point3& place : core.footsteps.position) place.y = 0;
-  TransformsFromPositions(core.footsteps);
-  const int last = core.footsteps.numFootsteps - 1;
-  return AdaptMotion(core, std::move(before), 0, last, {}, context) != AdaptResult::kOutOfMemory;
+int FlattenFootsteps(MotionCore& core, float height, const EvalContext& context) {
+  try {
+    FootstepTrack before = core.footsteps;
+    for (Point3& place : core.footsteps.position) place.y = height;
+    TransformsFromPositions(core.footsteps);
+    const int last = core.footsteps.numFootsteps - 1;
+    const AdaptResult result = AdaptMotion(core, std::move(before), 0, last, {}, context);
+    return result == AdaptResult::kOutOfMemory ? kRefused : kDone;
+  } catch (const std::bad_alloc&) {
+    return kRefused;
+  }
 }
-
-}  // namespace
 
 ToFootstepsResult ConvertToFootsteps(MotionCore& core, const ExtractionSettings& settings,
                                      const ToFootstepsOptions& options, ExtractionReport& report,
@@ -105,7 +107,8 @@ ToFootstepsResult ConvertToFootsteps(MotionCore& core, const ExtractionSettings&
       return ToFootstepsResult::kNoFootsteps;
     }
     if (AdoptFootsteps(made, false, context) == kRefused) return ToFootstepsResult::kRefused;
-    if (options.flat && !Flatten(made, context)) return ToFootstepsResult::kRefused;
+    if (options.flat && FlattenFootsteps(made, 0, context) == kRefused)
+      return ToFootstepsResult::kRefused;
     core = std::move(made);
   } catch (const std::bad_alloc&) {
     return ToFootstepsResult::kRefused;

@@ -11,6 +11,9 @@ namespace strider {
 /// free-form already, in figure mode, or if memory ran out.
 [[nodiscard]] int ConvertToFreeForm(MotionCore& core, bool bake, const EvalContext& context);
 
+/// Puts all footsteps on one height; body and legs go there with them. kRefused if memory ran out.
+[[nodiscard]] int FlattenFootsteps(MotionCore& core, float height, const EvalContext& context);
+
 struct ToFootstepsOptions {
   bool bake = false;  // a key on every frame first
   bool flat = false;  // footsteps are put on height 0, and the motion follows

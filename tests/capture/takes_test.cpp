@@ -287,5 +287,25 @@ TEST(StandingTake, IsTwoLongFootsteps) {
   }
 }
 
+TEST(ImportTake, PutsFootstepsOnTheFloorWhereThatIsAsked) {
+  ImportOptions options;
+  options.sets = {{"fsUseFlatten", "1"}};
+  ImportResult flat;
+  std::string cause;
+  ASSERT_TRUE(ImportTake("examples/takes/walk_cmu_12_01.bvh", options, {}, flat, cause)) << cause;
+  const FootstepTrack& track = flat.motion.footsteps;
+  ASSERT_GT(track.numFootsteps, 4);
+  for (const Point3& place : track.position) {
+    EXPECT_NEAR(place.y, track.position[0].y, 1e-3f);
+    EXPECT_NEAR(place.y, 0, 2);  // the take's floor
+  }
+  MotionCore posed = flat.motion;
+  for (const FootstepSpan& span : track.spans[kLeft]) {
+    CorePose(posed, span.start + span.duration / 2, {});
+    const LimbRecord& leg = posed.leg[kLeft];
+    EXPECT_NEAR(leg.frame[2].Origin().y, track.position[0].y + leg.extremityHeight, 4);
+  }
+}
+
 }  // namespace
 }  // namespace strider
