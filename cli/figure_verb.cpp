@@ -8,6 +8,7 @@
 #include "cli/verbs.h"
 #include "exchange/figure_json.h"
 #include "exchange/picture.h"
+#include "strider/storage/motion_file.h"
 
 namespace strider {
 namespace {
@@ -27,11 +28,17 @@ ExitStatus Run(const Arguments& arguments) {
   // The format before the work: a name that cannot be written needs no figure.
   const std::string& output = arguments.output;
   const std::string format = output == "-" ? "json" : ExtensionOf(output);
-  if (format != "png" && format != "json") return RefuseFormat(kName, output, {"png", "json"});
+  if (format != "png" && format != "json" && format != "fig") {
+    return RefuseFormat(kName, output, {"png", "json", "fig"});
+  }
 
   const MotionCore core = StandingFigure(structure);
   if (output == "-") return PrintOutput(kName, FigureJson(core));
   if (format == "json") return WriteOutput(kName, output, FigureJson(core));
+  if (format == "fig") {
+    if (!SaveFigure(output, core, refusal)) return Refuse(kName, output + ": " + refusal);
+    return PrintOutput(kName, output + "\n");
+  }
   std::string png;
   if (!FigurePicture(core, png, refusal)) return Refuse(kName, output + ": " + refusal);
   return WriteOutput(kName, output, png);
@@ -42,14 +49,14 @@ ExitStatus Run(const Arguments& arguments) {
 Verb AddFigureVerb(CLI::App& program) {
   CLI::App* parser = program.add_subcommand(
       kName,
-      "Makes a standing figure: a picture of it (.png) or all its nodes (.json; without -o, on\n"
-      "standard output).");
+      "Makes a standing figure: a figure file (.fig), a picture of it (.png) or all its nodes\n"
+      "(.json; without -o, on standard output).");
   parser->group("Verbs");
   const auto arguments = std::make_shared<Arguments>();
   AddStructureOptions(*parser, arguments->given);
   parser
       ->add_option("-o,--output", arguments->output,
-                   "file to write, .png or .json; - for JSON on standard output")
+                   "file to write, .fig, .png or .json; - for JSON on standard output")
       ->type_name("FILE");
   return {parser, [arguments] { return Run(*arguments); }};
 }

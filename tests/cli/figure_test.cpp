@@ -132,10 +132,10 @@ TEST(FigureVerb, RefusesOutputsThatItCannotWrite) {
     std::string file;
     const char* says;
   } rows[] = {
-      {scratch.File("figure.jpg"), ": the output's name must end in .png or .json"},
-      {scratch.File(".png"), ": the output's name must end in .png or .json"},
-      {scratch.File("a.png/figure"), ": the output's name must end in .png or .json"},
-      {"", ": the output's name must end in .png or .json"},
+      {scratch.File("figure.jpg"), ": the output's name must end in .png, .json or .fig"},
+      {scratch.File(".png"), ": the output's name must end in .png, .json or .fig"},
+      {scratch.File("a.png/figure"), ": the output's name must end in .png, .json or .fig"},
+      {"", ": the output's name must end in .png, .json or .fig"},
       {scratch.File("missing/figure.png"), ": No such file"},
   };
   for (const auto& row : rows) {
@@ -150,6 +150,16 @@ TEST(FigureVerb, SaysSoWhenStandardOutputIsFull) {
   const RunResult result = RunProgram({"figure"}, "/dev/full");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "strider figure: standard output: No space left on device\n");
+}
+
+TEST(FigureVerb, WritesAFigureFile) {
+  const ScratchFolder scratch;
+  const std::string file = scratch.File("child.fig");
+  const RunResult made =
+      RunProgram({"figure", "--height", "110", "--spine-links", "3", "-o", file});
+  EXPECT_EQ(made.out, file + "\n") << made.err;
+  const RunResult told = RunProgram({"info", file});
+  EXPECT_TRUE(Contains(told.out, "figure: 110 high, 3 spine")) << told.out << told.err;
 }
 
 TEST(SheetVerb, DrawsTheDocumentationsFigures) {
