@@ -277,6 +277,8 @@ std::string BuildFigure(const FigureDraft& draft, MotionCore& core) {
   } else {
     core.structure.height = CoreFigureHeight(core);
     core.laidOutLengths = SumOfLengths(core);
+    // Lengths that are each within their bounds can still sum up past what a figure may be.
+    if (FindIllegalParameter(core.structure) != nullptr) return "lengths that make no height";
   }
   RefreshBodyLaws(core);
   PlaceFigure(core, {}, 0);
