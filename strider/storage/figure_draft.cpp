@@ -275,10 +275,16 @@ std::string BuildFigure(const FigureDraft& draft, MotionCore& core) {
   if (draft.height > 0 && share > kLeast && share < kMost) {
     core.laidOutLengths = draft.laidOutLengths;
   } else {
-    core.structure.height = CoreFigureHeight(core);
-    core.laidOutLengths = SumOfLengths(core);
+    // As high as all but the head makes it, whose size this block does not tell: that of the
+    // default proportions counts, so that the figure's next save says the same height.
+    const double links = 15.0 * core.neck.numLinks;
+    const double rest = static_cast<double>(SumOfLengths(core)) - core.head.sizes[1];
+    const double height = rest * ((400 + links) / (350 + links));
+    core.structure.height = static_cast<float>(height);
     // Lengths that are each within their bounds can still sum up past what a figure may be.
     if (FindIllegalParameter(core.structure) != nullptr) return "lengths that make no height";
+    for (float& size : core.head.sizes) size *= core.structure.height / s.height;
+    core.laidOutLengths = SumOfLengths(core);
   }
   RefreshBodyLaws(core);
   PlaceFigure(core, {}, 0);
