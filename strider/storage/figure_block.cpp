@@ -311,6 +311,8 @@ void CompleteSizes(Stream& s, MotionCore& core, int) {
   float spine = 0;
   for (int k = 0; k < core.spine.numLinks; ++k) spine += core.spine.dimensions[k].x;
   if (!(spine > 0)) return s.Fail("a spine without a length");
+  float height = 0;
+  if (!HeightOfLengths(core, height)) return s.Fail("lengths that make no height");
   RefreshBodyLaws(core);
 }
 

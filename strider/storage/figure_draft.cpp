@@ -225,6 +225,15 @@ FigureDraft DraftOf(const MotionCore& core) {
   return draft;
 }
 
+bool HeightOfLengths(const MotionCore& core, float& height) {
+  const double links = 15.0 * core.neck.numLinks;
+  const double rest = static_cast<double>(SumOfLengths(core)) - core.head.sizes[1];
+  height = static_cast<float>(rest * ((400 + links) / (350 + links)));
+  Structure trial = core.structure;
+  // Lengths that are each within their bounds can still sum up past what a figure may be.
+  return SetParameter(trial, *FindStructureParameter("height"), height);
+}
+
 std::string BuildFigure(const FigureDraft& draft, MotionCore& core) {
   const std::string fault = FaultOf(draft);
   if (!fault.empty()) return fault;
@@ -275,14 +284,8 @@ std::string BuildFigure(const FigureDraft& draft, MotionCore& core) {
   if (draft.height > 0 && share > kLeast && share < kMost) {
     core.laidOutLengths = draft.laidOutLengths;
   } else {
-    // As high as all but the head makes it, whose size this block does not tell: that of the
-    // default proportions counts, so that the figure's next save says the same height.
-    const double links = 15.0 * core.neck.numLinks;
-    const double rest = static_cast<double>(SumOfLengths(core)) - core.head.sizes[1];
-    const double height = rest * ((400 + links) / (350 + links));
-    core.structure.height = static_cast<float>(height);
-    // Lengths that are each within their bounds can still sum up past what a figure may be.
-    if (FindIllegalParameter(core.structure) != nullptr) return "lengths that make no height";
+    // The head's size is not told by this block: by the others the next save says the same height.
+    if (!HeightOfLengths(core, core.structure.height)) return "lengths that make no height";
     for (float& size : core.head.sizes) size *= core.structure.height / s.height;
     core.laidOutLengths = SumOfLengths(core);
   }

@@ -75,6 +75,11 @@ struct FigureDraft {
 };
 
 FigureDraft DraftOf(const MotionCore& core);
+
+/// As high as all links but the head make a figure, the head in default proportion. False where
+/// that is no height that a figure may have.
+[[nodiscard]] bool HeightOfLengths(const MotionCore& core, float& height);
+
 /// Lays out the figure of a draft, standing in its stance, without keys. An answer that is not
 /// empty says why there can be none.
 std::string BuildFigure(const FigureDraft& draft, MotionCore& core);
