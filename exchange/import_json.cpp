@@ -7,6 +7,7 @@
 #include "exchange/keyed_tracks.h"
 #include "exchange/motion_json.h"
 #include "exchange/motion_range.h"
+#include "strider/capture/capture_report.h"
 #include "strider/storage/stream.h"
 
 namespace strider {
@@ -89,15 +90,6 @@ class Text {
   std::string text_;
 };
 
-std::string Listed(const std::vector<std::string>& words) {
-  constexpr std::size_t kMost = 12;
-  std::string text;
-  for (std::size_t i = 0; i < words.size() && i < kMost; ++i)
-    text += (i > 0 ? ", " : "") + words[i];
-  if (words.size() > kMost) text += " and " + std::to_string(words.size() - kMost) + " more";
-  return text;
-}
-
 void AddFootsteps(const ImportResult& result, std::string& text) {
   const FootstepTrack& track = result.motion.footsteps;
   const std::vector<bool> sliding = Sliding(result);
@@ -157,8 +149,8 @@ std::string ImportSummary(const ImportResult& result) {
   if (take.jointsFound > 0) {  // a motion was read otherwise
     out.Add("%s: %d found", take.ofMarkers ? "markers" : "joints", take.jointsFound);
     if (!take.nameSet.empty()) out.text_ += " by the names " + take.nameSet;
-    if (!take.missingJoints.empty()) out.text_ += "; missing: " + Listed(take.missingJoints);
-    if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + Listed(take.unknownJoints);
+    if (!take.missingJoints.empty()) out.text_ += "; missing: " + ListWords(take.missingJoints);
+    if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + ListWords(take.unknownJoints);
     out.text_ += "\n";
   }
   const FrameRange range = FrameRangeOf(result.motion);

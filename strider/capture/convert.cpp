@@ -80,14 +80,4 @@ int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& den
   return kDone;
 }
 
-int ConvertCapture(const CaptureScene& scene, const ConversionSettings& settings,
-                   MotionCore& motion, ConversionReport& report, const EvalContext& context) {
-  report = {};
-  DenseSettings dense = settings.dense;
-  if (settings.figure != nullptr) dense.talent = StructureOfFigure(*settings.figure);
-  DenseMotion made;
-  if (MakeDenseMotion(scene, dense, made, report.message) == kRefused) return kRefused;
-  return FinishDenseMotion(settings, made, motion, report, context);
-}
-
 }  // namespace strider

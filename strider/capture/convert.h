@@ -31,12 +31,6 @@ struct ConversionReport {
   KeyReductionTable rows = kDefaultKeyReduction;  // as they were used
 };
 
-/// All stages. kRefused, `motion` unchanged and the cause in the report, for a take that gives no
-/// figure, and if memory ran out.
-[[nodiscard]] int ConvertCapture(const CaptureScene& scene, const ConversionSettings& settings,
-                                 MotionCore& motion, ConversionReport& report,
-                                 const EvalContext& context);
-
 /// The stages after the first: footsteps, the other figure, the reduction. Where the figure stays
 /// the talent's the report tells how well the end fits the take, else how well the talent did.
 [[nodiscard]] int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& dense,
