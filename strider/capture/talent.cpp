@@ -4,6 +4,7 @@
 #include <cmath>
 #include <new>
 
+#include "strider/capture/flat_feet.h"
 #include "strider/capture/solve_pose.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
@@ -268,7 +269,15 @@ void Fitting::FitLeg(Side side) {
 void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
   LimbTurns& turns = talent_.leg[leg.side];
   const bool joint = Has(toe);
-  const Point3 way = joint ? Place(toe) - Place(ankle) : EndWay(ankle);
+  const std::optional<FlatFoot> flat = FindFlatFoot(motion_, static_cast<Side>(leg.side));
+  // How a part that would lie flat stands in the reference.
+  const auto raised = [&](int carrier, const Point3& upright) {
+    return ShortestTurn({0, 1, 0},
+                        Rotate(Conjugate(heading_) * Reference(carrier).rotation, upright));
+  };
+  const Quat footRaised = flat ? raised(ankle, flat->ankle) : Quat{};
+  const Point3 asPosed = joint ? Place(toe) - Place(ankle) : EndWay(ankle);
+  const Point3 way = Rotate(Conjugate(footRaised), asPosed);
   const float level = std::sqrt(way.x * way.x + way.z * way.z), length = Length(way);
   const bool points = length > kLowestAnkle * leg_;
   Quat foot = footAxes_;
@@ -281,7 +290,7 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
     foot = ShortestTurn({0.87f, -0.5f, 0}, way) * footAxes_;
     reach = 0.87f * length;
   }
-  turns.end = TurnTo(ankle, foot);
+  turns.end = TurnTo(ankle, footRaised * foot);
   const float share = leg.heelLength / leg.toeLength;
   leg.toeLength = std::clamp(reach, 0.08f * leg_, 0.3f * leg_);
   leg.heelLength = share * leg.toeLength;
@@ -293,7 +302,7 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
                                            leg.extremityHeight};
   if (points) {
     turns.pointsAt = joint ? toe : kNoJoint;
-    turns.pointsAlong = Rotate(Conjugate(Reference(ankle).rotation) * heading_, way);
+    turns.pointsAlong = Rotate(Conjugate(Reference(ankle).rotation) * heading_, asPosed);
   }
   for (int d = 0; d < leg.numDigits; ++d) {
     // As far over the ground as they were laid out.
@@ -302,7 +311,8 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
   }
   if (!talent_.movesToes || leg.numDigits == 0) return;
   DigitRecord& digit = leg.digits[0];
-  turns.digit[0][0] = TurnTo(toe, foot * digit.baseRotation);
+  const Quat toesRaised = flat ? raised(toe, flat->toe) : Quat{};
+  turns.digit[0][0] = TurnTo(toe, toesRaised * foot * digit.baseRotation);
   const Point3 end = EndWay(toe);
   const float tip = Length(end) > kNoLength * leg_ ? Length(end) : 0.5f * leg.toeLength;
   for (int k = 0; k < digit.numLinks; ++k) {

@@ -62,6 +62,10 @@ constexpr Hold kHolds[] = {{0.15f, 1, 0},
                            {0.3f, 0.004f, kUnseen},
                            {0.3f, 0.0015f, kUnseen},
                            {0, 0, 0}};
+// A foot on its toes raises its heel up to so many radians further before its leg is too short.
+constexpr float kMostTiptoe = 0.3f;
+// The heel is too near the ankle to give a leg its length without the foot tilting visibly.
+constexpr float kMostOnHeel = 0.05f;
 constexpr int kLoosestFirm = 1;  // up to which no foot is seen to slide
 constexpr int kAsItWas = static_cast<int>(std::size(kHolds)) - 1;
 
@@ -192,23 +196,22 @@ float WayAhead(const std::vector<LegRead>& reads, std::size_t k, std::size_t las
 }
 
 /// Which end of the foot it stands on from each read of a contact to the next: the lower one, and
-/// of two on the ground the one that stays where it is, as a foot may turn on its heel. A key is
-/// put where that changes.
+/// of two on the ground the toes, from which a foot tilts least for what the leg asks, unless it
+/// turns on its heel. A key is put where that changes.
 void ChoosePivots(std::vector<LegRead>& reads, std::size_t first, std::size_t last,
                   const LimbRecord& leg) {
   const float tipped = kTippedShare * (leg.toeLength + leg.heelLength);
   const float strays = kStraysShare * leg.totalLength;
   int pivot = kToePivot;
   for (std::size_t k = first; k <= last; ++k) {
-    const float toesUp = reads[k].toes.y - reads[k].heel.y;
-    const float margin = k == first ? tipped : pivot == kHeelPivot ? 0.5f * tipped : tipped;
-    const int other = pivot == kHeelPivot ? kToePivot : kHeelPivot;
-    const bool otherIsLower = pivot == kHeelPivot ? toesUp < -tipped : toesUp > margin;
-    const bool isLower = pivot == kHeelPivot ? toesUp > tipped : toesUp < -tipped;
-    const float own = WayAhead(reads, k, last, pivot);
-    const bool otherStays =
-        !isLower && own > strays && WayAhead(reads, k, last, other) < 0.5f * own;
-    if (otherIsLower || otherStays) {
+    const bool onHeel = pivot == kHeelPivot;
+    const int other = onHeel ? kToePivot : kHeelPivot;
+    const float othersHeight = (reads[k].End(other) - reads[k].End(pivot)).y;
+    const float own = WayAhead(reads, k, last, pivot), others = WayAhead(reads, k, last, other);
+    const bool rests = othersHeight > -tipped && own < 0.5f * others && others > strays;
+    const bool tips = othersHeight < (onHeel ? tipped : -1.5f * tipped);
+    const bool turns = othersHeight < 1.5f * tipped && others < 0.5f * own && own > strays;
+    if ((tips && !rests) || turns) {
       if (k > first) reads[k].isKey = true;
       pivot = other;
     }
@@ -217,8 +220,10 @@ void ChoosePivots(std::vector<LegRead>& reads, std::size_t first, std::size_t la
 }
 
 /// The turn that brings `spoke`, from the pivot to the ankle, to where the ankle is `distance` from
-/// the hip at `hip` (from the pivot), or as near to it as a foot turns.
-Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance, float mostTurn) {
+/// the hip at `hip` (from the pivot), or as near to it as a foot turns: `mostNear` radians towards
+/// the hip and `mostTurn` away from it.
+Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance, float mostNear,
+                    float mostTurn) {
   const double s = Length(spoke), w = Length(hip), d = distance;
   if (!(s > 0) || !(w > 0)) return {};
   const double cosine = std::clamp((s * s + w * w - d * d) / (2 * s * w), -1.0, 1.0);
@@ -226,7 +231,7 @@ Quat TurnToDistance(const Point3& spoke, const Point3& hip, float distance, floa
   const double now = Atan2D(Length(axis), Dot(spoke, hip));
   const float turn = static_cast<float>(now - AcosD(cosine));
   // Towards the hip the angle closes.
-  return AngleAxis(std::clamp(turn, -mostTurn, mostTurn), axis);
+  return AngleAxis(std::clamp(turn, -mostTurn, mostNear), axis);
 }
 
 /// The part of a foot's way from one read to the next that it is let go.
@@ -236,20 +241,26 @@ Point3 SlipOf(const LegRead& from, const LegRead& to, int pivot, float most) {
   return length > most ? (1 - most / length) * way : Point3{};
 }
 
-/// How far an end of the foot is to be shifted at the first read of a contact: by nothing on
-/// average over the first second.
+/// How far an end of the foot is to be shifted at the first read of a contact: so that over the
+/// first second the shift is as often too far as not far enough, along each axis. A mean would
+/// sink a foot that lies flat for what the take lifts it by while its heel leaves the ground.
 Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::size_t last,
                   float most) {
-  Point3 shift, sum;
-  int count = 1;
+  std::vector<Point3> shifts(1);
   for (std::size_t k = first + 1; k <= last; ++k) {
     if (std::int64_t{reads[k].time} - reads[first].time > kTicksPerSecond) break;
     const int pivot = reads[k - 1].pivot;
-    shift += SlipOf(reads[k - 1], reads[k], pivot, most) - WayOf(reads[k - 1], reads[k], pivot);
-    sum += shift;
-    ++count;
+    shifts.push_back(shifts.back() + SlipOf(reads[k - 1], reads[k], pivot, most) -
+                     WayOf(reads[k - 1], reads[k], pivot));
   }
-  return -sum / static_cast<float>(count);
+  Point3 median;
+  const auto middle = shifts.begin() + static_cast<std::ptrdiff_t>(shifts.size() / 2);
+  for (int axis = 0; axis < 3; ++axis) {
+    std::nth_element(shifts.begin(), middle, shifts.end(),
+                     [axis](const Point3& a, const Point3& b) { return a[axis] < b[axis]; });
+    median[axis] = (*middle)[axis];
+  }
+  return -median;
 }
 
 /// Holds the foot from read `first` to read `last`, keys and frames between alike. What it is
@@ -274,8 +285,10 @@ void HoldContact(std::vector<LegRead>& reads, std::size_t first, std::size_t las
       if (length > 0) anchor -= (std::min(kBackGain * length, mostBack) / length) * shift;
     }
     const Point3 spoke = -read.End(pivot);
+    const bool onToes = pivot == kToePivot;
     read.turn =
-        TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip), hold.mostTurn);
+        TurnToDistance(spoke, read.hip - anchor, Length(read.ankle - read.hip),
+                       onToes ? kMostTiptoe : kMostOnHeel, onToes ? hold.mostTurn : kMostOnHeel);
     read.heldAnkle = anchor + Rotate(read.turn, spoke);
     // A foot that the leg cannot reach has to come along.
     const Point3 asked = read.heldAnkle - read.hip;
@@ -376,6 +389,13 @@ bool Loosen(LegRun& run, std::size_t at) {
   return true;
 }
 
+/// True where the foot leaps to the next read, as in a first frame that still has the pose in which
+/// the take was set up.
+bool Leaps(const LimbRecord& leg, const std::vector<LegRead>& reads, std::size_t k) {
+  return k + 1 < reads.size() &&
+         Length(reads[k + 1].ankle - reads[k].ankle) > kMostAstray * leg.totalLength;
+}
+
 /// Marks the contacts that are held too firmly; false if none is.
 bool FindJerks(const LimbRecord& leg, LegRun& run, TimeValue frame) {
   run.loosen.assign(run.holds.size(), false);
@@ -388,8 +408,8 @@ bool FindJerks(const LimbRecord& leg, LegRun& run, TimeValue frame) {
     const float around = *std::max_element(was.begin() + static_cast<std::ptrdiff_t>(from),
                                            was.begin() + static_cast<std::ptrdiff_t>(to));
     const bool jerked = is[k] > kJerkFactor * around + kJerkRadians;
-    const bool astray =
-        run.reads[k].span >= 0 && Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
+    const bool astray = run.reads[k].span >= 0 && !Leaps(leg, run.reads, k) &&
+                        Length(run.reads[k].Shift()) > kMostAstray * leg.totalLength;
     if (jerked || astray) any = Loosen(run, k) || any;
   }
   return any;

@@ -95,6 +95,11 @@ class Scene {
   bool NotifyDependents(NodeHandle node, Interval when) const;
   CallbackId RegisterChangeCallback(ChangeCallback callback);
   bool UnregisterChangeCallback(CallbackId id) { return changeCallbacks_.Remove(id); }
+  /// No callback of either kind hears of anything from here on.
+  void UnregisterAll() {
+    timeCallbacks_ = {};
+    changeCallbacks_ = {};
+  }
 
  private:
   // The mover is shared, so that one which edits the scene doesn't pull itself from under its feet.

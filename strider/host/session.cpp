@@ -7,7 +7,8 @@
 namespace strider {
 
 Session::Session() = default;
-Session::~Session() = default;
+// Its striders leave the scene one by one; who listened may be gone already.
+Session::~Session() { scene.UnregisterAll(); }
 
 int Session::LoadPreferences() {
   return strider::LoadPreferences(preferences, PreferencesPath(preferencesFolder));
