@@ -63,7 +63,7 @@ constexpr Hold kHolds[] = {{0.15f, 1, 0},
                            {0.3f, 0.0015f, kUnseen},
                            {0, 0, 0}};
 // A foot on its toes raises its heel up to so many radians further before its leg is too short.
-constexpr float kMostTiptoe = 0.3f;
+constexpr float kMostTiptoe = 0.25f;
 // The heel is too near the ankle to give a leg its length without the foot tilting visibly.
 constexpr float kMostOnHeel = 0.05f;
 constexpr int kLoosestFirm = 1;  // up to which no foot is seen to slide
