@@ -8,6 +8,7 @@
 
 #include "strider/capture/import_take.h"
 #include "strider/core/evaluate.h"
+#include "strider/core/restructure.h"
 #include "strider/footsteps/pose_sample.h"
 #include "tests/capture/take_fixture.h"
 #include "tests/exchange/bvh_reader.h"
@@ -214,6 +215,35 @@ inline std::vector<Skate> SkateOf(const MotionCore& motion, const std::vector<Po
     }
   }
   return all;
+}
+
+/// How far soles and toes are from how a standing figure has them, in the middle third of each
+/// contact, degrees up or down: the median.
+inline double TiltOnGround(const MotionCore& motion) {
+  const auto rise = [](const Point3& ahead) {
+    const double plan = std::hypot(static_cast<double>(ahead.x), static_cast<double>(ahead.z));
+    return std::atan2(static_cast<double>(ahead.y), plan) * 57.29578;
+  };
+  const auto toesOf = [](const LimbRecord& leg) { return leg.digits[0].frame[0].row[0]; };
+  MotionCore posed = FigureOf(motion);
+  CoreForwardKinematics(posed);
+  const double standing[] = {rise(toesOf(posed.leg[0])), rise(toesOf(posed.leg[1]))};
+  posed = motion;
+  std::vector<double> tilts;
+  for (int side = 0; side < 2; ++side) {
+    for (const FootstepSpan& span : motion.footsteps.spans[side]) {
+      const TimeValue third = span.duration / 3;
+      for (TimeValue t = span.start + third; t <= span.Lift() - third; t += motion.ticksPerFrame) {
+        CorePose(posed, t, {});
+        const LimbRecord& leg = posed.leg[side];
+        tilts.push_back(std::fabs(rise(leg.frame[NumLimbLinks(leg) - 1].row[1])));
+        if (leg.numDigits > 0) tilts.push_back(std::fabs(rise(toesOf(leg)) - standing[side]));
+      }
+    }
+  }
+  const auto middle = tilts.begin() + static_cast<std::ptrdiff_t>(tilts.size() / 2);
+  std::nth_element(tilts.begin(), middle, tilts.end());
+  return *middle;
 }
 
 /// The second difference of the knee's angle less 1.5 times the greatest of the take's within two
