@@ -85,7 +85,9 @@ TEST_P(RealTake, LetsFeetStandAndKneesMoveEvenly) {
     }
     EXPECT_LE(test::KneeExcess(poses, joints_), 2);
     // A dancer stands on tiptoe.
-    if (!take_.contacts.empty()) EXPECT_LE(test::TiltOnGround(motion), 6);
+    if (!take_.contacts.empty()) {
+      EXPECT_LE(test::TiltOnGround(motion), 6);
+    }
   }
 }
 
