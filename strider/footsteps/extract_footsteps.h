@@ -66,7 +66,8 @@ struct PlantedRun {
 /// The runs of both feet in order of their starts, the left foot's first where two start at once.
 /// Up to two frames in the air within a contact are closed; contacts of three frames and fewer
 /// between the ends count as none and are told in `dropped`. Where `leap` is above 0, a contact
-/// also ends where the print moves further than that in a frame.
+/// also ends where the print moves further than that in a frame but its last, and only gaps are
+/// closed over which it moves no further.
 std::vector<PlantedRun> FindPlantedRuns(FootSamples& feet, float leap,
                                         std::vector<PlantedRun>& dropped);
 
