@@ -19,6 +19,8 @@ constexpr int kShortContact = 3, kShortGap = 2;
 constexpr float kLeap = 0.5f;
 // The middles of heel and toe row, as named pivots count.
 constexpr int kHeelPivot = 2, kToePivot = 5;
+// Cosine of the sole's tilt from where a foot counts as tipped: 30 degrees.
+constexpr float kTipped = 0.8660254f;
 // A foot that points straight up or down has no heading of its own; its side axis tells.
 constexpr float kLeastPlan = 0.05f;
 
@@ -70,6 +72,12 @@ FootSample SampleFoot(const LimbRecord& leg) {
   const Point3 flat = TransformVector(lower, FlatFoot(sample.heading));
   sample.print = lower * foot - flat - Point3{0, leg.extremityHeight, 0};
   return sample;
+}
+
+Point3 PlaceOfPrint(const LimbRecord& leg) {
+  const Matrix3& foot = leg.frame[NumLimbLinks(leg) - 1];
+  if (-foot.row[0].y < kTipped) return SampleFoot(leg).print;
+  return Point3{leg.extremityHeight, 0, 0} * foot;
 }
 
 namespace {

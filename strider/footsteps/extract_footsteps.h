@@ -36,6 +36,11 @@ struct FootSample {
 /// end that is lower, so that its print stays while it rolls from the heel over the toes.
 FootSample SampleFoot(const LimbRecord& leg);
 
+/// Where the footstep of a foot that stands lies: at the point of the sole under the ankle. A foot
+/// tipped by more than 30 degrees, as a dancer's on tiptoe, is laid flat first, or
+/// its print would float.
+Point3 PlaceOfPrint(const LimbRecord& leg);
+
 /// Both feet, one sample a frame.
 struct FootSamples {
   std::vector<FootSample> side[2];
