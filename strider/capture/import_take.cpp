@@ -327,24 +327,32 @@ bool Import::ChooseFrames() {
   return true;
 }
 
+/// As a file of settings keeps a number, so that the file brings the same motion.
+float AsKept(float value) {
+  std::string text;
+  AppendFixed(text, static_cast<double>(value));
+  return ReadFloat(text).value_or(value);
+}
+
 /// Tolerances that follow the figure and the rate, where the user has not set them.
 void Import::ChooseExtraction(const MotionCore& figure, float lowestAnkle) {
   ExtractionSettings& e = result_.parameters.extraction;
+  const float ankleHeight = figure.leg[kRight].extremityHeight;
   if (options_.parameterFile.empty()) {
     const float leg = figure.leg[kRight].totalLength, unit = ExtractionLegLength(figure);
     const float frames = static_cast<float>(result_.sceneRate);
     if (!Sets("fsExtractionTol") && !options_.running) {
-      e.fsExtractionTol = kStandingSpeed * leg / (frames * unit);
+      e.fsExtractionTol = AsKept(kStandingSpeed * leg / (frames * unit));
     }
     if (!Sets("fsUseVerticalTol")) e.fsUseVerticalTol = 1;
-    if (!Sets("fsVerticalTol")) e.fsVerticalTol = kStandingHeight * leg / unit;
-    if (!Sets("fsZLevel")) {
-      // What is tested is the ankle; the floor lies under its sole.
-      e.fsZLevel = lowestAnkle;
-      settings_.floor = lowestAnkle - figure.leg[kRight].extremityHeight;
-    }
+    if (!Sets("fsVerticalTol")) e.fsVerticalTol = AsKept(kStandingHeight * leg / unit);
+    if (!Sets("fsZLevel")) e.fsZLevel = AsKept(lowestAnkle - ankleHeight);
   }
+  // Who sets a level means the floor, also where the settings come out of a file; what the height
+  // test looks at are the ankles of feet that stand there.
   settings_.extraction = e;
+  settings_.floor = e.fsZLevel;
+  settings_.extraction.fsZLevel += ankleHeight;
 }
 
 void Import::TellHeld(const CapturedMotion& captured) {

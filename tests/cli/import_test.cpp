@@ -232,6 +232,30 @@ TEST_F(ImportVerb, SettingsGoThroughAFile) {
   EXPECT_NE(ReadFile(File("q.moc")), ReadFile(File("p.moc")));
 }
 
+TEST_F(ImportVerb, SavedSettingsBringTheSameMotion) {
+  const struct {
+    const char* options;
+    std::size_t footsteps;
+    double floor, within;  // of the footsteps' heights
+  } rows[] = {{"", 8, 0, 5},
+              {"--set fsUseFlatten=1", 8, 0, 2},
+              {"--set fsZLevel=0", 8, 0, 5},  // feet stand on it though ankles are above it
+              {"--set fsZLevel=1.5 --set fsUseFlatten=1", 8, 1.5, 1e-3},
+              {"--set fsZLevel=60", 0, 0, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.options);
+    const Json json = Imported(kNamed, std::string(row.options) + " --save-params @p.moc");
+    EXPECT_EQ(json["footsteps"].size(), row.footsteps);
+    for (const Json& footstep : json["footsteps"]) {
+      EXPECT_NEAR(footstep["position"][2].get<double>(), row.floor, row.within);
+    }
+    const std::string made = ReadFile(File("out.sdr"));
+    (void)Imported(kNamed, "--params @p.moc --save-params @q.moc");
+    EXPECT_TRUE(ReadFile(File("out.sdr")) == made);
+    EXPECT_EQ(ReadFile(File("q.moc")), ReadFile(File("p.moc")));
+  }
+}
+
 TEST_F(ImportVerb, AnotherFigureAndAPose) {
   const Json own = Imported(kWalk);
   ASSERT_EQ(Run("make walk --height 110 --tail-links 3 -o @child.fig").status, 0);
