@@ -15,6 +15,9 @@
 #include "strider/capture/name_sets.h"
 #include "strider/capture/take_guess.h"
 #include "strider/core/body_id.h"
+#include "strider/core/evaluate.h"
+#include "strider/core/restructure.h"
+#include "strider/footsteps/bake.h"
 #include "strider/storage/motion_file.h"
 
 namespace strider {
@@ -81,6 +84,7 @@ class Import {
   void TellHeld(const CapturedMotion& captured);
   void TellDropped();
   bool Convert();
+  bool GoesWithAMotion();
   bool FromMotion();
 
   const std::string& path_;
@@ -410,21 +414,40 @@ bool Import::Convert() {
   return true;
 }
 
-bool Import::FromMotion() {
+/// The figure as it stands on the motion's first frame, one key a part.
+MotionCore FirstPose(const MotionCore& motion, const EvalContext& context) {
+  MotionCore posed = motion;
+  CorePose(posed, 0, context);
+  MotionCore pose = FigureOf(motion);
+  (void)PutPose(pose, posed, 0);  // which the motion holds already
+  RefreshTracks(pose);
+  return pose;
+}
+
+/// What a motion has no use for: options, and settings that --set gives.
+bool Import::GoesWithAMotion() {
   const struct {
-    const char* option;
+    const char* what;
     bool given;
   } rows[] = {{"names", !options_.names.empty()},
-              {"a pose", !options_.pose.empty()},
               {"a scale", options_.scale.has_value()},
               {"an up axis", options_.up.has_value()},
-              {"a rate", options_.fps.has_value()},
-              {"a loop", options_.loopFrames.has_value()},
-              {"a range of frames", options_.from || options_.to}};
+              {"a rate", options_.fps.has_value()}};
   for (const auto& row : rows) {
     if (row.given)
-      return Refuse("is a motion already: " + std::string(row.option) + " goes with a take");
+      return Refuse("is a motion already: " + std::string(row.what) + " goes with a take");
   }
+  for (const char* name :
+       {"upVector", "scaleFactor", "kneeOrient", "elbowOrient", "footOrient", "handOrient",
+        "markerNameFile", "useMarkerNameFile", "jointNameFile", "useJointNameFile"}) {
+    if (Sets(name))
+      return Refuse("is a motion already: " + std::string(name) + " goes with a take");
+  }
+  return true;
+}
+
+bool Import::FromMotion() {
+  if (!GoesWithAMotion()) return false;
   DenseMotion dense;
   if (!ReadMotionAsTake(path_, result_.parameters, 0, context_, dense, cause_)) return false;
   TakeFacts& take = result_.take;
@@ -433,7 +456,7 @@ bool Import::FromMotion() {
   take.metresPerUnit = result_.metresPerUnit =
       kGravity / (static_cast<double>(dense.motion.body.gravAccel) * kLawFrames);
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
-  result_.pose = dense.motion;
+  result_.pose = FirstPose(dense.motion, context_);
   if (FinishDenseMotion(settings_, dense, result_.motion, result_.conversion, context_) ==
       kRefused) {
     return Refuse(result_.conversion.message);

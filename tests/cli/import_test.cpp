@@ -6,6 +6,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "exchange/motion_range.h"
 #include "strider/core/evaluate.h"
 #include "strider/storage/motion_file.h"
 #include "tests/cli/program_fixture.h"
@@ -293,6 +294,47 @@ TEST_F(ImportVerb, MotionsGetFootstepsAnew) {
   ASSERT_EQ(made["footsteps"].size(), 0u);
   std::filesystem::rename(File("out.sdr"), File("free.sdr"));
   EXPECT_EQ(Imported("@free.sdr")["footsteps"].size(), 6u);
+
+  const Json part = Imported("@free.sdr", "--from 10 --to 40 --no-reduction");
+  EXPECT_EQ(part["tracks"]["spine"]["numKeys"], 31);
+  EXPECT_EQ(Imported("@free.sdr", "--set startFrame=10 --set endFrame=40 --no-reduction"), part);
+
+  // One pose, of the first frame that is taken.
+  const auto knee = [](const MotionCore& core) { return core.leg[kLeft].frame[1].Origin(); };
+  (void)Imported("@free.sdr", "--from 10 --no-reduction --free-form");
+  const Point3 atStart = knee(Posed(0));
+  ASSERT_EQ(Run("import @free.sdr --from 10 -o @pose.cal").status, 0);
+  MotionCore pose = Loaded("pose.cal");
+  EXPECT_EQ(pose.leg[kLeft].table.track.numKeys, 1);
+  EXPECT_EQ(pose.spine.table.track.numKeys, 1);
+  CorePose(pose, 0, {});
+  EXPECT_LT(Length(knee(pose) - atStart), 0.1f);
+}
+
+TEST_F(ImportVerb, MotionsKeepTheirLengthHoweverOftenTheyAreTaken) {
+  const struct {
+    std::string make;
+    int last;                             // frame
+  } rows[] = {{"import " + kNamed, 131},  // a foot stands to its end
+              {"import examples/takes/jump_cmu_13_39.bvh", 88},
+              {"import " + kWalk, 85},
+              {"make walk", 63}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.make);
+    ASSERT_EQ(Run(row.make + " -o @again.sdr").status, 0);
+    const Json first = Json::parse(Run("info --json @again.sdr").out);
+    for (int round = 0; round < 3; ++round) {
+      const Json json = Imported("@again.sdr");
+      EXPECT_EQ(FrameRangeOf(Loaded()).last, row.last);
+      ASSERT_EQ(json["footsteps"].size(), first["footsteps"].size());
+      for (std::size_t i = 0; i < json["footsteps"].size(); ++i) {
+        EXPECT_NEAR(json["footsteps"][i]["start"].get<double>(),
+                    first["footsteps"][i]["start"].get<double>(), 2 * 160)
+            << i;
+      }
+      std::filesystem::rename(File("out.sdr"), File("again.sdr"));
+    }
+  }
 }
 
 TEST_F(ImportVerb, DamagedTakesAreReadUpToTheDamage) {
@@ -334,7 +376,8 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
   Put("free.fig", "junk");
   std::filesystem::create_directory(File("folder.bvh"));
   std::filesystem::create_directory(File("folder.sdr"));
-  ASSERT_EQ(Run("import @walk.bvh --free-form -o @free.sdr").status, 0);
+  ASSERT_EQ(
+      Run("import @walk.bvh --free-form --loop 5 --save-params @loop.moc -o @free.sdr").status, 0);
   Put("out.sdr", "old");
   const std::ptrdiff_t files = scratch.CountFiles();
   const struct {
@@ -377,6 +420,11 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
       {"@walk.bvh -o @out.cal --in-place", "--in-place", ".cal"},
       {"@walk.bvh -o @out.stp --free-form", "walk.bvh: ", "no footsteps"},
       {"@free.sdr -o @out.sdr --scale 2", "free.sdr: ", "a scale"},
+      {"@free.sdr -o @out.sdr --set upVector=2", "free.sdr: ", "upVector goes with a take"},
+      {"@free.sdr -o @out.sdr --loop 5", "free.sdr: ", "a loop goes with a take"},
+      {"@free.sdr -o @out.sdr --params @loop.moc", "free.sdr: ", "a loop goes with a take"},
+      {"@free.sdr -o @out.sdr --pose @free.sdr", "free.sdr: ", "a pose of the talent"},
+      {"@free.sdr -o @out.sdr --from 9999", "free.sdr: ", "from 9999 to its end"},
       {"@walk.bvh -o @walk.bvh", "walk.bvh: ", "the take itself"},
       {"@walk.bvh -o @free.sdr --figure @free.sdr", "free.sdr: ", "the figure itself"},
       {"@walk.bvh -o @out.sdr --save-params @walk.bvh", "walk.bvh: ", "the take itself"},
