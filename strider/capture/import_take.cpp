@@ -50,6 +50,7 @@ class Import {
       return false;
     }
     if (!ChooseParameters()) return false;
+    if (format != "bvh") TellOfJointsAlone();
     if (format == "sdr") return FromMotion();
     return (format == "bvh" ? ReadJoints() : ReadMarkerFile()) && Convert();
   }
@@ -73,12 +74,14 @@ class Import {
   }
 
   bool ChooseParameters();
+  void TellOfJointsAlone();
   void TellTolerances();
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
   void ChooseUnit();
-  void ChooseUp();
+  UpAxis ChooseUp(const UpGuess& guess);
+  void TurnUpright();
   bool ChooseFrames();
   void ChooseExtraction(const MotionCore& figure, float lowestAnkle);
   void TellHeld(const CapturedMotion& captured);
@@ -126,6 +129,13 @@ bool Import::ChooseParameters() {
     p.talentPoseAdjFile = options_.pose;
     p.useTalentPoseAdjFile = 1;
   }
+  if (options_.running) {
+    if (Sets("fsExtractionTol")) {
+      cause_ = "--running says what --set fsExtractionTol says: give one of them";
+      return false;
+    }
+    p.extraction.fsExtractionTol = ExtractionSettings().fsExtractionTol;
+  }
   if (options_.up) p.upVector = static_cast<int>(*options_.up);
   if (options_.footsteps) p.fsExtractionMode = *options_.footsteps ? kFsExtract : kFsLeaveFree;
   settings_.reduce = options_.reduce;
@@ -134,6 +144,16 @@ bool Import::ChooseParameters() {
     settings_.reduction.limbKeysAtMost = kLimbKeys;
   }
   return ReadConversionSettings(p, figures_, settings_, cause_);
+}
+
+/// Options that a batch gives for all of its takes, of which these need none.
+void Import::TellOfJointsAlone() {
+  if (options_.strict)
+    result_.notes.push_back("--strict changes nothing: it is of joints in a .bvh");
+  if (options_.keepFirst) {
+    result_.notes.push_back(
+        "--keep-first changes nothing: only of a .bvh is a first frame left out");
+  }
 }
 
 // --- Reading -----------------------------------------------------------------------------------
@@ -197,7 +217,7 @@ bool Import::ReadJoints() {
   }
   take.frames = static_cast<int>(report.framesInFile);
   result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
-  ChooseUp();
+  TurnUpright();
   return true;
 }
 
@@ -221,20 +241,16 @@ bool Import::ReadMarkerFile() {
     cause_ = report.message;
     return false;
   }
-  if (!options_.up && !Sets("upVector") && options_.parameterFile.empty()) {
-    const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
-    if (guess.axis != settings.upVector) {
-      settings.upVector = guess.axis;
-      report = {};
-      if (!read()) {
-        cause_ = report.message;
-        return false;
-      }
+  TakeFacts& take = result_.take;
+  take.up = ChooseUp(GuessUpAxis(scene_, settings.upVector));
+  if (p.upVector != settings.upVector) {
+    settings.upVector = p.upVector;
+    report = {};
+    if (!read()) {
+      cause_ = report.message;
+      return false;
     }
   }
-  TakeFacts& take = result_.take;
-  take.up = static_cast<UpAxis>(settings.upVector);
-  result_.parameters.upVector = settings.upVector;
   take.unknownJoints = report.unknownNames;
   take.ofMarkers = true;
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
@@ -285,12 +301,26 @@ void Import::ChooseUnit() {
   settings_.dense.gravity = static_cast<float>(kGravity / result_.metresPerUnit / kLawFrames);
 }
 
-void Import::ChooseUp() {
+/// The axis that options or settings give, else the guessed one, which the settings then have.
+UpAxis Import::ChooseUp(const UpGuess& guess) {
+  int& up = result_.parameters.upVector;
+  const bool fromFile = !options_.up && !Sets("upVector") && !options_.parameterFile.empty();
+  const bool given = options_.up || Sets("upVector") || fromFile;
+  if (!given) up = guess.axis;
+  if (fromFile && up != guess.axis) {
+    constexpr char kAxes[] = "xyz";
+    result_.notes.push_back(options_.parameterFile + " has " + kAxes[up] +
+                            " up, and so it was taken; the person stands along " +
+                            kAxes[guess.axis] + ", see --up");
+  }
+  return static_cast<UpAxis>(up);
+}
+
+void Import::TurnUpright() {
   const UpGuess guess = GuessUpAxis(scene_);
-  const bool given = options_.up.has_value();
-  result_.take.up = given ? *options_.up : static_cast<UpAxis>(guess.axis);
-  const bool downwards = guess.downwards && guess.axis == static_cast<int>(result_.take.up);
-  settings_.dense.toYUp = TurnToYUp(result_.take.up, downwards);
+  const UpAxis up = result_.take.up = ChooseUp(guess);
+  const bool downwards = guess.downwards && guess.axis == static_cast<int>(up);
+  settings_.dense.toYUp = TurnToYUp(up, downwards);
   if (downwards) result_.notes.push_back("the take's up axis points down; it was turned over");
 }
 

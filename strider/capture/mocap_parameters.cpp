@@ -87,7 +87,7 @@ std::vector<MocapParameter> MakeAll() {
   constexpr auto kExtraction = &P::extraction;
   std::vector<MocapParameter> all = {
       Number<At<&P::upVector>>("upVector", Kind::kInt, 0, 2, 701,
-                               "axis of a marker file that points up: 0 X, 1 Y, 2 Z"),
+                               "axis of the take that points up: 0 X, 1 Y, 2 Z"),
       Number<At<&P::scaleFactor>>("scaleFactor", Kind::kFloat, 1e-6, 1e6, 702,
                                   "what the take's lengths are multiplied by"),
       Number<At<&P::startFrame>>("startFrame", Kind::kInt, 0, kMost, 703,

@@ -151,9 +151,14 @@ TEST_F(ImportVerb, OptionsOfTheMotion) {
   EXPECT_NEAR(half["footsteps"][5]["position"][1].get<double>(),
               plain["footsteps"][5]["position"][1].get<double>() / 2, 0.2);
 
-  const Json lying = Imported(kWalk, "--up z");
+  const Json lying = Imported(kWalk, "--up z --save-params @z.moc");
   EXPECT_EQ(lying["take"]["upAxis"], "z");
   EXPECT_NE(lying["footsteps"], plain["footsteps"]);
+  EXPECT_EQ(Imported(kWalk, "--set upVector=2"), lying);
+  EXPECT_EQ(Imported(kWalk, "--params @z.moc")["take"]["upAxis"], "z");
+  const RunResult fromFile = Run("import " + kWalk + " --params @z.moc -o @out.sdr");
+  EXPECT_NE(fromFile.out.find("the person stands along y"), std::string::npos) << fromFile.out;
+  EXPECT_EQ(Imported(kWalk, "--params @z.moc --up y")["take"]["upAxis"], "y");
 }
 
 TEST_F(ImportVerb, RunsShowTheirShortContactsWhereAsked) {
@@ -164,6 +169,8 @@ TEST_F(ImportVerb, RunsShowTheirShortContactsWhereAsked) {
   ASSERT_EQ(json["footsteps"].size(), 4u);
   EXPECT_EQ(json["summary"]["speedChange"], 0);
   EXPECT_EQ(json["summary"]["jointsMissing"], Json({"LeftToe", "RightToe"}));
+  (void)Imported(kRun, "--fps 60 --save-params @walker.moc");
+  EXPECT_EQ(Imported(kRun, "--running --fps 60 --params @walker.moc")["footsteps"].size(), 4u);
 }
 
 TEST_F(ImportVerb, FirstFrameAndLoop) {
@@ -284,6 +291,11 @@ TEST_F(ImportVerb, MarkersOfTheSameWalkShowTheSameSteps) {
   EXPECT_EQ(json["footsteps"].size(), 8u);
   EXPECT_LT(json["summary"]["fitErrorMean"].get<double>(), 0.03);
   EXPECT_EQ(Imported(markers, "--names examples/takes/heel.mnm --up z"), json);
+  const RunResult options = Run("import " + markers + " --strict --keep-first -o @out.sdr");
+  for (const char* note :
+       {"note: --strict changes nothing", "note: --keep-first changes nothing"}) {
+    EXPECT_NE(options.out.find(note), std::string::npos) << options.out;
+  }
   // Heels under names that nobody knows are listed.
   const std::vector<std::string> unknown = Imported(markers)["take"]["unknownJoints"];
   EXPECT_EQ(std::count(unknown.begin(), unknown.end(), "LHEE"), 1);
@@ -410,6 +422,7 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
       {"@walk.bvh -o @out.sdr --set fsTolerance=1", "fsTolerance", "no parameter"},
       {"@walk.bvh -o @out.sdr --set fsExtractionTol=nan", "fsExtractionTol", "\"nan\""},
       {"@walk.bvh -o @out.sdr --set fsExtractionTol", "--set", "NAME=VALUE"},
+      {"@walk.bvh -o @out.sdr --set fsExtractionTol=0.1 --running", "--running", "one of them"},
       {"@walk.bvh -o @out.sdr --scale 0", "--scale", "\"0\""},
       {"@walk.bvh -o @out.sdr --up w", "--up", "\"w\""},
       {"@walk.bvh -o @out.sdr --fps 0", "--fps", "\"0\""},
