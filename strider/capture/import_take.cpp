@@ -9,7 +9,9 @@
 #include "strider/capture/conversion_settings.h"
 #include "strider/capture/joint_names.h"
 #include "strider/capture/load_capture.h"
+#include "strider/capture/marker_names.h"
 #include "strider/capture/marker_reader.h"
+#include "strider/capture/marker_tracks.h"
 #include "strider/capture/moc_file.h"
 #include "strider/capture/mocap_parameters.h"
 #include "strider/capture/name_sets.h"
@@ -221,6 +223,19 @@ bool Import::ReadJoints() {
   return true;
 }
 
+/// Heels are spelt in two ways. In a file that has both, the vocabulary's is the heel.
+void AddOtherSpellings(const std::string& text, NameTable& table) {
+  constexpr struct {
+    CaptureMarker marker;
+    const char* other;
+  } kOthers[] = {{kLHEL, "LHEE"}, {kRHEL, "RHEE"}};
+  for (const auto& [marker, other] : kOthers) {
+    std::string& name = table.rows[static_cast<std::size_t>(marker)];
+    const bool open = name.empty() && table.Find(other) < 0;
+    if (open && text.find(MarkerNameOf(marker)) == std::string::npos) name = other;
+  }
+}
+
 bool Import::ReadMarkerFile() {
   std::string text;
   if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
@@ -231,10 +246,15 @@ bool Import::ReadMarkerFile() {
   NameTable table;
   const std::string& names = options_.names.empty() ? p.markerNameFile : options_.names;
   if (!options_.names.empty() || p.useMarkerNameFile != 0) {
+    if (FindNameSet(names) != nullptr) {
+      return Refuse("sets of names such as " + names +
+                    " are of joints; other names of markers come from a name file");
+    }
     if (!ReadNameFile(NameKind::kMarkers, names, table, cause_)) return false;
-    settings.names = &table;
     result_.take.nameSet = names;
   }
+  AddOtherSpellings(text, table);
+  settings.names = &table;
   CaptureReport report;
   const auto read = [&] { return ReadMarkersText(scene_, text, path_, settings, report) == 1; };
   if (!read()) {
@@ -252,6 +272,7 @@ bool Import::ReadMarkerFile() {
     }
   }
   take.unknownJoints = report.unknownNames;
+  std::erase(take.unknownJoints, kC7Name);  // none of the vocabulary, but the neck begins there
   take.ofMarkers = true;
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
   take.frames = static_cast<int>(report.framesInFile);
