@@ -393,8 +393,9 @@ float AsKept(float value) {
 void Import::ChooseExtraction(const MotionCore& figure, float lowestAnkle) {
   ExtractionSettings& e = result_.parameters.extraction;
   const float ankleHeight = figure.leg[kRight].extremityHeight;
+  const float unit = result_.thighLength = ExtractionLegLength(figure);
   if (options_.parameterFile.empty()) {
-    const float leg = figure.leg[kRight].totalLength, unit = ExtractionLegLength(figure);
+    const float leg = figure.leg[kRight].totalLength;
     const float frames = static_cast<float>(result_.sceneRate);
     if (!Sets("fsExtractionTol") && !options_.running) {
       e.fsExtractionTol = AsKept(kStandingSpeed * leg / (frames * unit));

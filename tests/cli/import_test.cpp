@@ -60,8 +60,10 @@ TEST_F(ImportVerb, SummaryTellsPeopleWhatWasFound) {
        {"take: 524 frames at 120 a second, 4.37 s; unit 5.6444 cm (0.056444 m), y up; its first "
         "frame stands alone",
         "joints: 23 found by the names cmu; unknown: LHipJoint, RHipJoint, ",
-        "motion: frames 0 to 131 at 30 a second\n", "footsteps: 8\n", " left     0.00 to",
-        "keys: ", " rleg ", "fit: joints are "}) {
+        "motion: frames 0 to 131 at 30 a second\n",
+        "settings: a foot stands below 0.45 leg lengths a second (fsExtractionTol 0.0",
+        ", within 0.1 of a floor at ", "; it slides from 15 degrees; planes of limbs: auto\n",
+        "footsteps: 8\n", " left     0.00 to", "keys: ", " rleg ", "fit: joints are "}) {
     EXPECT_NE(result.out.find(part), std::string::npos) << part << " is not in\n" << result.out;
   }
   EXPECT_EQ(result.out.substr(result.out.rfind('\n', result.out.size() - 2) + 1),
@@ -162,7 +164,10 @@ TEST_F(ImportVerb, OptionsOfTheMotion) {
 }
 
 TEST_F(ImportVerb, RunsShowTheirShortContactsWhereAsked) {
-  const RunResult walking = Run("import " + kRun + " -o @out.sdr");
+  const RunResult walking = Run("import " + kRun + " --set kneeOrient=0 -o @out.sdr");
+  EXPECT_NE(walking.out.find("planes of knee, elbow, foot, hand: point, auto, auto, auto\n"),
+            std::string::npos)
+      << walking.out;
   EXPECT_NE(walking.out.find("footsteps: 0\n"), std::string::npos) << walking.out;
   EXPECT_NE(walking.out.find("try --running --fps 60"), std::string::npos) << walking.out;
   const Json json = Imported(kRun, "--running --fps 60");
