@@ -103,14 +103,15 @@ std::vector<MocapParameter> MakeAll() {
                              "0 none, 1 footsteps, 2 footsteps but for free ranges"),
       Number<At<kExtraction, &E::fsExtractionTol>>(
           "fsExtractionTol", Kind::kFloat, 0, kMost, 712,
-          "way of a standing foot in a frame, leg lengths"),
+          "way of a standing foot in a frame, thigh lengths"),
       Number<At<kExtraction, &E::fsSlidingDist>>("fsSlidingDist", Kind::kFloat, 0, kMost, 713,
                                                  "way within a footstep that counts as sliding"),
       Number<At<kExtraction, &E::fsSlidingAngle>>(
           "fsSlidingAngle", Kind::kFloat, 0, 360, 714,
           "turn within a footstep that counts as sliding, degrees"),
-      Number<At<kExtraction, &E::fsVerticalTol>>("fsVerticalTol", Kind::kFloat, 0, kMost, 715,
-                                                 "how far from fsZLevel a foot may stand"),
+      Number<At<kExtraction, &E::fsVerticalTol>>(
+          "fsVerticalTol", Kind::kFloat, 0, kMost, 715,
+          "how far from fsZLevel a foot may stand, thigh lengths"),
       Number<At<kExtraction, &E::fsZLevel>>("fsZLevel", Kind::kFloat, -kMost, kMost, 716,
                                             "height of the floor"),
       Switch<kExtraction, &E::fsUseVerticalTol>("fsUseVerticalTol", 717,
