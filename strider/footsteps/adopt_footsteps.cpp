@@ -87,8 +87,7 @@ void Settle(MotionCore& core, const EvalContext& context) {
       CorePose(posed, Later(span.start, span.duration / 2), context);
       const auto i = static_cast<std::size_t>(span.footstep);
       const LimbRecord& leg = posed.leg[track.side[i]];
-      const Matrix3& foot = leg.frame[NumLimbLinks(leg) - 1];
-      const Point3 place = Point3{leg.extremityHeight, 0, 0} * foot;
+      const Point3 place = PlaceOfPrint(leg);
       const float heading = SampleFoot(leg).heading;
       if (!IsFinite(place) || !IsFinite(heading)) continue;
       track.position[i] = place;

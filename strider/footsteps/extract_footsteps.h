@@ -36,6 +36,11 @@ struct FootSample {
 /// end that is lower, so that its print stays while it rolls from the heel over the toes.
 FootSample SampleFoot(const LimbRecord& leg);
 
+/// Where the footstep of a foot that stands lies: at the point of the sole under the ankle. A foot
+/// tipped by more than 30 degrees, as a dancer's on tiptoe, is laid flat first, or
+/// its print would float.
+Point3 PlaceOfPrint(const LimbRecord& leg);
+
 /// Both feet, one sample a frame.
 struct FootSamples {
   std::vector<FootSample> side[2];
@@ -66,7 +71,8 @@ struct PlantedRun {
 /// The runs of both feet in order of their starts, the left foot's first where two start at once.
 /// Up to two frames in the air within a contact are closed; contacts of three frames and fewer
 /// between the ends count as none and are told in `dropped`. Where `leap` is above 0, a contact
-/// also ends where the print moves further than that in a frame.
+/// also ends where the print moves further than that in a frame but its last, and only gaps are
+/// closed over which it moves no further.
 std::vector<PlantedRun> FindPlantedRuns(FootSamples& feet, float leap,
                                         std::vector<PlantedRun>& dropped);
 
