@@ -82,14 +82,14 @@ bool ReadMotionAsTake(const std::string& path, const MocapParameters& parameters
     cause = path + ": " + why;
     return false;
   };
+  StreamContents contents;
+  if (!LoadMotion(path, {}, context, contents, cause)) return false;
   if (parameters.useLoopFrame != 0 && parameters.loopFrameCount > 0) {
     return refuse("is a motion already: a loop goes with a take");
   }
   if (parameters.useTalentPoseAdjFile != 0) {
     return refuse("is a motion already: a pose of the talent goes with a take");
   }
-  StreamContents contents;
-  if (!LoadMotion(path, {}, context, contents, cause)) return false;
   MotionCore motion = std::move(contents.Base());
   motion.previousLayer = motion.nextLayer = nullptr;
   const Interval range = MotionRange(motion);

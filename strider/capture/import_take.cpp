@@ -500,6 +500,13 @@ bool Import::GoesWithAMotion() {
 
 bool Import::FromMotion() {
   if (!GoesWithAMotion()) return false;
+  if (options_.parameterFile.empty()) {
+    result_.parameters.upVector = static_cast<int>(result_.take.up);
+  } else {
+    result_.notes.push_back(options_.parameterFile +
+                            ": names, scale, up axis and planes of limbs are for takes; this is a "
+                            "motion already");
+  }
   DenseMotion dense;
   if (!ReadMotionAsTake(path_, result_.parameters, 0, context_, dense, cause_)) return false;
   TakeFacts& take = result_.take;

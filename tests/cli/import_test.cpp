@@ -322,6 +322,12 @@ TEST_F(ImportVerb, MotionsGetFootstepsAnew) {
   EXPECT_EQ(part["tracks"]["spine"]["numKeys"], 31);
   EXPECT_EQ(Imported("@free.sdr", "--set startFrame=10 --set endFrame=40 --no-reduction"), part);
 
+  // Settings of a motion serve takes as they stand, and a take's serve motions as far as they go.
+  (void)Imported("@free.sdr", "--save-params @motion.moc");
+  EXPECT_EQ(Imported(kWalk, "--params @motion.moc")["take"]["upAxis"], "y");
+  const Json told = Imported("@free.sdr", "--params @motion.moc")["summary"]["notes"];
+  EXPECT_NE(told[0].get<std::string>().find("motion.moc: names, scale"), std::string::npos);
+
   // One pose, of the first frame that is taken.
   const auto knee = [](const MotionCore& core) { return core.leg[kLeft].frame[1].Origin(); };
   (void)Imported("@free.sdr", "--from 10 --no-reduction --free-form");
