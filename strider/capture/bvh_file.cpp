@@ -4,6 +4,7 @@
 #include <climits>
 
 #include "strider/base/number_text.h"
+#include "strider/storage/wide_text.h"
 
 namespace strider {
 namespace {
@@ -20,15 +21,6 @@ std::string_view NextWord(BvhFile& file) {
   const std::size_t start = file.at;
   while (file.at < file.text.size() && !IsBlank(file.text[file.at])) ++file.at;
   return file.text.substr(start, file.at - start);
-}
-
-/// A word as it may stand in a message: short and printable.
-std::string Quoted(std::string_view word) {
-  std::string quoted = "\"" + std::string(word.substr(0, 40)) + "\"";
-  std::replace_if(
-      quoted.begin(), quoted.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; },
-      '?');
-  return quoted;
 }
 
 bool Refuse(BvhFile& file, std::string cause) {
@@ -191,7 +183,7 @@ bool ReadBvhMotionHead(BvhFile& file) {
   const auto seconds = ReadNumber(time);
   constexpr double kShortest = 1e-6, kLongest = 1e4;
   if (!seconds || !(*seconds >= kShortest && *seconds <= kLongest)) {
-    return RefuseWord(file, time, "the time of a frame in seconds, more than 0,");
+    return RefuseWord(file, time, "the time of a frame, from 1e-6 to 10000 seconds,");
   }
   file.frameTime = *seconds;
   return true;

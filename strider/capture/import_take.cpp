@@ -371,8 +371,11 @@ bool Import::ChooseFrames() {
   const std::int64_t numFrames = (scene_.numFrames - zero + step - 1) / step;
   if (numFrames <= 0) {
     // The reader has said where and why it stopped before the first.
-    if (result_.notes.empty()) return Refuse("no frames");
-    cause_ = result_.notes.back();
+    const auto told =
+        std::find_if(result_.notes.begin(), result_.notes.end(),
+                     [this](const auto& note) { return note.starts_with(path_ + ":"); });
+    if (told == result_.notes.end()) return Refuse("no frames");
+    cause_ = *told;
     return false;
   }
   ConvertedFrames frames;

@@ -13,6 +13,7 @@
 #include "strider/capture/marker_text.h"
 #include "strider/capture/thin.h"
 #include "strider/storage/motion_file.h"
+#include "strider/storage/wide_text.h"
 
 namespace strider {
 namespace {
@@ -37,13 +38,6 @@ struct MarkerRun {
   int Refuse(std::size_t at, const std::string& cause) const {
     report.message = Place(at) + cause;
     return 0;
-  }
-  std::string Quoted(std::string_view word) const {
-    std::string quoted = "\"" + std::string(word.substr(0, 40)) + "\"";
-    std::replace_if(
-        quoted.begin(), quoted.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; },
-        '?');
-    return quoted;
   }
 };
 
@@ -92,7 +86,7 @@ int ReadTalent(MarkerRun& run, MarkerWords& words) {
     const std::string_view word = words.Next();
     const auto number = ReadFloat(word);
     if (!number || !(std::abs(*number) <= kLargestCaptureValue)) {
-      return run.Refuse(words.at, run.Quoted(word) + " is no measure of the talent");
+      return run.Refuse(words.at, Quoted(word) + " is no measure of the talent");
     }
     if (measure == kNumTalentMeasures) continue;
     run.scene.talent[measure] = *number;
@@ -153,7 +147,7 @@ class FrameNumbers {
     if (number && last_ && !step_ && *number > *last_) step_ = *number - *last_;
     noted_ = !number || (last_ && number != *last_ + step_.value_or(1));
     if (noted_) {
-      run.report.notes.push_back(run.Place(at) + run.Quoted(word) +
+      run.report.notes.push_back(run.Place(at) + Quoted(word) +
                                  " where the number of a frame should stand; a row may have values "
                                  "too many or too few");
     }
@@ -175,7 +169,7 @@ void ReadPoints(MarkerRun& run, MarkerWords& words) {
     if (ReadNumber(number)) {
       numbers.Take(run, words.at, number);
     } else {
-      why = run.Quoted(number) + " is no number of a frame";
+      why = Quoted(number) + " is no number of a frame";
     }
     for (int column = 0; why.empty() && column < run.columns.Count(); ++column) {
       std::string_view word;
@@ -188,7 +182,7 @@ void ReadPoints(MarkerRun& run, MarkerWords& words) {
       if (ended) {
         why = "the file ends within a frame";
       } else if (!good) {
-        why = run.Quoted(word) + " is no number";
+        why = Quoted(word) + " is no number";
       }
     }
     if (why.empty()) run.columns.EndFrame();
@@ -299,7 +293,7 @@ int ReadTableForm(MarkerRun& run) {
         return word;
       });
       if (ended) return run.Refuse(rows.rowAt, "the frame lacks numbers");
-      if (!good) return run.Refuse(rows.rowAt, run.Quoted(word) + " is no number");
+      if (!good) return run.Refuse(rows.rowAt, Quoted(word) + " is no number");
     }
     run.columns.EndFrame();
   }

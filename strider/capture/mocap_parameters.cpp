@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include "strider/base/number_text.h"
+#include "strider/storage/wide_text.h"
 
 namespace strider {
 namespace {
@@ -222,8 +223,7 @@ bool SetMocapParameter(MocapParameters& parameters, std::string_view name, std::
     if (good) parameter->set(parameters, parameter->index, number);
   }
   if (!good) {
-    cause = std::string(name) + " must be " + Takes(*parameter) + ", given \"" +
-            std::string(value.substr(0, 80)) + "\"";
+    cause = std::string(name) + " must be " + Takes(*parameter) + ", given " + Quoted(value, 80);
   }
   return good;
 }

@@ -35,7 +35,10 @@ std::string_view Trimmed(std::string_view text) {
   return text;
 }
 
-/// Of a text's first characters, as it stands in a line of its own.
+// Characters of a wrong word that a refusal shows.
+constexpr int kShown = 20;
+
+/// A text as it stands in a line of its own.
 std::string OneLine(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
@@ -72,7 +75,7 @@ StreamForm Stream::FormOf(std::string_view bytes) {
 void Stream::Fail(const std::string& cause) {
   if (status_ == StreamStatus::kBroken) return;
   status_ = StreamStatus::kBroken;
-  cause_ = IsText() ? "line " + std::to_string(line_) : "byte " + std::to_string(at_);
+  cause_ = IsText() ? "line " + std::to_string(std::max(line_, 1)) : "byte " + std::to_string(at_);
   if (tag_ != kNoTag) cause_ += ", tag " + std::to_string(tag_);
   cause_ += ": " + cause;
 }
@@ -151,7 +154,7 @@ int Stream::ReadTag() {
   const auto number = ReadInteger(word);
   if (!number || *number < 0 || *number > std::numeric_limits<std::int16_t>::max()) {
     tag_ = kNoTag;
-    Fail("\"" + OneLine(std::string(word.substr(0, 20))) + "\" is no tag");
+    Fail(Quoted(word, kShown) + " is no tag");
     return kNoTag;
   }
   return tag_ = static_cast<int>(*number);
@@ -195,7 +198,7 @@ void Stream::Int(int& value) {
   const auto number = ReadInteger(line);
   if (!number || *number < std::numeric_limits<int>::min() ||
       *number > std::numeric_limits<int>::max()) {
-    Fail("\"" + std::string(line.substr(0, 20)) + "\" is no whole number");
+    Fail(Quoted(line, kShown) + " is no whole number");
     return;
   }
   value = static_cast<int>(*number);
@@ -204,7 +207,7 @@ void Stream::Int(int& value) {
 bool Stream::ParseFloat(std::string_view text, float& value) {
   const auto number = ReadFloat(text);
   if (!number) {
-    Fail("\"" + std::string(text.substr(0, 20)) + "\" is no number");
+    Fail(Quoted(text, kShown) + " is no number");
     return false;
   }
   value = *number;

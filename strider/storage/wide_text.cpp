@@ -1,5 +1,6 @@
 #include "strider/storage/wide_text.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace strider {
@@ -79,6 +80,14 @@ std::string NarrowText(std::u16string_view units) {
     AppendUtf8(text, code);
   }
   return text;
+}
+
+std::string Quoted(std::string_view word, int longest) {
+  std::u16string units = WideText(word, longest);
+  std::replace_if(
+      units.begin(), units.end(),
+      [](char16_t unit) { return unit < 0x20 || unit == 0x7f || unit == kReplacement; }, u'?');
+  return "\"" + NarrowText(units) + "\"";
 }
 
 }  // namespace strider

@@ -12,4 +12,8 @@ std::u16string WideText(std::string_view text, int limit);
 /// The other way; a half of a pair alone becomes U+FFFD. Ends at the first zero.
 std::string NarrowText(std::u16string_view units);
 
+/// A word of a file as messages show it: its beginning between quotation marks, as UTF-8 on one
+/// line, with '?' for what is no character to show.
+std::string Quoted(std::string_view word, int longest = 40);
+
 }  // namespace strider

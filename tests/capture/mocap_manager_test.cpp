@@ -165,7 +165,7 @@ TEST(MocFile, ChangesNothingWhenItIsRefused) {
     std::string text;
     const char* cause;
   } rows[] = {
-      {"nothing", "", "a.moc:0: this is no file"},
+      {"nothing", "", "a.moc:1: this is no file"},
       {"another format", "HIERARCHY\nROOT Hips", "a.moc:1: \"HIERARCHY\" is no tag"},
       {"no version", "701\r\nupVector\r\n1\r\n", "a.moc:1, tag 701: this is no file"},
       {"cut", good.substr(0, good.size() - 5), "ends before"},
