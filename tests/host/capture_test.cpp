@@ -68,6 +68,39 @@ TEST_F(MasterCapture, BecomesTheMotionAsOneUndoStep) {
   EXPECT_EQ(Chunk(), loaded);
 }
 
+TEST_F(MasterCapture, TellsWhichFootstepsSlide) {
+  session.mocap.SetFSConversionMode(kFsConvert);
+  session.mocap.SetFSSlidingAngle(8);
+  ASSERT_EQ(master.LoadCapture(test::TakePath(kWalk), true), 1);
+  const auto marks = [&] {
+    std::string text;
+    for (int i = 0; i < master.Core().footsteps.numFootsteps; ++i) {
+      text += master.IsFootstepSliding(i) ? 's' : '.';
+    }
+    return text;
+  };
+  EXPECT_TRUE(master.LastConversion().done);
+  EXPECT_TRUE(master.LastConversion().messages.empty());
+  std::string found;
+  for (const ExtractedFootstep& footstep : master.LastConversion().extraction.footsteps) {
+    found += footstep.sliding ? 's' : '.';
+  }
+  EXPECT_EQ(marks(), found);
+  EXPECT_NE(found.find('s'), std::string::npos);
+  EXPECT_NE(found.find('.'), std::string::npos);
+  EXPECT_FALSE(master.IsFootstepSliding(-1) || master.IsFootstepSliding(100));
+  // The marks stay with their footsteps where others go.
+  ASSERT_TRUE(master.DeleteFootstep(0));
+  EXPECT_EQ(marks(), found.substr(1));
+  // A refused conversion leaves them.
+  EXPECT_EQ(master.LoadCapture("no.bvh", true), 0);
+  EXPECT_FALSE(master.LastConversion().done);
+  ASSERT_EQ(master.LastConversion().messages.size(), 1u);
+  EXPECT_NE(master.LastConversion().messages[0].find("no.bvh"), std::string::npos);
+  EXPECT_TRUE(told.empty());
+  EXPECT_EQ(marks(), found.substr(1));
+}
+
 TEST_F(MasterCapture, GoesByTheSettingsAsTheyStand) {
   session.mocap.SetFSExtractionMode(kFsLeaveFree);
   session.mocap.SetScaleFactor(10);
