@@ -19,8 +19,11 @@ int Refuse(ConversionReport& report, const char* cause) {
 int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCore& motion,
            ConversionReport& report, const EvalContext& context) {
   if (settings.footsteps) {
-    const int found = ExtractFootsteps(motion, dense, settings.extraction, 0, report.numFrames,
-                                       false, report.extraction, context);
+    ExtractionSettings extraction = settings.extraction;
+    extraction.freeForm.insert(extraction.freeForm.end(), settings.freeFormRanges.begin(),
+                               settings.freeFormRanges.end());
+    const int found = ExtractFootsteps(motion, dense, extraction, 0, report.numFrames, false,
+                                       report.extraction, context);
     if (found == 1 && AdoptFootsteps(motion, true, context) == kRefused) {
       return Refuse(report, "the footsteps found cannot carry the motion");
     }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "strider/capture/dense_motion.h"
 #include "strider/capture/take_reduction.h"
@@ -15,6 +16,7 @@ struct ConversionSettings {
   const MotionCore* figure = nullptr;  // who is to move so; null for the talent's own figure
   bool footsteps = true;
   ExtractionSettings extraction;
+  std::vector<FreeFormRange> freeFormRanges;  // of the motion, besides extraction.freeForm
   std::optional<float> floor;  // where fsUseFlatten puts the footsteps; else on fsZLevel
   bool reduce = true;
   TakeReductionSettings reduction;
