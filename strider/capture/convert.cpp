@@ -83,4 +83,12 @@ int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& den
   return kDone;
 }
 
+int Convert(const CaptureScene& scene, const ConversionSettings& settings, MotionCore& target,
+            ConversionReport& report, const EvalContext& context) {
+  report = {};
+  DenseMotion dense;
+  if (MakeDenseMotion(scene, settings.dense, dense, report.message) == kRefused) return kRefused;
+  return FinishDenseMotion(settings, dense, target, report, context);
+}
+
 }  // namespace strider

@@ -39,6 +39,12 @@ struct ConversionReport {
                                     MotionCore& motion, ConversionReport& report,
                                     const EvalContext& context);
 
+/// All stages: a take, as a reader has left it, becomes the motion of `target`, a figure of the
+/// talent's own or settings.figure's measures whatever it was before. kRefused, `target` as it was,
+/// and why in the report. Settings of a MocapManager: ReadConversionSettings.
+[[nodiscard]] int Convert(const CaptureScene& scene, const ConversionSettings& settings,
+                          MotionCore& target, ConversionReport& report, const EvalContext& context);
+
 /// What a talent has to be made of for `figure` to take his motion over: they may differ in nothing
 /// but sizes, so that every link moves.
 TalentStructure StructureOfFigure(const MotionCore& figure);

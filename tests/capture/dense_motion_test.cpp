@@ -1,6 +1,7 @@
 #include "strider/capture/dense_motion.h"
 
 #include "strider/capture/capture_loop.h"
+#include "strider/capture/convert.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "tests/capture/body_fixture.h"
@@ -181,6 +182,32 @@ TEST(DenseMotion, AFigureOfAnotherStructureFollowsWithItsEnds) {
     // A leg of three segments has its knee elsewhere.
     EXPECT_LT(dense.fit.mean, legs == 4 ? 0.03 : 0.01) << spine << " " << neck << " " << legs;
   }
+}
+
+TEST(Convert, MakesOfATakeTheMotionOfAFigure) {
+  BodyPlan plan;
+  plan.swing = 5;
+  const BodyScene body(plan);
+  ConversionSettings settings;
+  settings.dense.frames = {10, 29, 1};
+  settings.footsteps = false;
+  settings.reduce = false;
+  MotionCore target;
+  ConversionReport report;
+  ASSERT_EQ(Convert(body.scene, settings, target, report, {}), kDone) << report.message;
+  EXPECT_EQ(report.numFrames, 20);
+  EXPECT_EQ(target.leg[kLeft].table.track.numKeys, 20);
+  EXPECT_LT(report.fit.most, 0.01);
+  // Time 0 is frame 10.
+  const CapturedPose& pose = Fitted(body.scene).captured.poses[29];
+  CorePose(target, 19 * target.ticksPerFrame, {});
+  EXPECT_LT(Length(target.head.frame.Origin() - pose[kHeadJoint].origin), 0.5f);
+
+  const TimeValue end = target.body.horizontal.TimeOf(19);
+  settings.dense.frames = {50, 60, 1};
+  EXPECT_EQ(Convert(body.scene, settings, target, report, {}), kRefused);
+  EXPECT_EQ(report.message, "no frames to convert");
+  EXPECT_EQ(target.body.horizontal.TimeOf(19), end);
 }
 
 TEST(CaptureLoop, ClosesOnTheFirstFrameInAllParts) {
