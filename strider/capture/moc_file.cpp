@@ -130,10 +130,7 @@ bool ReadMocText(std::string_view text, const std::string& name, MocapParameters
 
 bool ReadMocFile(const std::string& path, MocapParameters& parameters, std::string& cause) {
   std::string text;
-  if (!ReadWholeFile(path, text, cause)) {
-    cause = path + ": " + cause;
-    return false;
-  }
+  if (!ReadNamedFile(path, text, cause)) return false;
   return ReadMocText(text, path, parameters, cause);
 }
 

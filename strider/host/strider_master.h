@@ -185,6 +185,7 @@ class StriderMaster final : public IStriderMaster17 {
   template <class Save>
   bool SaveStep(const std::string& path, Save save);
   bool ReadFile(const std::string& path, const ReadOptions& reading, StreamContents& contents);
+  bool ReadForFigure(const std::string& path, const MotionCore& figure, StreamContents& contents);
   void TellAboutFile(const std::string& path, const StreamContents& contents) const;
   bool RefuseKind(const std::string& path, const char* wanted) const;
   bool LoadFigureFile(const char* name, const std::string& path, bool twists);
