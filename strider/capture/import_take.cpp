@@ -33,6 +33,8 @@ constexpr double kGravity = 9.81;  // metres per second squared
 // The frames of the laws of motion are a thirtieth of a second.
 constexpr double kLawFrames = 30.0 * 30.0;
 
+constexpr const char* kTurnedOver = "the take's up axis points down; it was turned over";
+
 class Import {
  public:
   Import(const std::string& path, const ImportOptions& options, const EvalContext& context,
@@ -74,6 +76,7 @@ class Import {
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
+  void TurnMarkersOver();
   void ChooseUnit();
   void ChooseUp();
   bool ChooseFrames();
@@ -170,7 +173,7 @@ bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTab
 
 bool Import::ReadJoints() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
+  if (!ReadNamedFile(path_, text, cause_)) return false;
   BvhSettings settings;
   settings.ticksPerFrame = 0;
   settings.carry = !options_.strict;
@@ -197,9 +200,19 @@ bool Import::ReadJoints() {
   return true;
 }
 
+/// Of a take whose up axis points down.
+void Import::TurnMarkersOver() {
+  for (MarkerRecord& marker : scene_.markers) {
+    for (Point3& place : marker.positions.samples) {
+      if (place.x != kDroppedMarker) place = {place.x, -place.y, -place.z};
+    }
+  }
+  result_.notes.emplace_back(kTurnedOver);
+}
+
 bool Import::ReadMarkerFile() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
+  if (!ReadNamedFile(path_, text, cause_)) return false;
   const MocapParameters& p = result_.parameters;
   MarkerSettings settings;
   settings.ticksPerFrame = 0;
@@ -217,17 +230,17 @@ bool Import::ReadMarkerFile() {
     cause_ = report.message;
     return false;
   }
-  if (!options_.up && !Sets("upVector") && options_.parameterFile.empty()) {
-    const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
-    if (guess.axis != settings.upVector) {
-      settings.upVector = guess.axis;
-      report = {};
-      if (!read()) {
-        cause_ = report.message;
-        return false;
-      }
+  const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
+  const bool given = options_.up || Sets("upVector") || !options_.parameterFile.empty();
+  if (!given && guess.axis != settings.upVector) {
+    settings.upVector = guess.axis;
+    report = {};
+    if (!read()) {
+      cause_ = report.message;
+      return false;
     }
   }
+  if (guess.downwards && guess.axis == settings.upVector) TurnMarkersOver();
   TakeFacts& take = result_.take;
   take.up = static_cast<UpAxis>(settings.upVector);
   result_.parameters.upVector = settings.upVector;
@@ -287,7 +300,7 @@ void Import::ChooseUp() {
   result_.take.up = given ? *options_.up : static_cast<UpAxis>(guess.axis);
   const bool downwards = guess.downwards && guess.axis == static_cast<int>(result_.take.up);
   settings_.dense.toYUp = TurnToYUp(result_.take.up, downwards);
-  if (downwards) result_.notes.push_back("the take's up axis points down; it was turned over");
+  if (downwards) result_.notes.emplace_back(kTurnedOver);
 }
 
 /// True for a motion that was written by us, whose first frame is one of it however it stands.

@@ -99,8 +99,9 @@ std::vector<MocapParameter> MakeAll() {
                                        "0 footsteps are looked for, 1 the motion is left free"),
       // Before the mode that it makes possible.
       Ranges("freeFormRanges", 719, "frames in which the motion stays free, as 30-60, 120-150"),
-      Number<ConversionMode>("fsConversionMode", Kind::kInt, 0, 2, kModeTag,
-                             "1 contacts are judged one by one, else all slide; 2 as 0, with ranges"),
+      Number<ConversionMode>(
+          "fsConversionMode", Kind::kInt, 0, 2, kModeTag,
+          "1 contacts are judged one by one, else all slide; 2 as 0, with ranges"),
       Number<At<kExtraction, &E::fsExtractionTol>>(
           "fsExtractionTol", Kind::kFloat, 0, kMost, 712,
           "way of a standing foot in a frame, leg lengths"),
