@@ -1,5 +1,6 @@
 #include "exchange/import_json.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -56,6 +57,53 @@ KeyCounts Sum(const std::vector<KeyCounts>& counts) {
   return sum;
 }
 
+class Text {
+ public:
+  template <class... Values>
+  void Add(const char* form, Values... values) {
+    char line[512];
+    (void)std::snprintf(line, sizeof line, form, values...);
+    text_ += line;
+  }
+  std::string text_;
+};
+
+/// What a foot is by what was chosen: tolerances in leg lengths, hip to ankle, as people see them.
+void AddFootSettings(const ImportResult& result, Text& out) {
+  const ExtractionSettings& e = result.parameters.extraction;
+  const double unit = static_cast<double>(result.thighLength / result.conversion.legLength);
+  const double tol = static_cast<double>(e.fsExtractionTol);
+  out.Add("a foot stands below %.3g leg lengths a second (fsExtractionTol %.4g)",
+          tol * unit * result.sceneRate, tol);
+  const double floor = std::round(static_cast<double>(e.fsZLevel) * 10) / 10 + 0.0;  // no -0.0
+  if (e.fsUseVerticalTol != 0) {
+    out.Add(", within %.3g of a floor at %.1f", static_cast<double>(e.fsVerticalTol) * unit, floor);
+  }
+  if (e.fsUseFlatten != 0) out.Add("; footsteps lie at %.1f", floor);
+  out.Add(e.conversionFlag != 0 ? "; it slides from %g degrees" : "; it always slides",
+          static_cast<double>(e.fsSlidingAngle));
+}
+
+/// The settings that decide what a take becomes, in words; empty where none did.
+std::string SettingsInWords(const ImportResult& result) {
+  const MocapParameters& p = result.parameters;
+  Text out;
+  if (p.fsExtractionMode == kFsExtract) AddFootSettings(result, out);
+  if (result.take.jointsFound > 0) {  // a motion's limbs have their planes
+    constexpr const char* kPlanes[] = {"point", "angle", "auto", "as they stand"};
+    std::vector<std::string> planes;
+    for (const int plane : p.limbOrientation) {
+      planes.push_back(kPlanes[std::clamp(plane, 0, 3)]);
+    }
+    const bool same = std::count(planes.begin(), planes.end(), planes[0]) == kNumOrientedLimbs;
+    if (same) planes.resize(1);
+    out.text_ += out.text_.empty() ? "planes of " : "; planes of ";
+    out.text_ += same ? "limbs: " : "knee, elbow, foot, hand: ";
+    out.text_ += ListWords(planes);
+  }
+  return out.text_.empty() ? "" : "settings: " + out.text_;
+}
+
 Json SummaryJson(const ImportResult& result) {
   const ConversionReport& report = result.conversion;
   const KeyCounts keys = Sum(CountKeys(result));
@@ -68,6 +116,8 @@ Json SummaryJson(const ImportResult& result) {
   json["sceneRate"] = Rounded(result.sceneRate);
   json["speedChange"] = Rounded(result.speedChange);
   json["notes"] = result.notes;
+  const std::string settings = SettingsInWords(result);
+  if (!settings.empty()) json["notes"].push_back(settings);
   return json;
 }
 
@@ -78,17 +128,6 @@ std::vector<bool> Sliding(const ImportResult& result) {
   }
   return sliding;
 }
-
-class Text {
- public:
-  template <class... Values>
-  void Add(const char* form, Values... values) {
-    char line[512];
-    (void)std::snprintf(line, sizeof line, form, values...);
-    text_ += line;
-  }
-  std::string text_;
-};
 
 void AddFootsteps(const ImportResult& result, std::string& text) {
   const FootstepTrack& track = result.motion.footsteps;
@@ -161,6 +200,8 @@ std::string ImportSummary(const ImportResult& result) {
             result.speedChange > 0 ? "faster" : "slower");
   }
   out.text_ += "\n";
+  const std::string settings = SettingsInWords(result);
+  if (!settings.empty()) out.text_ += settings + "\n";
   AddFootsteps(result, out.text_);
   AddKeys(result, out.text_);
   out.Add("fit: joints are %.2f %% of the leg off on average, %.2f %% at most\n",

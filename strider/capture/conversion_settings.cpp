@@ -30,6 +30,13 @@ void MoveToZero(MotionCore& core, TimeValue first) {
   RefreshTracks(core);
 }
 
+/// A contact up to the last frame of a take lifts on the frame behind it, which is none of the
+/// take's: a motion that ends there would grow by a frame each time that it is taken anew.
+bool EndsWithLift(const MotionCore& motion, TimeValue end) {
+  const FootstepTrack& track = motion.footsteps;
+  return !motion.freeForm && track.numFootsteps > 0 && LastFootstepTime(track) == end;
+}
+
 }  // namespace
 
 bool ReadConversionSettings(const MocapParameters& parameters, NamedFigures& figures,
@@ -83,18 +90,26 @@ bool ReadMotionAsTake(const std::string& path, const MocapParameters& parameters
   };
   StreamContents contents;
   if (!LoadMotion(path, {}, context, contents, cause)) return false;
+  if (parameters.useLoopFrame != 0 && parameters.loopFrameCount > 0) {
+    return refuse("is a motion already: a loop goes with a take");
+  }
+  if (parameters.useTalentPoseAdjFile != 0) {
+    return refuse("is a motion already: a pose of the talent goes with a take");
+  }
   MotionCore motion = std::move(contents.Base());
   motion.previousLayer = motion.nextLayer = nullptr;
   const Interval range = MotionRange(motion);
   if (range.start > range.end) return refuse("holds no keys");
+  const bool endsWithLift = EndsWithLift(motion, range.end);
   if (!motion.freeForm && ConvertToFreeForm(motion, true, context) == kRefused) {
     return refuse("memory ran out");
   }
   if (ticksPerFrame > 0) motion.ticksPerFrame = motion.footsteps.ticksPerFrame = ticksPerFrame;
   const TimeValue frame = std::max<TimeValue>(motion.ticksPerFrame, 1);
   if (range.end < 0) return refuse("its motion lies before time 0");
+  const TimeValue last = endsWithLift && range.end > 0 ? range.end - 1 : range.end;
   ConvertedFrames frames;
-  if (!ChooseConvertedFrames(parameters, range.end / frame + 1, frames, cause)) {
+  if (!ChooseConvertedFrames(parameters, last / frame + 1, frames, cause)) {
     return refuse(std::string(cause));
   }
   if (frames.last - frames.first >= kMostTakeFrames)

@@ -9,12 +9,17 @@
 #include "strider/capture/conversion_settings.h"
 #include "strider/capture/joint_names.h"
 #include "strider/capture/load_capture.h"
+#include "strider/capture/marker_names.h"
 #include "strider/capture/marker_reader.h"
+#include "strider/capture/marker_tracks.h"
 #include "strider/capture/moc_file.h"
 #include "strider/capture/mocap_parameters.h"
 #include "strider/capture/name_sets.h"
 #include "strider/capture/take_guess.h"
 #include "strider/core/body_id.h"
+#include "strider/core/evaluate.h"
+#include "strider/core/restructure.h"
+#include "strider/footsteps/bake.h"
 #include "strider/storage/motion_file.h"
 
 namespace strider {
@@ -49,6 +54,7 @@ class Import {
       return false;
     }
     if (!ChooseParameters()) return false;
+    if (format != "bvh") TellOfJointsAlone();
     if (format == "sdr") return FromMotion();
     return (format == "bvh" ? ReadJoints() : ReadMarkerFile()) && Convert();
   }
@@ -72,18 +78,21 @@ class Import {
   }
 
   bool ChooseParameters();
+  void TellOfJointsAlone();
   void TellTolerances();
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
   void TurnMarkersOver();
   void ChooseUnit();
-  void ChooseUp();
+  UpAxis ChooseUp(const UpGuess& guess);
+  void TurnUpright();
   bool ChooseFrames();
   void ChooseExtraction(const MotionCore& figure, float lowestAnkle);
   void TellHeld(const CapturedMotion& captured);
   void TellDropped();
   bool Convert();
+  bool GoesWithAMotion();
   bool FromMotion();
 
   const std::string& path_;
@@ -125,6 +134,13 @@ bool Import::ChooseParameters() {
     p.talentPoseAdjFile = options_.pose;
     p.useTalentPoseAdjFile = 1;
   }
+  if (options_.running) {
+    if (Sets("fsExtractionTol")) {
+      cause_ = "--running says what --set fsExtractionTol says: give one of them";
+      return false;
+    }
+    p.extraction.fsExtractionTol = ExtractionSettings().fsExtractionTol;
+  }
   if (options_.up) p.upVector = static_cast<int>(*options_.up);
   if (options_.footsteps) p.fsExtractionMode = *options_.footsteps ? kFsExtract : kFsLeaveFree;
   settings_.reduce = options_.reduce;
@@ -133,6 +149,16 @@ bool Import::ChooseParameters() {
     settings_.reduction.limbKeysAtMost = kLimbKeys;
   }
   return ReadConversionSettings(p, figures_, settings_, cause_);
+}
+
+/// Options that a batch gives for all of its takes, of which these need none.
+void Import::TellOfJointsAlone() {
+  if (options_.strict)
+    result_.notes.push_back("--strict changes nothing: it is of joints in a .bvh");
+  if (options_.keepFirst) {
+    result_.notes.push_back(
+        "--keep-first changes nothing: only of a .bvh is a first frame left out");
+  }
 }
 
 // --- Reading -----------------------------------------------------------------------------------
@@ -196,7 +222,7 @@ bool Import::ReadJoints() {
   }
   take.frames = static_cast<int>(report.framesInFile);
   result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
-  ChooseUp();
+  TurnUpright();
   return true;
 }
 
@@ -210,6 +236,19 @@ void Import::TurnMarkersOver() {
   result_.notes.emplace_back(kTurnedOver);
 }
 
+/// Heels are spelt in two ways. In a file that has both, the vocabulary's is the heel.
+void AddOtherSpellings(const std::string& text, NameTable& table) {
+  constexpr struct {
+    CaptureMarker marker;
+    const char* other;
+  } kOthers[] = {{kLHEL, "LHEE"}, {kRHEL, "RHEE"}};
+  for (const auto& [marker, other] : kOthers) {
+    std::string& name = table.rows[static_cast<std::size_t>(marker)];
+    const bool open = name.empty() && table.Find(other) < 0;
+    if (open && text.find(MarkerNameOf(marker)) == std::string::npos) name = other;
+  }
+}
+
 bool Import::ReadMarkerFile() {
   std::string text;
   if (!ReadNamedFile(path_, text, cause_)) return false;
@@ -220,20 +259,26 @@ bool Import::ReadMarkerFile() {
   NameTable table;
   const std::string& names = options_.names.empty() ? p.markerNameFile : options_.names;
   if (!options_.names.empty() || p.useMarkerNameFile != 0) {
+    if (FindNameSet(names) != nullptr) {
+      return Refuse("sets of names such as " + names +
+                    " are of joints; other names of markers come from a name file");
+    }
     if (!ReadNameFile(NameKind::kMarkers, names, table, cause_)) return false;
-    settings.names = &table;
     result_.take.nameSet = names;
   }
+  AddOtherSpellings(text, table);
+  settings.names = &table;
   CaptureReport report;
   const auto read = [&] { return ReadMarkersText(scene_, text, path_, settings, report) == 1; };
   if (!read()) {
     cause_ = report.message;
     return false;
   }
+  TakeFacts& take = result_.take;
   const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
-  const bool given = options_.up || Sets("upVector") || !options_.parameterFile.empty();
-  if (!given && guess.axis != settings.upVector) {
-    settings.upVector = guess.axis;
+  take.up = ChooseUp(guess);
+  if (p.upVector != settings.upVector) {
+    settings.upVector = p.upVector;
     report = {};
     if (!read()) {
       cause_ = report.message;
@@ -241,10 +286,8 @@ bool Import::ReadMarkerFile() {
     }
   }
   if (guess.downwards && guess.axis == settings.upVector) TurnMarkersOver();
-  TakeFacts& take = result_.take;
-  take.up = static_cast<UpAxis>(settings.upVector);
-  result_.parameters.upVector = settings.upVector;
   take.unknownJoints = report.unknownNames;
+  std::erase(take.unknownJoints, kC7Name);  // none of the vocabulary, but the neck begins there
   take.ofMarkers = true;
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
   take.frames = static_cast<int>(report.framesInFile);
@@ -294,12 +337,26 @@ void Import::ChooseUnit() {
   settings_.dense.gravity = static_cast<float>(kGravity / result_.metresPerUnit / kLawFrames);
 }
 
-void Import::ChooseUp() {
+/// The axis that options or settings give, else the guessed one, which the settings then have.
+UpAxis Import::ChooseUp(const UpGuess& guess) {
+  int& up = result_.parameters.upVector;
+  const bool fromFile = !options_.up && !Sets("upVector") && !options_.parameterFile.empty();
+  const bool given = options_.up || Sets("upVector") || fromFile;
+  if (!given) up = guess.axis;
+  if (fromFile && up != guess.axis) {
+    constexpr char kAxes[] = "xyz";
+    result_.notes.push_back(options_.parameterFile + " has " + kAxes[up] +
+                            " up, and so it was taken; the person stands along " +
+                            kAxes[guess.axis] + ", see --up");
+  }
+  return static_cast<UpAxis>(up);
+}
+
+void Import::TurnUpright() {
   const UpGuess guess = GuessUpAxis(scene_);
-  const bool given = options_.up.has_value();
-  result_.take.up = given ? *options_.up : static_cast<UpAxis>(guess.axis);
-  const bool downwards = guess.downwards && guess.axis == static_cast<int>(result_.take.up);
-  settings_.dense.toYUp = TurnToYUp(result_.take.up, downwards);
+  const UpAxis up = result_.take.up = ChooseUp(guess);
+  const bool downwards = guess.downwards && guess.axis == static_cast<int>(up);
+  settings_.dense.toYUp = TurnToYUp(up, downwards);
   if (downwards) result_.notes.emplace_back(kTurnedOver);
 }
 
@@ -340,24 +397,33 @@ bool Import::ChooseFrames() {
   return true;
 }
 
+/// As a file of settings keeps a number, so that the file brings the same motion.
+float AsKept(float value) {
+  std::string text;
+  AppendFixed(text, static_cast<double>(value));
+  return ReadFloat(text).value_or(value);
+}
+
 /// Tolerances that follow the figure and the rate, where the user has not set them.
 void Import::ChooseExtraction(const MotionCore& figure, float lowestAnkle) {
   ExtractionSettings& e = result_.parameters.extraction;
+  const float ankleHeight = figure.leg[kRight].extremityHeight;
+  const float unit = result_.thighLength = ExtractionLegLength(figure);
   if (options_.parameterFile.empty()) {
-    const float leg = figure.leg[kRight].totalLength, unit = ExtractionLegLength(figure);
+    const float leg = figure.leg[kRight].totalLength;
     const float frames = static_cast<float>(result_.sceneRate);
     if (!Sets("fsExtractionTol") && !options_.running) {
-      e.fsExtractionTol = kStandingSpeed * leg / (frames * unit);
+      e.fsExtractionTol = AsKept(kStandingSpeed * leg / (frames * unit));
     }
     if (!Sets("fsUseVerticalTol")) e.fsUseVerticalTol = 1;
-    if (!Sets("fsVerticalTol")) e.fsVerticalTol = kStandingHeight * leg / unit;
-    if (!Sets("fsZLevel")) {
-      // What is tested is the ankle; the floor lies under its sole.
-      e.fsZLevel = lowestAnkle;
-      settings_.floor = lowestAnkle - figure.leg[kRight].extremityHeight;
-    }
+    if (!Sets("fsVerticalTol")) e.fsVerticalTol = AsKept(kStandingHeight * leg / unit);
+    if (!Sets("fsZLevel")) e.fsZLevel = AsKept(lowestAnkle - ankleHeight);
   }
+  // Who sets a level means the floor, also where the settings come out of a file; what the height
+  // test looks at are the ankles of feet that stand there.
   settings_.extraction = e;
+  settings_.floor = e.fsZLevel;
+  settings_.extraction.fsZLevel += ankleHeight;
 }
 
 void Import::TellHeld(const CapturedMotion& captured) {
@@ -415,20 +481,46 @@ bool Import::Convert() {
   return true;
 }
 
-bool Import::FromMotion() {
+/// The figure as it stands on the motion's first frame, one key a part.
+MotionCore FirstPose(const MotionCore& motion, const EvalContext& context) {
+  MotionCore posed = motion;
+  CorePose(posed, 0, context);
+  MotionCore pose = FigureOf(motion);
+  (void)PutPose(pose, posed, 0);  // which the motion holds already
+  RefreshTracks(pose);
+  return pose;
+}
+
+/// What a motion has no use for: options, and settings that --set gives.
+bool Import::GoesWithAMotion() {
   const struct {
-    const char* option;
+    const char* what;
     bool given;
   } rows[] = {{"names", !options_.names.empty()},
-              {"a pose", !options_.pose.empty()},
               {"a scale", options_.scale.has_value()},
               {"an up axis", options_.up.has_value()},
-              {"a rate", options_.fps.has_value()},
-              {"a loop", options_.loopFrames.has_value()},
-              {"a range of frames", options_.from || options_.to}};
+              {"a rate", options_.fps.has_value()}};
   for (const auto& row : rows) {
     if (row.given)
-      return Refuse("is a motion already: " + std::string(row.option) + " goes with a take");
+      return Refuse("is a motion already: " + std::string(row.what) + " goes with a take");
+  }
+  for (const char* name :
+       {"upVector", "scaleFactor", "kneeOrient", "elbowOrient", "footOrient", "handOrient",
+        "markerNameFile", "useMarkerNameFile", "jointNameFile", "useJointNameFile"}) {
+    if (Sets(name))
+      return Refuse("is a motion already: " + std::string(name) + " goes with a take");
+  }
+  return true;
+}
+
+bool Import::FromMotion() {
+  if (!GoesWithAMotion()) return false;
+  if (options_.parameterFile.empty()) {
+    result_.parameters.upVector = static_cast<int>(result_.take.up);
+  } else {
+    result_.notes.push_back(options_.parameterFile +
+                            ": names, scale, up axis and planes of limbs are for takes; this is a "
+                            "motion already");
   }
   DenseMotion dense;
   if (!ReadMotionAsTake(path_, result_.parameters, 0, context_, dense, cause_)) return false;
@@ -438,7 +530,7 @@ bool Import::FromMotion() {
   take.metresPerUnit = result_.metresPerUnit =
       kGravity / (static_cast<double>(dense.motion.body.gravAccel) * kLawFrames);
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
-  result_.pose = dense.motion;
+  result_.pose = FirstPose(dense.motion, context_);
   if (FinishDenseMotion(settings_, dense, result_.motion, result_.conversion, context_) ==
       kRefused) {
     return Refuse(result_.conversion.message);

@@ -51,10 +51,11 @@ struct ImportResult {
   MotionCore pose;  // the fitted figure as it stands in the reference, one key a part
   TakeFacts take;
   ConversionReport conversion;
-  double sceneRate = 0;            // frames a second of the motion
-  double speedChange = 0;          // per cent; positive plays faster than it was
-  double metresPerUnit = 0.01;     // of the motion
-  MocapParameters parameters;      // as they were used
+  double sceneRate = 0;         // frames a second of the motion
+  double speedChange = 0;       // per cent; positive plays faster than it was
+  double metresPerUnit = 0.01;  // of the motion
+  MocapParameters parameters;   // as they were used
+  float thighLength = 0;        // of the talent, in which fsExtractionTol and fsVerticalTol count
   std::vector<std::string> notes;  // what a user should know, a sentence each
 };
 

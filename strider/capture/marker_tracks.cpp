@@ -66,7 +66,7 @@ MarkerTracks TracksOf(const CaptureScene& scene, const FrameChoice& frames) {
     tracks.markers[i] = TrackOf(scene.markers[i], tracks);
   }
   for (const MarkerRecord& extra : scene.extraMarkers) {
-    if (extra.name == "C7") tracks.markers[kC7] = TrackOf(extra, tracks);
+    if (extra.name == kC7Name) tracks.markers[kC7] = TrackOf(extra, tracks);
   }
   return tracks;
 }

@@ -28,6 +28,7 @@ struct PointTrack {
 
 /// A marker at the lowest vertebra of the neck, which many sets have and the vocabulary lacks.
 inline constexpr auto kC7 = static_cast<CaptureMarker>(kNumMarkers);
+inline constexpr char kC7Name[] = "C7";
 
 struct MarkerTracks {
   std::size_t numFrames = 0;

@@ -22,7 +22,7 @@ inline constexpr std::size_t kLongestCapturePath = 255;
 
 /// What the settings are. MocapManager is the way to them that checks.
 struct MocapParameters {
-  int upVector = 2;  // axis of a marker file that points up: 0 X, 1 Y, 2 Z
+  int upVector = 2;  // axis of the take that points up: 0 X, 1 Y, 2 Z
   float scaleFactor = 1;
   int startFrame = 0, endFrame = kWholeFile;  // of the scene, both included
   int loopFrameCount = 0, useLoopFrame = 0;

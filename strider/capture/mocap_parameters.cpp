@@ -85,7 +85,7 @@ std::vector<MocapParameter> MakeAll() {
   constexpr auto kExtraction = &P::extraction;
   std::vector<MocapParameter> all = {
       Number<At<&P::upVector>>("upVector", Kind::kInt, 0, 2, 701,
-                               "axis of a marker file that points up: 0 X, 1 Y, 2 Z"),
+                               "axis of the take that points up: 0 X, 1 Y, 2 Z"),
       Number<At<&P::scaleFactor>>("scaleFactor", Kind::kFloat, 1e-6, 1e6, 702,
                                   "what the take's lengths are multiplied by"),
       Number<At<&P::startFrame>>("startFrame", Kind::kInt, 0, kMost, 703,
@@ -104,14 +104,15 @@ std::vector<MocapParameter> MakeAll() {
           "1 contacts are judged one by one, else all slide; 2 as 0, with ranges"),
       Number<At<kExtraction, &E::fsExtractionTol>>(
           "fsExtractionTol", Kind::kFloat, 0, kMost, 712,
-          "way of a standing foot in a frame, leg lengths"),
+          "way of a standing foot in a frame, thigh lengths"),
       Number<At<kExtraction, &E::fsSlidingDist>>("fsSlidingDist", Kind::kFloat, 0, kMost, 713,
                                                  "way within a footstep that counts as sliding"),
       Number<At<kExtraction, &E::fsSlidingAngle>>(
           "fsSlidingAngle", Kind::kFloat, 0, 360, 714,
           "turn within a footstep that counts as sliding, degrees"),
-      Number<At<kExtraction, &E::fsVerticalTol>>("fsVerticalTol", Kind::kFloat, 0, kMost, 715,
-                                                 "how far from fsZLevel a foot may stand"),
+      Number<At<kExtraction, &E::fsVerticalTol>>(
+          "fsVerticalTol", Kind::kFloat, 0, kMost, 715,
+          "how far from fsZLevel a foot may stand, thigh lengths"),
       Number<At<kExtraction, &E::fsZLevel>>("fsZLevel", Kind::kFloat, -kMost, kMost, 716,
                                             "height of the floor"),
       Switch<kExtraction, &E::fsUseVerticalTol>("fsUseVerticalTol", 717,

@@ -56,22 +56,15 @@ int RefreshBodyKeys(MotionCore& core) {
     MarkDirty(heights.track, i, i);
   }
   KeyTable<HorizontalKey>& path = core.body.horizontal;
-  // What lies before the first footstep and behind the last is free-form: evaluation then shows it.
-  const TimeValue first = FirstFootstepTime(track), last = LastFootstepTime(track);
   for (int i = 0; i < path.track.numKeys; ++i) {
     const TimeValue t = path.TimeOf(i);
     path.keys[static_cast<std::size_t>(i)].supportState =
-        InFreeForm(track, t) || t < first || t > last
+        InFreeForm(track, t)
             ? -1
             : BodyKeyState(FootstepLegState(track, 0, t), FootstepLegState(track, 1, t));
     MarkDirty(path.track, i, i);
   }
-  if (path.track.numKeys > 0) {
-    const int end = track.numFootsteps - 1;
-    const bool beyond = path.TimeOf(0) < first || path.TimeOf(path.track.numKeys - 1) > last;
-    track.freeFormAfter.Set(end, beyond);
-  }
-  RefreshMotionSpan(core);
+  FreeTheEnds(core);
   RefreshTracks(core);
   RefreshHeights(core, 0, heights.track.numKeys - 1, HeightMode::kReadFractions,
                  GroundLevel::kTrue);
@@ -87,8 +80,7 @@ void Settle(MotionCore& core, const EvalContext& context) {
       CorePose(posed, Later(span.start, span.duration / 2), context);
       const auto i = static_cast<std::size_t>(span.footstep);
       const LimbRecord& leg = posed.leg[track.side[i]];
-      const Matrix3& foot = leg.frame[NumLimbLinks(leg) - 1];
-      const Point3 place = Point3{leg.extremityHeight, 0, 0} * foot;
+      const Point3 place = PlaceOfPrint(leg);
       const float heading = SampleFoot(leg).heading;
       if (!IsFinite(place) || !IsFinite(heading)) continue;
       track.position[i] = place;
@@ -98,6 +90,22 @@ void Settle(MotionCore& core, const EvalContext& context) {
 }
 
 }  // namespace
+
+void FreeTheEnds(MotionCore& core) {
+  FootstepTrack& track = core.footsteps;
+  KeyTable<HorizontalKey>& path = core.body.horizontal;
+  if (track.numFootsteps == 0 || path.Empty()) return;
+  const TimeValue first = FirstFootstepTime(track), last = LastFootstepTime(track);
+  const bool beyond = path.TimeOf(0) < first || path.TimeOf(path.track.numKeys - 1) > last;
+  track.freeFormAfter.Set(track.numFootsteps - 1, beyond);
+  for (int i = 0; i < path.track.numKeys; ++i) {
+    const TimeValue t = path.TimeOf(i);
+    if (t >= first && t <= last) continue;
+    path.keys[static_cast<std::size_t>(i)].supportState = -1;
+    MarkDirty(path.track, i, i);
+  }
+  RefreshMotionSpan(core);
+}
 
 int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
   if (core.footsteps.numFootsteps == 0) return kRefused;

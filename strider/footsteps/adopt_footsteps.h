@@ -15,6 +15,10 @@ namespace strider {
 /// track without footsteps or if memory ran out.
 [[nodiscard]] int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context);
 
+/// Lets the motion show its keys before its first footstep and behind its last, where some stand
+/// there: they are free-form from then on. A motion without footsteps stays as it is.
+void FreeTheEnds(MotionCore& core);
+
 /// Holds the feet of a motion whose footsteps rule it anew, where keys of theirs were taken out or
 /// moved since; footsteps settle under them. A foot that would jerk its knee may slide, unless it
 /// is to stand `firmly`. kRefused, nothing changed, as above.

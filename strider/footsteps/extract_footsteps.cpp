@@ -16,8 +16,12 @@ namespace {
 constexpr float kHoldingBlend = 0.99f;
 // The longest contact that counts as none, and the longest gap that is closed, in frames.
 constexpr int kShortContact = 3, kShortGap = 2;
+// A foot that goes further in a frame, of its size, stands elsewhere, however keys hold it.
+constexpr float kLeap = 0.5f;
 // The middles of heel and toe row, as named pivots count.
 constexpr int kHeelPivot = 2, kToePivot = 5;
+// Cosine of the sole's tilt from where a foot counts as tipped: 30 degrees.
+constexpr float kTipped = 0.8660254f;
 // A foot that points straight up or down has no heading of its own; its side axis tells.
 constexpr float kLeastPlan = 0.05f;
 
@@ -69,6 +73,12 @@ FootSample SampleFoot(const LimbRecord& leg) {
   const Point3 flat = TransformVector(lower, FlatFoot(sample.heading));
   sample.print = lower * foot - flat - Point3{0, leg.extremityHeight, 0};
   return sample;
+}
+
+Point3 PlaceOfPrint(const LimbRecord& leg) {
+  const Matrix3& foot = leg.frame[NumLimbLinks(leg) - 1];
+  if (-foot.row[0].y < kTipped) return SampleFoot(leg).print;
+  return Point3{leg.extremityHeight, 0, 0} * foot;
 }
 
 namespace {
@@ -149,10 +159,12 @@ namespace {
 
 using Foot = std::vector<FootSample>;
 
-/// Frames in the air between two contacts count as standing where there are `length` of them.
-void CloseGaps(Foot& foot, std::size_t length) {
+/// Frames in the air between two contacts count as standing where there are `length` of them,
+/// unless the foot stands elsewhere then: further off than a `leap` above 0.
+void CloseGaps(Foot& foot, std::size_t length, float leap) {
   for (std::size_t f = 0; f + length + 1 < foot.size(); ++f) {
     if (!foot[f].planted || !foot[f + length + 1].planted) continue;
+    if (leap > 0 && Length(foot[f + length + 1].print - foot[f].print) > leap) continue;
     for (std::size_t k = 1; k <= length; ++k) foot[f + k].planted = true;
   }
 }
@@ -186,7 +198,8 @@ void DropShortContacts(Foot& foot, int side, std::vector<PlantedRun>& dropped) {
 void AddRuns(const Foot& foot, int side, float leap, std::vector<PlantedRun>& runs) {
   std::size_t first = 0, last = 0;
   for (std::size_t f = 0; NextRun(foot, f, first, last); f = last + 1) {
-    for (std::size_t k = first + 1; leap > 0 && k <= last; ++k) {
+    // In its last frame the foot lifts, which may well be with a leap.
+    for (std::size_t k = first + 1; leap > 0 && k < last; ++k) {
       if (Length(foot[k].print - foot[k - 1].print) <= leap) continue;
       runs.push_back({side, static_cast<int>(first), static_cast<int>(k) - 1});
       first = k;
@@ -203,7 +216,7 @@ std::vector<PlantedRun> FindPlantedRuns(FootSamples& feet, float leap,
   dropped.clear();
   for (int side = 0; side < 2; ++side) {
     Foot& foot = feet.side[side];
-    for (std::size_t gap = 1; gap <= kShortGap; ++gap) CloseGaps(foot, gap);
+    for (std::size_t gap = 1; gap <= kShortGap; ++gap) CloseGaps(foot, gap, leap);
     DropShortContacts(foot, side, dropped);
     if (foot.size() > 1 && foot[1].planted) foot[0].planted = true;
     AddRuns(foot, side, leap, runs);
@@ -324,7 +337,9 @@ int ExtractFootsteps(MotionCore& target, const MotionCore& source,
       UnmarkRanges(foot, settings.freeForm, firstFrame);
     }
     // A foot that is held on the ground all along may still be set down anew.
-    const float leap = fromKeys ? settings.fsExtractionTol * legLength : 0;
+    const float leap = fromKeys ? std::max(settings.fsExtractionTol * legLength,
+                                           kLeap * ExtractionFootSize(source.leg[kRight]))
+                                : 0;
     const std::vector<PlantedRun> runs = FindPlantedRuns(feet, leap, report.dropped);
     for (PlantedRun& run : report.dropped) {
       run.first += firstFrame;

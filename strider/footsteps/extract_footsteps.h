@@ -19,10 +19,10 @@ struct FreeFormRange {
 
 /// What counts as standing, and as sliding.
 struct ExtractionSettings {
-  float fsExtractionTol = 0.07f;  // way of a standing foot in a frame, in leg lengths
+  float fsExtractionTol = 0.07f;  // way of a standing foot in a frame, see ExtractionLegLength
   float fsSlidingDist = 25.0f;  // way within a footstep that counts as sliding, over 50 foot sizes
   float fsSlidingAngle = 0.0f;  // turn within a footstep above which it counts as sliding, degrees
-  float fsVerticalTol = 0.5f;   // distance from fsZLevel, in leg lengths
+  float fsVerticalTol = 0.5f;   // distance of an ankle from fsZLevel, see ExtractionLegLength
   float fsZLevel = 0.0f;        // height of the floor, scene units
   int fsUseVerticalTol = 0;     // a foot must also be within fsVerticalTol of fsZLevel
   int fsUseFlatten = 0;         // footsteps are put on fsZLevel
@@ -45,6 +45,11 @@ struct FootSample {
 /// The sample of a leg whose frames are up to date. A foot that is tipped is laid flat about the
 /// end that is lower, so that its print stays while it rolls from the heel over the toes.
 FootSample SampleFoot(const LimbRecord& leg);
+
+/// Where the footstep of a foot that stands lies: at the point of the sole under the ankle. A foot
+/// tipped by more than 30 degrees, as a dancer's on tiptoe, is laid flat first, or
+/// its print would float.
+Point3 PlaceOfPrint(const LimbRecord& leg);
 
 /// Both feet, one sample a frame.
 struct FootSamples {
@@ -80,7 +85,8 @@ struct PlantedRun {
 /// The runs of both feet in order of their starts, the left foot's first where two start at once.
 /// Up to two frames in the air within a contact are closed; contacts of three frames and fewer
 /// between the ends count as none and are told in `dropped`. Where `leap` is above 0, a contact
-/// also ends where the print moves further than that in a frame.
+/// also ends where the print moves further than that in a frame but its last, and only gaps are
+/// closed over which it moves no further.
 std::vector<PlantedRun> FindPlantedRuns(FootSamples& feet, float leap,
                                         std::vector<PlantedRun>& dropped);
 

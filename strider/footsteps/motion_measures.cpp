@@ -32,7 +32,7 @@ void MeasureFootprints(MeasureRun& run) {
       const auto i = static_cast<std::size_t>(span.footstep);
       const LegSample& leg = pose.leg[side];
       const MotionSpot spot{pose.time, side, span.footstep};
-      run.out.footprintDistance.Add(run.Percent(Length(leg.underAnkle - track.position[i])), spot);
+      run.out.footprintDistance.Add(run.Percent(Length(leg.print - track.position[i])), spot);
       const float error = std::fabs(HeadingError(leg.foot, track.angle[i]));
       run.out.footprintHeading.Add(Degrees(error), spot);
     }

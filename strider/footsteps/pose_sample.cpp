@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "strider/core/evaluate.h"
+#include "strider/footsteps/extract_footsteps.h"
 
 namespace strider {
 namespace {
@@ -37,7 +38,7 @@ LegSample ReadLeg(const LimbRecord& leg, const Point3& ahead, const LegSample* b
   sample.hip = sample.thigh.Origin();
   sample.knee = sample.calf.Origin();
   sample.ankle = sample.foot.Origin();
-  sample.underAnkle = Point3{leg.extremityHeight, 0, 0} * sample.foot;
+  sample.print = PlaceOfPrint(leg);
   for (int i = 0; i < kNumSolePoints; ++i) {
     sample.sole[i] = PivotPoint(leg, PivotChoice{kNamedPivot, i + 1, 0, 0}) * sample.foot;
   }

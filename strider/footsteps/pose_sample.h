@@ -13,7 +13,7 @@ inline constexpr int kNumSolePoints = kNumNamedPivots - 1;
 
 struct LegSample {
   Point3 hip, knee, ankle;
-  Point3 underAnkle;            // of the sole
+  Point3 print;                 // where a footstep under it would lie
   Point3 sole[kNumSolePoints];  // heel row, toe row
   Matrix3 thigh, calf, foot;
   float flexion = 0;     // radians, 0 straight; negative for a knee that bends backwards

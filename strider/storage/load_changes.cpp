@@ -9,6 +9,7 @@
 #include "strider/core/limb_keys.h"
 #include "strider/core/motion_range.h"
 #include "strider/footsteps/adapt.h"
+#include "strider/footsteps/adopt_footsteps.h"
 #include "strider/footsteps/bake.h"
 #include "strider/footsteps/bend_scale.h"
 #include "strider/footsteps/change_figure.h"
@@ -147,6 +148,19 @@ void KeepFootstepsWithin(FootstepTrack& track, TimeValue first, TimeValue last) 
   (void)DeleteFootsteps(track, gone);
 }
 
+/// The frames at the ends that no footstep of the segment reaches: free keys alone show there what
+/// flights and swings between the footsteps that were cut off have been.
+std::vector<TimeValue> FramesOutside(const MotionCore& core, TimeValue first, TimeValue last) {
+  FootstepTrack inside = core.footsteps;
+  KeepFootstepsWithin(inside, first, last);
+  std::vector<TimeValue> times = FramesBetween(core, first, last);
+  if (inside.numFootsteps == 0) return times;
+  const TimeValue start = FirstFootstepTime(inside), end = LastFootstepTime(inside);
+  std::erase_if(
+      times, [&](TimeValue t) { return (t > start && t < end) || InFreeForm(core.footsteps, t); });
+  return times;
+}
+
 }  // namespace
 
 int CutSegment(const MotionCore& core, TimeValue first, TimeValue last, bool keyPerFrame,
@@ -157,9 +171,13 @@ int CutSegment(const MotionCore& core, TimeValue first, TimeValue last, bool key
   if (last < first) return kRefused;
   try {
     segment = core;
-    const std::vector<TimeValue> frames = FramesBetween(core, first, last);
-    std::vector<TimeValue> times = {first};
-    if (keyPerFrame) times = frames;
+    std::vector<TimeValue> times;
+    if (keyPerFrame) {
+      times = FramesBetween(core, first, last);
+    } else if (!core.freeForm) {
+      times = FramesOutside(core, first, last);
+    }
+    if (times.empty() || times.front() > first) times.insert(times.begin(), first);
     if (times.back() < last) times.push_back(last);
     if (BakeKeys(segment, times, keyPerFrame, context) == kRefused) return kRefused;
     KeepKeysWithin(segment, first, last);
@@ -171,6 +189,7 @@ int CutSegment(const MotionCore& core, TimeValue first, TimeValue last, bool key
       return kRefused;
     } else {
       RefreshFreeFormIntervals(segment.footsteps);
+      FreeTheEnds(segment);
     }
     RefreshMotionSpan(segment);
     if (BuildFlights(segment) == kRefused) return kRefused;

@@ -39,7 +39,8 @@ struct LoadOptions {
                                    const EvalContext& context);
 
 /// A motion of the part from `first` to `last` (ticks), both on whole frames: its footsteps, cut
-/// where they reach over the ends, its keys, and keys at the two ends that hold the pose there.
+/// where they reach over the ends, its keys, keys at the two ends that hold the pose there, and one
+/// on each frame that no footstep of it reaches, where what was a flight or swing is free-form.
 /// kRefused: memory ran out, or no time lies between the two.
 [[nodiscard]] int CutSegment(const MotionCore& core, TimeValue first, TimeValue last,
                              bool keyPerFrame, const EvalContext& context, MotionCore& segment);

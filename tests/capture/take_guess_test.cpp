@@ -126,15 +126,16 @@ TEST(TakeGuess, TurnsMarkersOverWhoseUpAxisPointsDown) {
   test::ScratchFolder folder;
   ImportResult walks[2];
   for (const bool down : {false, true}) {
-    std::string order = "$RATE 30 $ORDER", points = "$POINTS " + std::to_string(scene.numFrames);
+    std::string order = "$RATE 30 $ORDER", points = "$POINTS";
     for (int f = 0; f < scene.numFrames; ++f) {
+      points += " " + std::to_string(f + 1);
       for (int m = 0; m < kNumMarkers; ++m) {
         const MarkerRecord& marker = scene.markers[static_cast<std::size_t>(m)];
         if (!marker.present) continue;
         if (f == 0) order += " " + std::string(MarkerNameOf(m));
         const Point3& at = marker.positions.samples[static_cast<std::size_t>(f)];
         const bool dropped = at.x == kDroppedMarker;
-        const float sign = down && !dropped ? -1.0f : 1.0f;
+        const float sign = down ? -1.0f : 1.0f;
         for (const float value : {at.x, sign * -at.z, sign * at.y}) {
           points += " " + std::to_string(dropped ? at.x : value);
         }

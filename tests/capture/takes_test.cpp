@@ -2,6 +2,7 @@
 // feet stand and knees do not jerk, and that it can be edited, kept and read again.
 #include "exchange/motion_bvh.h"
 #include "strider/footsteps/adapt.h"
+#include "strider/footsteps/convert_motion.h"
 #include "strider/footsteps/footstep_edit.h"
 #include "strider/footsteps/motion_measures.h"
 #include "strider/storage/motion_file.h"
@@ -162,6 +163,22 @@ std::vector<std::array<int, 3>> ContactFrames(const MotionCore& motion) {
     }
   }
   return frames;
+}
+
+TEST_P(RealTake, FindsItsFootstepsAgainInFreeKeys) {
+  for (const bool reduce : {false, true}) {
+    ImportOptions options;
+    options.reduce = reduce;
+    const MotionCore imported = test::Import(take_, options).motion;
+    for (const bool bake : {false, true}) {
+      SCOPED_TRACE(testing::Message() << reduce << " " << bake);
+      MotionCore motion = imported;
+      ASSERT_EQ(ConvertToFreeForm(motion, bake, {}), kDone);
+      ExtractionReport report;
+      ASSERT_EQ(ConvertToFootsteps(motion, {}, {}, report, {}), ToFootstepsResult::kDone);
+      EXPECT_EQ(ContactFrames(motion), ContactFrames(imported));
+    }
+  }
 }
 
 TEST_P(RealTake, ComesBackFromItsOwnBvh) {

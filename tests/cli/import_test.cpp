@@ -6,6 +6,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "exchange/motion_range.h"
 #include "strider/core/evaluate.h"
 #include "strider/storage/motion_file.h"
 #include "tests/cli/program_fixture.h"
@@ -59,8 +60,10 @@ TEST_F(ImportVerb, SummaryTellsPeopleWhatWasFound) {
        {"take: 524 frames at 120 a second, 4.37 s; unit 5.6444 cm (0.056444 m), y up; its first "
         "frame stands alone",
         "joints: 23 found by the names cmu; unknown: LHipJoint, RHipJoint, ",
-        "motion: frames 0 to 131 at 30 a second\n", "footsteps: 8\n", " left     0.00 to",
-        "keys: ", " rleg ", "fit: joints are "}) {
+        "motion: frames 0 to 131 at 30 a second\n",
+        "settings: a foot stands below 0.45 leg lengths a second (fsExtractionTol 0.0",
+        ", within 0.1 of a floor at ", "; it slides from 15 degrees; planes of limbs: auto\n",
+        "footsteps: 8\n", " left     0.00 to", "keys: ", " rleg ", "fit: joints are "}) {
     EXPECT_NE(result.out.find(part), std::string::npos) << part << " is not in\n" << result.out;
   }
   EXPECT_EQ(result.out.substr(result.out.rfind('\n', result.out.size() - 2) + 1),
@@ -150,19 +153,29 @@ TEST_F(ImportVerb, OptionsOfTheMotion) {
   EXPECT_NEAR(half["footsteps"][5]["position"][1].get<double>(),
               plain["footsteps"][5]["position"][1].get<double>() / 2, 0.2);
 
-  const Json lying = Imported(kWalk, "--up z");
+  const Json lying = Imported(kWalk, "--up z --save-params @z.moc");
   EXPECT_EQ(lying["take"]["upAxis"], "z");
   EXPECT_NE(lying["footsteps"], plain["footsteps"]);
+  EXPECT_EQ(Imported(kWalk, "--set upVector=2"), lying);
+  EXPECT_EQ(Imported(kWalk, "--params @z.moc")["take"]["upAxis"], "z");
+  const RunResult fromFile = Run("import " + kWalk + " --params @z.moc -o @out.sdr");
+  EXPECT_NE(fromFile.out.find("the person stands along y"), std::string::npos) << fromFile.out;
+  EXPECT_EQ(Imported(kWalk, "--params @z.moc --up y")["take"]["upAxis"], "y");
 }
 
 TEST_F(ImportVerb, RunsShowTheirShortContactsWhereAsked) {
-  const RunResult walking = Run("import " + kRun + " -o @out.sdr");
+  const RunResult walking = Run("import " + kRun + " --set kneeOrient=0 -o @out.sdr");
+  EXPECT_NE(walking.out.find("planes of knee, elbow, foot, hand: point, auto, auto, auto\n"),
+            std::string::npos)
+      << walking.out;
   EXPECT_NE(walking.out.find("footsteps: 0\n"), std::string::npos) << walking.out;
   EXPECT_NE(walking.out.find("try --running --fps 60"), std::string::npos) << walking.out;
   const Json json = Imported(kRun, "--running --fps 60");
   ASSERT_EQ(json["footsteps"].size(), 4u);
   EXPECT_EQ(json["summary"]["speedChange"], 0);
   EXPECT_EQ(json["summary"]["jointsMissing"], Json({"LeftToe", "RightToe"}));
+  (void)Imported(kRun, "--fps 60 --save-params @walker.moc");
+  EXPECT_EQ(Imported(kRun, "--running --fps 60 --params @walker.moc")["footsteps"].size(), 4u);
 }
 
 TEST_F(ImportVerb, FirstFrameAndLoop) {
@@ -232,6 +245,30 @@ TEST_F(ImportVerb, SettingsGoThroughAFile) {
   EXPECT_NE(ReadFile(File("q.moc")), ReadFile(File("p.moc")));
 }
 
+TEST_F(ImportVerb, SavedSettingsBringTheSameMotion) {
+  const struct {
+    const char* options;
+    std::size_t footsteps;
+    double floor, within;  // of the footsteps' heights
+  } rows[] = {{"", 8, 0, 5},
+              {"--set fsUseFlatten=1", 8, 0, 2},
+              {"--set fsZLevel=0", 8, 0, 5},  // feet stand on it though ankles are above it
+              {"--set fsZLevel=1.5 --set fsUseFlatten=1", 8, 1.5, 1e-3},
+              {"--set fsZLevel=60", 0, 0, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.options);
+    const Json json = Imported(kNamed, std::string(row.options) + " --save-params @p.moc");
+    EXPECT_EQ(json["footsteps"].size(), row.footsteps);
+    for (const Json& footstep : json["footsteps"]) {
+      EXPECT_NEAR(footstep["position"][2].get<double>(), row.floor, row.within);
+    }
+    const std::string made = ReadFile(File("out.sdr"));
+    (void)Imported(kNamed, "--params @p.moc --save-params @q.moc");
+    EXPECT_TRUE(ReadFile(File("out.sdr")) == made);
+    EXPECT_EQ(ReadFile(File("q.moc")), ReadFile(File("p.moc")));
+  }
+}
+
 TEST_F(ImportVerb, AnotherFigureAndAPose) {
   const Json own = Imported(kWalk);
   ASSERT_EQ(Run("make walk --height 110 --tail-links 3 -o @child.fig").status, 0);
@@ -259,9 +296,20 @@ TEST_F(ImportVerb, MarkersOfTheSameWalkShowTheSameSteps) {
   EXPECT_EQ(json["footsteps"].size(), 8u);
   EXPECT_LT(json["summary"]["fitErrorMean"].get<double>(), 0.03);
   EXPECT_EQ(Imported(markers, "--names examples/takes/heel.mnm --up z"), json);
-  // Heels under names that nobody knows are listed.
-  const std::vector<std::string> unknown = Imported(markers)["take"]["unknownJoints"];
-  EXPECT_EQ(std::count(unknown.begin(), unknown.end(), "LHEE"), 1);
+  const RunResult options = Run("import " + markers + " --strict --keep-first -o @out.sdr");
+  for (const char* note :
+       {"note: --strict changes nothing", "note: --keep-first changes nothing"}) {
+    EXPECT_NE(options.out.find(note), std::string::npos) << options.out;
+  }
+  // The other spelling of the heels is known, but where the table has a heel by our own name too.
+  EXPECT_EQ(Imported(markers), json);
+  const auto isUnknown = [](const Json& take, const char* name) {
+    const std::vector<std::string> unknown = take["take"]["unknownJoints"];
+    return std::count(unknown.begin(), unknown.end(), name) == 1;
+  };
+  EXPECT_FALSE(isUnknown(json, "LHEE") || isUnknown(json, "C7"));  // the neck begins at that one
+  Put("both.mkr", Replaced(ReadFile(markers), "LTHI", "LHEL"));
+  EXPECT_TRUE(isUnknown(Imported("@both.mkr"), "LHEE"));
 }
 
 TEST_F(ImportVerb, MotionsGetFootstepsAnew) {
@@ -269,6 +317,53 @@ TEST_F(ImportVerb, MotionsGetFootstepsAnew) {
   ASSERT_EQ(made["footsteps"].size(), 0u);
   std::filesystem::rename(File("out.sdr"), File("free.sdr"));
   EXPECT_EQ(Imported("@free.sdr")["footsteps"].size(), 6u);
+
+  const Json part = Imported("@free.sdr", "--from 10 --to 40 --no-reduction");
+  EXPECT_EQ(part["tracks"]["spine"]["numKeys"], 31);
+  EXPECT_EQ(Imported("@free.sdr", "--set startFrame=10 --set endFrame=40 --no-reduction"), part);
+
+  // Settings of a motion serve takes as they stand, and a take's serve motions as far as they go.
+  (void)Imported("@free.sdr", "--save-params @motion.moc");
+  EXPECT_EQ(Imported(kWalk, "--params @motion.moc")["take"]["upAxis"], "y");
+  const Json told = Imported("@free.sdr", "--params @motion.moc")["summary"]["notes"];
+  EXPECT_NE(told[0].get<std::string>().find("motion.moc: names, scale"), std::string::npos);
+
+  // One pose, of the first frame that is taken.
+  const auto knee = [](const MotionCore& core) { return core.leg[kLeft].frame[1].Origin(); };
+  (void)Imported("@free.sdr", "--from 10 --no-reduction --free-form");
+  const Point3 atStart = knee(Posed(0));
+  ASSERT_EQ(Run("import @free.sdr --from 10 -o @pose.cal").status, 0);
+  MotionCore pose = Loaded("pose.cal");
+  EXPECT_EQ(pose.leg[kLeft].table.track.numKeys, 1);
+  EXPECT_EQ(pose.spine.table.track.numKeys, 1);
+  CorePose(pose, 0, {});
+  EXPECT_LT(Length(knee(pose) - atStart), 0.1f);
+}
+
+TEST_F(ImportVerb, MotionsKeepTheirLengthHoweverOftenTheyAreTaken) {
+  const struct {
+    std::string make;
+    int last;                             // frame
+  } rows[] = {{"import " + kNamed, 131},  // a foot stands to its end
+              {"import examples/takes/jump_cmu_13_39.bvh", 88},
+              {"import " + kWalk, 85},
+              {"make walk", 63}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.make);
+    ASSERT_EQ(Run(row.make + " -o @again.sdr").status, 0);
+    const Json first = Json::parse(Run("info --json @again.sdr").out);
+    for (int round = 0; round < 3; ++round) {
+      const Json json = Imported("@again.sdr");
+      EXPECT_EQ(FrameRangeOf(Loaded()).last, row.last);
+      ASSERT_EQ(json["footsteps"].size(), first["footsteps"].size());
+      for (std::size_t i = 0; i < json["footsteps"].size(); ++i) {
+        EXPECT_NEAR(json["footsteps"][i]["start"].get<double>(),
+                    first["footsteps"][i]["start"].get<double>(), 2 * 160)
+            << i;
+      }
+      std::filesystem::rename(File("out.sdr"), File("again.sdr"));
+    }
+  }
 }
 
 TEST_F(ImportVerb, DamagedTakesAreReadUpToTheDamage) {
@@ -310,7 +405,8 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
   Put("free.fig", "junk");
   std::filesystem::create_directory(File("folder.bvh"));
   std::filesystem::create_directory(File("folder.sdr"));
-  ASSERT_EQ(Run("import @walk.bvh --free-form -o @free.sdr").status, 0);
+  ASSERT_EQ(
+      Run("import @walk.bvh --free-form --loop 5 --save-params @loop.moc -o @free.sdr").status, 0);
   Put("out.sdr", "old");
   const std::ptrdiff_t files = scratch.CountFiles();
   const struct {
@@ -334,6 +430,8 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
       {"@walk.bvh -o @out.xyz", "out.xyz: ", ".csv"},
       {"@walk.bvh -o @out.sdr --names @bad.mnm", "bad.mnm:2: ", "\"Nose\""},
       {"@walk.bvh -o @out.sdr --names mixamoo", "mixamoo: ", "mixamo, "},
+      {"examples/takes/walk_cmu_06_01.mkr -o @out.sdr --names cmu",
+       "walk_cmu_06_01.mkr: ", "are of joints"},
       {"examples/takes/walk_cmu_12_01.bvh -o @out.sdr --names xsens",
        "walk_cmu_12_01.bvh:", "missing: "},
       {"@walk.bvh -o @out.sdr --params @bad.moc", "bad.moc:5, ", "upVector"},
@@ -343,6 +441,7 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
       {"@walk.bvh -o @out.sdr --set fsTolerance=1", "fsTolerance", "no parameter"},
       {"@walk.bvh -o @out.sdr --set fsExtractionTol=nan", "fsExtractionTol", "\"nan\""},
       {"@walk.bvh -o @out.sdr --set fsExtractionTol", "--set", "NAME=VALUE"},
+      {"@walk.bvh -o @out.sdr --set fsExtractionTol=0.1 --running", "--running", "one of them"},
       {"@walk.bvh -o @out.sdr --scale 0", "--scale", "\"0\""},
       {"@walk.bvh -o @out.sdr --up w", "--up", "\"w\""},
       {"@walk.bvh -o @out.sdr --fps 0", "--fps", "\"0\""},
@@ -353,6 +452,11 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
       {"@walk.bvh -o @out.cal --in-place", "--in-place", ".cal"},
       {"@walk.bvh -o @out.stp --free-form", "walk.bvh: ", "no footsteps"},
       {"@free.sdr -o @out.sdr --scale 2", "free.sdr: ", "a scale"},
+      {"@free.sdr -o @out.sdr --set upVector=2", "free.sdr: ", "upVector goes with a take"},
+      {"@free.sdr -o @out.sdr --loop 5", "free.sdr: ", "a loop goes with a take"},
+      {"@free.sdr -o @out.sdr --params @loop.moc", "free.sdr: ", "a loop goes with a take"},
+      {"@free.sdr -o @out.sdr --pose @free.sdr", "free.sdr: ", "a pose of the talent"},
+      {"@free.sdr -o @out.sdr --from 9999", "free.sdr: ", "from 9999 to its end"},
       {"@walk.bvh -o @walk.bvh", "walk.bvh: ", "the take itself"},
       {"@walk.bvh -o @free.sdr --figure @free.sdr", "free.sdr: ", "the figure itself"},
       {"@walk.bvh -o @out.sdr --save-params @walk.bvh", "walk.bvh: ", "the take itself"},

@@ -144,7 +144,7 @@ inline float ExpectFeetOnFootsteps(MotionCore core) {
     ++stances;
     if (leg.reach > 0.997f) continue;
     ++stood;
-    EXPECT_LT(Distance(leg.underAnkle, track.position[footstep]), 0.01f * core.leg[0].totalLength)
+    EXPECT_LT(Distance(leg.print, track.position[footstep]), 0.01f * core.leg[0].totalLength)
         << phase.time;
   }
   return stances > 0 ? static_cast<float>(stood) / static_cast<float>(stances) : 1;

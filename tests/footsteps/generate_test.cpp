@@ -118,7 +118,7 @@ TEST(GenerateMotion, AFootThatTouchesAsItLiftsStandsOnEachFootstepInItsTime) {
     MotionCore core = Generated(contacts);
     CheckMotion(core);
     for (const int frame : {1, 10, 19, 20, 30, 39, 40, 50}) {
-      const Point3 foot = TakePoseSample(core, frame * kFrame, {}).leg[R].underAnkle;
+      const Point3 foot = TakePoseSample(core, frame * kFrame, {}).leg[R].print;
       EXPECT_NEAR(foot.x, 8.0f * static_cast<float>(frame / 20), 0.1f) << frame;
     }
   }

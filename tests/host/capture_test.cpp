@@ -213,6 +213,13 @@ TEST_F(MasterCapture, RefusesAndChangesNothing) {
     EXPECT_EQ(master.LoadCapture(row.path, true), row.status);
     EXPECT_TRUE(told.empty());
   }
+  const std::string made = scratch.File("made.sdr");
+  ASSERT_TRUE(master.SaveMotion(made));
+  session.mocap.SetLoopFrameCount(5);
+  session.mocap.SetUseLoopFrame(1);
+  EXPECT_EQ(master.LoadCapture(made, false), 0);
+  EXPECT_NE(words.find("a loop goes with a take"), std::string::npos) << words;
+  session.mocap.SetUseLoopFrame(0);
   session.mocap.SetTalentFigStrucFile("no.fig");
   session.mocap.SetUseTalentFigStrucFile(1);
   EXPECT_EQ(master.LoadCapture(test::TakePath(kWalk), false), 0);

@@ -145,6 +145,15 @@ TEST_F(MotionFile, ASegmentPlaysAsTheWholeDoes) {
       EXPECT_LT(Furthest(part, whole, first, last), dense ? 0.01f : 4.0f) << gait;
     }
   }
+  // Wherever it ends: what was in the air there stays in the air.
+  const MotionCore jump = Gait(kJump, 12);
+  for (int end = 40; end < 80; ++end) {
+    MotionCore part;
+    const TimeValue first = 20 * kDynamicsFrame, last = end * kDynamicsFrame;
+    ASSERT_EQ(CutSegment(jump, first, last, false, {}, part), kDone);
+    EXPECT_EQ(MotionRange(part).end, last);
+    EXPECT_LT(Furthest(part, jump, first, last), 5) << end;
+  }
   MotionCore none;
   EXPECT_EQ(CutSegment(Gait(kWalk, 4), 1'000'000, 2'000'000, false, {}, none), kRefused);
 }
