@@ -131,6 +131,9 @@ bool ReadWord(BvhFile& file, Walk& walk, std::string_view word) {
     (walk.inEndSite ? node->endOffset : node->offset) = offset;
   } else if (word == "CHANNELS") {
     return ReadChannels(file, walk.inEndSite ? nullptr : node);
+  } else if (CaptureChannel spare; file.oddities.empty() && ChannelOf(word, spare)) {
+    file.oddities.push_back({Quoted(word) + " is past the channels that CHANNELS counts",
+                             static_cast<std::size_t>(word.data() - file.text.data())});
   }
   return true;
 }
@@ -194,6 +197,21 @@ bool ReadBvhMotionHead(BvhFile& file) {
   return true;
 }
 
+namespace {
+
+/// Notes a frame that goes over the end of a line which it shares with the frame before: a row has
+/// a number too many or too few. Frames broken over lines of their own, or all in one line, do not.
+bool NoteShiftedFrame(BvhFile& file, const char* start, const char* end) {
+  if (start == nullptr || std::find(start, end, '\n') == end) return false;
+  file.oddities.push_back({"this row or the one before has not the " +
+                               std::to_string(file.numColumns) +
+                               " numbers of a frame; what follows may be shifted",
+                           static_cast<std::size_t>(start - file.text.data())});
+  return true;
+}
+
+}  // namespace
+
 void ReadBvhFrames(BvhFile& file) {
   const auto stop = [&file](std::string why) {
     file.frameEnd = std::move(why);
@@ -210,14 +228,30 @@ void ReadBvhFrames(BvhFile& file) {
   // Not cleared: each is written before it counts.
   file.values.reset(new float[stated]);
   std::size_t count = 0;
-  for (; count < stated; ++count) {
+  const char* withinLine = nullptr;  // where a frame began that had no line of its own
+  bool odd = false;
+  for (bool more = stated > 0; more;) {
+    const char* const before = at;
     while (at != end && IsBlank(*at)) ++at;
-    if (at == end) break;
-    float& value = file.values[count];
-    const char* const after = ScanFloat(at, end, value);
-    if (after == nullptr || !(std::abs(value) <= kLargestCaptureValue)) break;
-    at = after;
+    if (count > 0) {
+      odd = odd || NoteShiftedFrame(file, withinLine, before);
+      withinLine = std::find(before, at, '\n') == at ? at : nullptr;
+    }
+    const std::size_t frameEnd = count + columns;
+    while (true) {
+      while (at != end && IsBlank(*at)) ++at;
+      if (at == end) break;
+      float& value = file.values[count];
+      const char* const after = ScanFloat(at, end, value);
+      if (after == nullptr || !(std::abs(value) <= kLargestCaptureValue)) break;
+      at = after;
+      if (++count == frameEnd) break;
+    }
+    more = count == frameEnd && count < stated;
   }
+  const char* last = at;
+  while (last > file.text.data() && IsBlank(last[-1])) --last;
+  if (!odd) (void)NoteShiftedFrame(file, withinLine, last);
   file.at = static_cast<std::size_t>(at - file.text.data());
   file.numFrames = static_cast<int>(std::min<std::size_t>(count / columns, INT_MAX));
   const std::string_view word = NextWord(file);

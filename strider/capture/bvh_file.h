@@ -43,6 +43,13 @@ struct BvhFile {
   std::size_t causeAt = 0;  // where in the text
   std::string frameEnd;     // why the frames end before their stated number; empty if they don't
   std::size_t frameEndAt = 0;
+  // What is read as it stands, since lines and spare words mean nothing, but looks like a wrong
+  // count: the first such place of the hierarchy and of the frames.
+  struct Oddity {
+    std::string what;
+    std::size_t at = 0;
+  };
+  std::vector<Oddity> oddities;
 };
 
 /// No length, place or angle of a figure comes near it; numbers beyond are taken for damage.

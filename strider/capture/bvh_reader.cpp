@@ -143,6 +143,9 @@ bool CheckJoints(Run& run) {
 
 void NoteFrames(Run& run) {
   const BvhFile& file = run.file;
+  for (const BvhFile::Oddity& oddity : file.oddities) {
+    run.report.notes.push_back(run.Place(oddity.at) + oddity.what);
+  }
   run.report.framesStated = file.framesStated;
   run.report.framesInFile = file.numFrames;
   if (!file.frameEnd.empty()) {

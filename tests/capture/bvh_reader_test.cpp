@@ -335,6 +335,41 @@ TEST(ReadBvh, KeepsTheWholeFramesBeforeDamage) {
   }
 }
 
+TEST(ReadBvh, ReadsOnPastWrongCountsAndTellsOfThem) {
+  const std::string good = Hierarchy() + Motion(6, kHierarchyColumns);
+  std::string inOneLine = good, broken = good;
+  const std::size_t rows = good.find("\n0 1 ") + 1;
+  std::replace(inOneLine.begin() + static_cast<std::ptrdiff_t>(rows), inOneLine.end(), '\n', ' ');
+  for (int f = 0; f < 6; ++f) {
+    const std::string number = " " + std::to_string(100 * f + 20) + " ";
+    broken = Replaced(broken, number, "\n" + number);
+  }
+  const int line = LineAt(good, rows);
+  const struct {
+    const char* what;
+    std::string text;
+    int noteLine;  // 0 for none
+  } cases[] = {
+      {"good", good, 0},
+      {"rows in one line", inOneLine, 0},
+      {"rows broken alike", broken, 0},
+      {"too few in the third row", Replaced(good, " 220 ", " "), line + 3},
+      {"too many in the third row", Replaced(good, " 220 ", " 220 0 "), line + 2},
+      {"too many in the first row", Replaced(good, " 20 ", " 20 0 "), line},
+      {"a channel too many", Replaced(good, "CHANNELS 6", "CHANNELS 5"), 5},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.what);
+    CaptureScene scene;
+    CaptureReport report;
+    EXPECT_EQ(ReadText(scene, row.text, report), 1) << report.message;
+    ASSERT_EQ(report.notes.empty(), row.noteLine == 0);
+    if (row.noteLine == 0) continue;
+    const std::string place = ":" + std::to_string(row.noteLine) + ":";
+    EXPECT_NE(report.notes[0].find(place), std::string::npos) << report.notes[0];
+  }
+}
+
 TEST(ReadBvh, TakesNestsOfAMillionJoints) {
   std::string nest;
   for (int i = 0; i < 1000000; ++i) nest += "JOINT a { OFFSET 0 1 0 ";
