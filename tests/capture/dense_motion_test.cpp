@@ -278,6 +278,27 @@ TEST(CaptureLoop, GoesOnThroughTheSeamAsFastAsTheTake) {
   }
 }
 
+TEST(CaptureLoop, BendsNoKneeTheWrongWay) {
+  MotionCore figure = Fitted(BodyScene({}).scene).talent.figure;
+  const auto with = [&](float hinge) {
+    MotionCore core = figure;
+    core.leg[kLeft].pose.jointAngles[kHinge] = hinge;
+    return core;
+  };
+  const struct {
+    float from, to, now, share, then;
+  } rows[] = {{2.5f, 3, 2, 1, 2.5f},      // half a radian straighter
+              {2.5f, 3, 2, 0.5f, 2.25f},  // half of it
+              {2, 3, 3, 1, kPi},          // no further than straight
+              {2, 3, 3.2f, 1, 3.2f},      // a take's own overstretch stays
+              {3, 2, 0.5f, 1, 0}};
+  for (const auto& row : rows) {
+    MotionCore moved = with(row.now);
+    AddDifference(moved, with(row.from), with(row.to), row.share);
+    EXPECT_NEAR(moved.leg[kLeft].pose.jointAngles[kHinge], row.then, 1e-5f) << row.now;
+  }
+}
+
 TEST(CaptureLoop, IsNotJudgedByFramesThatItBends) {
   const BodyScene body({2, 2, true, 1});
   DenseSettings settings;
@@ -322,6 +343,20 @@ TEST(PoseAdjustment, TurnsThePartsThatThePoseHasOtherwiseAndNoOthers) {
                 1e-4f);
     EXPECT_LT(Length(a.leg[kRight].frame[2].Origin() - b.leg[kRight].frame[2].Origin()), 1e-3f);
   }
+}
+
+TEST(PoseAdjustment, TurnsAFootThatStaysAsItIsOnceAndNotWithEachFrame) {
+  const BodyScene body({2, 2, false, 0, false, 25});
+  DenseSettings settings;
+  settings.orientation.foot = PlaneSource::kAsStands;
+  MotionCore pose = PoseInReference(Fitted(body.scene, settings), settings);
+  Quat& foot = pose.leg[kRight].table.keys[0].endRotation;
+  foot = Normalized(foot * AboutZ(0.1f));
+  RefreshTracks(pose);
+  settings.pose = &pose;
+  const DenseMotion dense = Fitted(body.scene, settings);
+  const Quat first = PosedAt(dense, 0).leg[kRight].pose.endRotation;
+  EXPECT_GT(std::fabs(Dot(first, PosedAt(dense, 39).leg[kRight].pose.endRotation)), 0.9999f);
 }
 
 }  // namespace
