@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -175,7 +177,9 @@ class Batch {
       return false;
     }
     fs::remove(log_, failed);
-    return true;
+    if (access(arguments_.output.c_str(), W_OK) == 0) return true;
+    refusal = arguments_.output + ": " + std::generic_category().message(errno);
+    return false;
   }
 
   ExitStatus Run(int threads) {
@@ -184,9 +188,10 @@ class Batch {
     for (int i = 1; i < threads; ++i) others.emplace_back([this] { Work(); });
     Work();
     for (std::thread& other : others) other.join();
-    std::string text = std::to_string(done_) + " converted, " + std::to_string(skipped_) +
-                       " up to date, " + std::to_string(failed_) + " failed";
-    if (failed_ > 0) text += ", see " + log_;
+    std::string text = std::to_string(done_) + " converted, ";
+    if (noted_ > 0) text += std::to_string(noted_) + " of them from damaged files, ";
+    text += std::to_string(skipped_) + " up to date, " + std::to_string(failed_) + " failed";
+    if (failed_ > 0 || noted_ > 0) text += ", see " + log_;
     const ExitStatus printed = PrintOutput(kName, text + "\n");
     return failed_ > 0 ? kExitRefused : printed;
   }
@@ -196,18 +201,18 @@ class Batch {
     for (;;) {
       const std::size_t i = next_.fetch_add(1);
       if (i >= tasks_.size()) return;
-      std::string cause;
+      std::string cause, damage;
       bool done = true;
       const bool upToDate = !arguments_.force && IsUpToDate(tasks_[i]);
       if (!upToDate) {
         try {
-          done = Convert(tasks_[i], cause);
+          done = Convert(tasks_[i], cause, damage);
         } catch (const std::exception& error) {
           done = false;
           cause = tasks_[i].input + ": " + error.what();
         }
       }
-      Tell(tasks_[i], upToDate, done, cause);
+      Tell(tasks_[i], upToDate, done, cause, damage);
     }
   }
 
@@ -222,10 +227,18 @@ class Batch {
     return true;
   }
 
-  bool Convert(const Task& task, std::string& cause) const {
+  /// `damage` are lines for the log: what is wrong with a take that was converted all the same.
+  bool Convert(const Task& task, std::string& cause, std::string& damage) const {
     ImportResult result;
-    if (!ImportTake(task.input, options_, {}, result, cause)) return false;
     std::error_code failed;
+    if (!fs::exists(task.input, failed)) {
+      cause = task.input + ": " + std::generic_category().message(ENOENT);
+      return false;
+    }
+    if (!ImportTake(task.input, options_, {}, result, cause)) return false;
+    for (const std::string& note : result.notes) {
+      if (note.starts_with(task.input + ":")) damage += OnOneLine(note) + "\n";
+    }
     fs::create_directories(task.output.parent_path(), failed);
     for (const std::string& format : arguments_.formats) {
       const std::string path = WithExtension(task.output, format);
@@ -239,13 +252,18 @@ class Batch {
     return true;
   }
 
-  void Tell(const Task& task, bool upToDate, bool done, const std::string& cause) {
+  void Tell(const Task& task, bool upToDate, bool done, const std::string& cause,
+            const std::string& damage) {
     const std::scoped_lock lock(telling_);
     ++told_;
     if (upToDate) {
       ++skipped_;
     } else if (done) {
       ++done_;
+      if (!damage.empty()) {
+        ++noted_;
+        std::ofstream(log_, std::ios::app) << damage;
+      }
     } else {
       ++failed_;
       std::ofstream log(log_, std::ios::app);
@@ -263,7 +281,7 @@ class Batch {
   std::string log_;
   std::atomic<std::size_t> next_ = 0;
   std::mutex telling_;
-  int told_ = 0, done_ = 0, skipped_ = 0, failed_ = 0;
+  int told_ = 0, done_ = 0, skipped_ = 0, failed_ = 0, noted_ = 0;
   bool atTerminal_ = isatty(STDERR_FILENO) != 0;
 };
 
@@ -283,6 +301,11 @@ ExitStatus Run(const Arguments& arguments) {
       !ReadShard(arguments.shard, shard, refusal) ||
       !ReadThreads(arguments.threads, threads, refusal) || !ListTasks(arguments, tasks, refusal)) {
     return Refuse(kName, refusal);
+  }
+  for (const std::string& file : {options.figure, options.pose, options.parameterFile}) {
+    std::error_code failed;
+    if (file.empty() || fs::exists(file, failed)) continue;
+    return Refuse(kName, file + ": " + std::generic_category().message(ENOENT));
   }
   std::vector<Task> own;
   for (std::size_t i = static_cast<std::size_t>(shard.part) - 1; i < tasks.size();

@@ -141,13 +141,42 @@ int ReadHead(MarkerRun& run, MarkerWords& words) {
   return CheckMarkers(run, words.at);
 }
 
+/// Notes the first frame whose number does not follow as the others do: lines mean nothing, so
+/// that a row with a value too many or too few shifts all that follow.
+class FrameNumbers {
+ public:
+  void Take(MarkerRun& run, std::size_t at, std::string_view word) {
+    auto number = ReadInteger(word);
+    constexpr std::int64_t kMost = 1'000'000'000'000;  // sums of two stay far within 64 bits
+    if (number && (*number < -kMost || *number > kMost)) number.reset();
+    if (noted_) return;
+    if (number && last_ && !step_ && *number > *last_) step_ = *number - *last_;
+    noted_ = !number || (last_ && number != *last_ + step_.value_or(1));
+    if (noted_) {
+      run.report.notes.push_back(run.Place(at) + run.Quoted(word) +
+                                 " where the number of a frame should stand; a row may have values "
+                                 "too many or too few");
+    }
+    last_ = number;
+  }
+
+ private:
+  std::optional<std::int64_t> last_, step_;
+  bool noted_ = false;
+};
+
 /// Frames up to the end of the file, the next section or the first word that is no number.
 void ReadPoints(MarkerRun& run, MarkerWords& words) {
   std::string why;
+  FrameNumbers numbers;
   while (why.empty() && run.scene.numFrames < INT_MAX) {
     const std::string_view number = words.Next();
     if (number.empty() || number[0] == '$') return;
-    if (!ReadNumber(number)) why = run.Quoted(number) + " is no number of a frame";
+    if (ReadNumber(number)) {
+      numbers.Take(run, words.at, number);
+    } else {
+      why = run.Quoted(number) + " is no number of a frame";
+    }
     for (int column = 0; why.empty() && column < run.columns.Count(); ++column) {
       std::string_view word;
       bool ended = false;

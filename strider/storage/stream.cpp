@@ -302,8 +302,10 @@ void Stream::Text(std::string& text, int limit, bool wide) {
       out_ += "\r\n";
       return;
     }
-    const std::string_view line = Line();
-    if (Good()) text = line == kEmptyText ? "" : NarrowText(WideText(line, limit));
+    const std::string read = NarrowText(WideText(Line(), limit));
+    // Once more: what is cut off at a null or at the limit may leave blanks that no line ends with.
+    const std::string_view line = Trimmed(read);
+    if (Good()) text = line == kEmptyText ? "" : line;
     return;
   }
   if (!reading_) {

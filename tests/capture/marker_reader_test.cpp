@@ -215,6 +215,29 @@ TEST(ReadMarkers, KeepsTheWholeFramesBeforeDamage) {
   }
 }
 
+TEST(ReadMarkers, TellsOfRowsWithWrongCounts) {
+  const struct {
+    std::string rows;
+    int noteLine;  // of the row whose frame does not begin with its number; 0 for no note
+  } cases[] = {{"1" + Row() + "\n2" + Row() + "\n3" + Row() + "\n", 0},
+               {"1" + Row() + "\n5" + Row() + "\n9" + Row() + "\n", 0},
+               {"1" + Row() + "\n2" + Row() + " 7\n3" + Row() + "\n", 2},
+               {"1" + Row() + "\n2" + Row() + "\n7" + Row() + "\n", 3}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.rows);
+    const std::string text = Keywords("$RATE 30\n", row.rows);
+    CaptureScene scene;
+    CaptureReport report;
+    ASSERT_EQ(ReadMarkersText(scene, text, "take.mkr", {}, report), 1);
+    ASSERT_EQ(report.notes.empty(), row.noteLine == 0);
+    if (row.noteLine == 0) continue;
+    const auto before = text.begin() + static_cast<std::ptrdiff_t>(text.find(row.rows));
+    const auto line = std::count(text.begin(), before, '\n') + row.noteLine;
+    const std::string place = "take.mkr:" + std::to_string(line) + ":";
+    EXPECT_EQ(report.notes[0].substr(0, place.size()), place) << report.notes[0];
+  }
+}
+
 TEST(BridgeDroppedMarkers, ClosesShortGapsAlongTheMotion) {
   CaptureScene scene;
   scene.numFrames = 12;
