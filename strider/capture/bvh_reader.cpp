@@ -205,13 +205,10 @@ int ReadBvhText(CaptureScene& scene, std::string_view text, const std::string& p
 
 int ReadBvh(CaptureScene& scene, const std::string& path, const BvhSettings& settings,
             CaptureReport& report) {
-  std::string text, cause;
-  if (!ReadWholeFile(path, text, cause)) {
-    scene = {};
-    report = {};
-    report.message = path + ": " + cause;
-    return 0;
-  }
+  std::string text;
+  scene = {};
+  report = {};
+  if (!ReadNamedFile(path, text, report.message)) return 0;
   return ReadBvhText(scene, text, path, settings, report);
 }
 

@@ -124,7 +124,6 @@ struct CaptureScene {
   bool hasTalent = false;                         // the file measures the talent
   std::array<float, kNumTalentMeasures> talent{};
   std::array<bool, kNumTalentMeasures> measured{};  // which of them; the others stand at a default
-  bool hasHands = false, hasFeet = false, hasHead = false;  // pairs of markers stand ready
 
   std::vector<std::string> unknownNames;  // of joints or markers, as the file has them
 };

@@ -43,6 +43,12 @@ bool ReadConversionSettings(const MocapParameters& parameters, NamedFigures& fig
                             ConversionSettings& settings, std::string& cause) {
   settings.footsteps = parameters.fsExtractionMode == kFsExtract;
   settings.extraction = parameters.extraction;
+  // Time 0 is the first frame that is converted.
+  for (const FreeFormRange& range : parameters.freeFormRanges) {
+    if (range.last < parameters.startFrame) continue;
+    settings.freeFormRanges.push_back(
+        {std::max(range.first - parameters.startFrame, 0), range.last - parameters.startFrame});
+  }
   settings.reduction.rows = parameters.keyReduction;
   settings.dense.loopFrames = parameters.useLoopFrame ? parameters.loopFrameCount : 0;
   const auto plane = [&parameters](int limb) {

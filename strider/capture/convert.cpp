@@ -19,8 +19,11 @@ int Refuse(ConversionReport& report, const char* cause) {
 int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCore& motion,
            ConversionReport& report, const EvalContext& context) {
   if (settings.footsteps) {
-    const int found = ExtractFootsteps(motion, dense, settings.extraction, 0, report.numFrames,
-                                       false, report.extraction, context);
+    ExtractionSettings extraction = settings.extraction;
+    extraction.freeForm.insert(extraction.freeForm.end(), settings.freeFormRanges.begin(),
+                               settings.freeFormRanges.end());
+    const int found = ExtractFootsteps(motion, dense, extraction, 0, report.numFrames, false,
+                                       report.extraction, context);
     if (found == 1 && AdoptFootsteps(motion, true, context) == kRefused) {
       return Refuse(report, "the footsteps found cannot carry the motion");
     }
@@ -78,6 +81,14 @@ int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& den
     return Refuse(report, "memory ran out");
   }
   return kDone;
+}
+
+int Convert(const CaptureScene& scene, const ConversionSettings& settings, MotionCore& target,
+            ConversionReport& report, const EvalContext& context) {
+  report = {};
+  DenseMotion dense;
+  if (MakeDenseMotion(scene, settings.dense, dense, report.message) == kRefused) return kRefused;
+  return FinishDenseMotion(settings, dense, target, report, context);
 }
 
 }  // namespace strider

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "strider/capture/dense_motion.h"
 #include "strider/capture/take_reduction.h"
@@ -15,6 +16,7 @@ struct ConversionSettings {
   const MotionCore* figure = nullptr;  // who is to move so; null for the talent's own figure
   bool footsteps = true;
   ExtractionSettings extraction;
+  std::vector<FreeFormRange> freeFormRanges;  // of the motion, besides extraction.freeForm
   std::optional<float> floor;  // where fsUseFlatten puts the footsteps; else on fsZLevel
   bool reduce = true;
   TakeReductionSettings reduction;
@@ -36,6 +38,12 @@ struct ConversionReport {
 [[nodiscard]] int FinishDenseMotion(const ConversionSettings& settings, const DenseMotion& dense,
                                     MotionCore& motion, ConversionReport& report,
                                     const EvalContext& context);
+
+/// All stages: a take, as a reader has left it, becomes the motion of `target`, a figure of the
+/// talent's own or settings.figure's measures whatever it was before. kRefused, `target` as it was,
+/// and why in the report. Settings of a MocapManager: ReadConversionSettings.
+[[nodiscard]] int Convert(const CaptureScene& scene, const ConversionSettings& settings,
+                          MotionCore& target, ConversionReport& report, const EvalContext& context);
 
 /// What a talent has to be made of for `figure` to take his motion over: they may differ in nothing
 /// but sizes, so that every link moves.

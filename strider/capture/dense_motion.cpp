@@ -20,8 +20,8 @@ namespace {
 class FitSum {
  public:
   explicit FitSum(float legLength) : legLength_(legLength) {}
-  void Add(const MotionCore& figure, const CapturedPose& pose) {
-    const JointPlaces has = PlacesOfFigure(figure), wants = PlacesOfTake(pose);
+  void Add(const MotionCore& figure, const JointPlaces& wants) {
+    const JointPlaces has = PlacesOfFigure(figure);
     for (int i = 0; i < JointPlaces::kCount; ++i) {
       const double error = static_cast<double>(Length(has.place[i] - wants.place[i])) / legLength_;
       error_.mean += error;
@@ -37,22 +37,67 @@ class FitSum {
   FitError error_;
 };
 
-bool PutFrames(const DenseSettings& settings, DenseMotion& dense) {
-  const std::vector<CapturedPose>& poses = dense.captured.poses;
-  std::optional<PoseAdjustment> adjustment;
-  if (settings.pose != nullptr) {
-    adjustment.emplace(dense.talent, dense.captured.reference, settings.orientation,
-                       *settings.pose);
+/// The figure in the poses of the take, from the first on: where limbs keep their planes a pose
+/// goes on from the one before, so that none can be left out.
+class PoseSolver {
+ public:
+  PoseSolver(const DenseSettings& settings, const DenseMotion& dense,
+             const std::vector<PlaneAngles>& planes)
+      : settings_(settings), dense_(dense), planes_(planes), solved_(dense.motion) {
+    if (settings.pose == nullptr) return;
+    adjustment_.emplace(dense.talent, dense.captured.reference, settings.orientation,
+                        *settings.pose);
   }
-  const std::vector<PlaneAngles> planes = PlanesOf(dense.talent, poses);
+  /// Poses `shown` as the take stands at the next frame, adjusted; `take` is where its joints are.
+  void Next(MotionCore& shown, JointPlaces& take) {
+    const CapturedPose& pose = dense_.captured.poses[next_];
+    SolvePose(dense_.talent, pose, settings_.orientation, planes_[next_], solved_);
+    ++next_;
+    shown = solved_;
+    take = PlacesOfTake(pose);
+    if (!adjustment_) return;
+    adjustment_->Apply(shown);
+    const JointPlaces from = PlacesOfFigure(solved_), to = PlacesOfFigure(shown);
+    for (int i = 0; i < JointPlaces::kCount; ++i) take.place[i] += to.place[i] - from.place[i];
+  }
+
+ private:
+  const DenseSettings& settings_;
+  const DenseMotion& dense_;
+  const std::vector<PlaneAngles>& planes_;
+  std::optional<PoseAdjustment> adjustment_;
+  MotionCore solved_;
+  std::size_t next_ = 0;
+};
+
+/// Spreads what is missing from the last pose to the first.
+LoopBlend LoopOf(int loopFrames, int numFrames, PoseSolver solver, MotionCore posed) {
+  JointPlaces take;
+  solver.Next(posed, take);
+  const MotionCore first = posed;
+  for (int f = 1; f < numFrames; ++f) solver.Next(posed, take);
+  return {loopFrames, numFrames, first, posed};
+}
+
+bool PutFrames(const DenseSettings& settings, DenseMotion& dense) {
+  const int numFrames = static_cast<int>(dense.captured.poses.size());
+  const std::vector<PlaneAngles> planes = PlanesOf(dense.talent, dense.captured.poses);
+  PoseSolver solver(settings, dense, planes);
   MotionCore posed = dense.motion;
+  const int own = FramesBeforeLoop(settings.loopFrames, numFrames);
+  std::optional<LoopBlend> loop;
+  if (own < numFrames) loop.emplace(LoopOf(settings.loopFrames, numFrames, solver, posed));
   FitSum fit(dense.legLength);
-  LoopBlend loop(settings.loopFrames, static_cast<int>(poses.size()));
-  for (std::size_t f = 0; f < poses.size(); ++f) {
-    SolvePose(dense.talent, poses[f], settings.orientation, planes[f], posed);
-    fit.Add(posed, poses[f]);
-    if (adjustment) adjustment->Apply(posed);
-    loop.Apply(static_cast<int>(f), posed);
+  dense.judged.resize(static_cast<std::size_t>(own));
+  for (int f = 0; f < numFrames; ++f) {
+    JointPlaces take;
+    solver.Next(posed, take);
+    if (f < own) {
+      dense.judged[static_cast<std::size_t>(f)] = take;
+      fit.Add(posed, take);
+    } else {
+      loop->Apply(f, posed);
+    }
     const TimeValue t = static_cast<TimeValue>(f) * settings.ticksPerFrame;
     if (!PutPose(dense.motion, posed, t)) return false;
   }
@@ -135,7 +180,7 @@ DenseMotion DenseMotionOf(MotionCore motion, int numFrames, const EvalContext& c
   MotionCore posed = motion;
   for (int f = 0; f < numFrames; ++f) {
     CorePose(posed, static_cast<TimeValue>(f) * motion.ticksPerFrame, context);
-    const JointPlaces places = PlacesOfFigure(posed);
+    const JointPlaces& places = dense.judged.emplace_back(PlacesOfFigure(posed));
     CapturedPose& pose = dense.captured.poses.emplace_back();
     for (int i = 0; i < JointPlaces::kCount; ++i) {
       pose[static_cast<std::size_t>(kJudgedJoints[i])].origin = places.place[i];
@@ -161,9 +206,9 @@ FitError MeasureFit(const DenseMotion& dense, const MotionCore& motion,
   MotionCore posed = motion;
   posed.inPlace = false;
   FitSum fit(dense.legLength);
-  for (std::size_t f = 0; f < dense.captured.poses.size(); ++f) {
+  for (std::size_t f = 0; f < dense.judged.size(); ++f) {
     CorePose(posed, static_cast<TimeValue>(f) * motion.ticksPerFrame, context);
-    fit.Add(posed, dense.captured.poses[f]);
+    fit.Add(posed, dense.judged[f]);
   }
   return fit.Result();
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "strider/capture/solve_pose.h"
 #include "strider/core/eval_context.h"
@@ -22,20 +23,30 @@ struct DenseSettings {
   const MotionCore* pose = nullptr;  // in what pose the figure stands when the take stands in its
                                      // reference; null for the pose that fits the take
   SolveOptions orientation;
-  int loopFrames = 0;  // the last so many frames lead back to the first
+  int loopFrames = 0;  // over the last so many frames the motion closes on its first
 };
 
-/// How far the figure's joints are from the take's, in leg lengths: of all JointPlaces.
+/// The joints by whose places a conversion is judged: of both sides hips, knees, ankles, shoulders,
+/// elbows and wrists, the right first, then the head.
+struct JointPlaces {
+  static constexpr int kCount = 13;
+  Point3 place[kCount];
+};
+/// How far the figure's joints are from where the take has them, in leg lengths: of all
+/// JointPlaces.
 struct FitError {
   double mean = 0, most = 0;
 };
 
+/// What judges the figure is the take as it was asked for: a pose adjustment moves its joints as it
+/// moves the figure's, and the frames over which a loop is closed are left out.
 struct DenseMotion {
   CapturedMotion captured;
   Talent talent;
-  MotionCore motion;    // free-form; time 0 is the first of the chosen frames
-  float legLength = 0;  // hip to ankle
-  FitError fit;         // of the poses as they were solved
+  MotionCore motion;                // free-form; time 0 is the first of the chosen frames
+  float legLength = 0;              // hip to ankle
+  std::vector<JointPlaces> judged;  // of the first frames, up to a loop
+  FitError fit;                     // of the poses as they were solved
 };
 
 /// kRefused and why in `cause`, for a take that gives no figure, and if memory ran out.
@@ -49,15 +60,9 @@ DenseMotion DenseMotionOf(MotionCore motion, int numFrames, const EvalContext& c
 /// The talent's figure as it stands in the reference, with a key of every part at time 0.
 MotionCore PoseInReference(const DenseMotion& dense, const DenseSettings& settings);
 
-/// How well a motion on the talent's figure fits the take, frame by frame.
+/// How well a motion on the talent's figure fits the take on all frames that are judged.
 FitError MeasureFit(const DenseMotion& dense, const MotionCore& motion, const EvalContext& context);
 
-/// The joints by whose places a conversion is judged: of both sides hips, knees, ankles, shoulders,
-/// elbows and wrists, the right first, then the head.
-struct JointPlaces {
-  static constexpr int kCount = 13;
-  Point3 place[kCount];
-};
 /// Of a figure whose frames are up to date.
 JointPlaces PlacesOfFigure(const MotionCore& figure);
 JointPlaces PlacesOfTake(const CapturedPose& pose);

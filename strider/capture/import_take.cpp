@@ -38,6 +38,8 @@ constexpr double kGravity = 9.81;  // metres per second squared
 // The frames of the laws of motion are a thirtieth of a second.
 constexpr double kLawFrames = 30.0 * 30.0;
 
+constexpr const char* kTurnedOver = "the take's up axis points down; it was turned over";
+
 class Import {
  public:
   Import(const std::string& path, const ImportOptions& options, const EvalContext& context,
@@ -81,6 +83,7 @@ class Import {
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
+  void TurnMarkersOver();
   void ChooseUnit();
   UpAxis ChooseUp(const UpGuess& guess);
   void TurnUpright();
@@ -196,7 +199,7 @@ bool Import::ChooseNames(const std::string& text, BvhSettings& settings, NameTab
 
 bool Import::ReadJoints() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
+  if (!ReadNamedFile(path_, text, cause_)) return false;
   BvhSettings settings;
   settings.ticksPerFrame = 0;
   settings.carry = !options_.strict;
@@ -223,6 +226,16 @@ bool Import::ReadJoints() {
   return true;
 }
 
+/// Of a take whose up axis points down.
+void Import::TurnMarkersOver() {
+  for (MarkerRecord& marker : scene_.markers) {
+    for (Point3& place : marker.positions.samples) {
+      if (place.x != kDroppedMarker) place = {place.x, -place.y, -place.z};
+    }
+  }
+  result_.notes.emplace_back(kTurnedOver);
+}
+
 /// Heels are spelt in two ways. In a file that has both, the vocabulary's is the heel.
 void AddOtherSpellings(const std::string& text, NameTable& table) {
   constexpr struct {
@@ -238,7 +251,7 @@ void AddOtherSpellings(const std::string& text, NameTable& table) {
 
 bool Import::ReadMarkerFile() {
   std::string text;
-  if (!ReadWholeFile(path_, text, cause_)) return Refuse(cause_);
+  if (!ReadNamedFile(path_, text, cause_)) return false;
   const MocapParameters& p = result_.parameters;
   MarkerSettings settings;
   settings.ticksPerFrame = 0;
@@ -262,7 +275,8 @@ bool Import::ReadMarkerFile() {
     return false;
   }
   TakeFacts& take = result_.take;
-  take.up = ChooseUp(GuessUpAxis(scene_, settings.upVector));
+  const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
+  take.up = ChooseUp(guess);
   if (p.upVector != settings.upVector) {
     settings.upVector = p.upVector;
     report = {};
@@ -271,6 +285,7 @@ bool Import::ReadMarkerFile() {
       return false;
     }
   }
+  if (guess.downwards && guess.axis == settings.upVector) TurnMarkersOver();
   take.unknownJoints = report.unknownNames;
   std::erase(take.unknownJoints, kC7Name);  // none of the vocabulary, but the neck begins there
   take.ofMarkers = true;
@@ -342,7 +357,7 @@ void Import::TurnUpright() {
   const UpAxis up = result_.take.up = ChooseUp(guess);
   const bool downwards = guess.downwards && guess.axis == static_cast<int>(up);
   settings_.dense.toYUp = TurnToYUp(up, downwards);
-  if (downwards) result_.notes.push_back("the take's up axis points down; it was turned over");
+  if (downwards) result_.notes.emplace_back(kTurnedOver);
 }
 
 /// True for a motion that was written by us, whose first frame is one of it however it stands.

@@ -42,9 +42,12 @@ int Load(const std::string& path, const MocapManager& manager, TimeValue ticksPe
   NamedFigures figures;
   if (!ReadConversionSettings(parameters, figures, settings, loaded.cause)) return 0;
   settings.dense.ticksPerFrame = ticksPerFrame;
-  DenseMotion dense;
+  ConversionReport& report = loaded.conversion;
+  int converted = kRefused;
   if (ending == "sdr") {
+    DenseMotion dense;
     if (!ReadMotionAsTake(path, parameters, ticksPerFrame, context, dense, loaded.cause)) return 0;
+    converted = FinishDenseMotion(settings, dense, loaded.motion, report, context);
   } else {
     CaptureScene scene;
     const int status = ReadScene(path, ending, manager, ticksPerFrame, scene, loaded);
@@ -54,12 +57,9 @@ int Load(const std::string& path, const MocapManager& manager, TimeValue ticksPe
     std::string why;
     if (!ChooseConvertedFrames(parameters, scene.numFrames, frames, why)) return refuse(why);
     settings.dense.frames = {static_cast<int>(frames.first), static_cast<int>(frames.last), 1};
-    if (MakeDenseMotion(scene, settings.dense, dense, why) == kRefused) return refuse(why);
+    converted = Convert(scene, settings, loaded.motion, report, context);
   }
-  if (FinishDenseMotion(settings, dense, loaded.motion, loaded.conversion, context) == kRefused) {
-    return refuse(loaded.conversion.message);
-  }
-  return 1;
+  return converted == kDone ? 1 : refuse(report.message);
 }
 
 }  // namespace

@@ -76,16 +76,6 @@ void MarkerColumns::Finish() {
       marker(band[2 + i]).name = MarkerNameOf(band[2 + i]);
     }
   }
-  const auto has = [&](std::initializer_list<int> all) {
-    for (const int i : all) {
-      if (!marker(i).present) return false;
-    }
-    return true;
-  };
-  scene_.hasHands = has({kLWRE, kLWRI, kLFIN, kRWRE, kRWRI, kRFIN});
-  scene_.hasFeet =
-      has({kLHEL, kRHEL}) && (has({kLTOE}) || has({kLMT5})) && (has({kRTOE}) || has({kRMT5}));
-  scene_.hasHead = has({kLFHD, kLBHD, kRBHD, kRFHD});
 }
 
 }  // namespace strider

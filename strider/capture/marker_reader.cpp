@@ -353,13 +353,10 @@ int ReadMarkersText(CaptureScene& scene, std::string_view text, const std::strin
 
 int ReadMarkers(CaptureScene& scene, const std::string& path, const MarkerSettings& settings,
                 CaptureReport& report) {
-  std::string text, cause;
-  if (!ReadWholeFile(path, text, cause)) {
-    scene = {};
-    report = {};
-    report.message = path + ": " + cause;
-    return 0;
-  }
+  std::string text;
+  scene = {};
+  report = {};
+  if (!ReadNamedFile(path, text, report.message)) return 0;
   return ReadMarkersText(scene, text, path, settings, report);
 }
 

@@ -1,6 +1,6 @@
 #include "strider/capture/moc_file.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "strider/base/whole_file.h"
 #include "strider/storage/motion_file.h"
@@ -22,6 +22,10 @@ void WriteValue(Stream& s, MocapParameters& parameters, const MocapParameter& pa
     s.Text(parameters.*parameter.path, static_cast<int>(kLongestCapturePath));
     return;
   }
+  if (parameter.kind == Kind::kRanges) {
+    std::string ranges = RangesText(parameters.freeFormRanges);
+    return s.Text(ranges, static_cast<int>(kLongestRangesText));
+  }
   const double value = parameter.get(parameters, parameter.index);
   if (parameter.kind == Kind::kFloat) {
     float number = static_cast<float>(value);
@@ -37,10 +41,16 @@ void ReadValue(Stream& s, MocapParameters& parameters, const MocapParameter& par
   if (parameter.kind == Kind::kPath) {
     std::string path;
     s.Text(path, static_cast<int>(kLongestCapturePath));
-    const bool isPath = std::none_of(path.begin(), path.end(),
-                                     [](char c) { return static_cast<unsigned char>(c) < ' '; });
-    if (!isPath) return s.Fail("\"" + parameter.name + "\" cannot be that");
+    if (!IsPathText(path)) return s.Fail("\"" + parameter.name + "\" cannot be that");
     parameters.*parameter.path = path;
+    return;
+  }
+  if (parameter.kind == Kind::kRanges) {
+    std::string text;
+    s.Text(text, static_cast<int>(kLongestRangesText));
+    auto ranges = ReadRanges(text);
+    if (!ranges) return s.Fail("\"" + parameter.name + "\" cannot be that");
+    parameters.freeFormRanges = std::move(*ranges);
     return;
   }
   double value = 0;
@@ -120,10 +130,7 @@ bool ReadMocText(std::string_view text, const std::string& name, MocapParameters
 
 bool ReadMocFile(const std::string& path, MocapParameters& parameters, std::string& cause) {
   std::string text;
-  if (!ReadWholeFile(path, text, cause)) {
-    cause = path + ": " + cause;
-    return false;
-  }
+  if (!ReadNamedFile(path, text, cause)) return false;
   return ReadMocText(text, path, parameters, cause);
 }
 

@@ -1,66 +1,111 @@
 #include "strider/capture/mocap_manager.h"
 
-#include <cmath>
+#include <utility>
 
 #include "strider/capture/moc_file.h"
+#include "strider/capture/mocap_parameters.h"
 
 namespace strider {
 namespace {
 
+constexpr const char* kNoPath = "a path has no control characters";
+
 bool IsRow(int row) { return row >= 0 && row < kNumKeyReductionRows; }
 bool IsLimb(int limb) { return limb >= 0 && limb < kNumOrientedLimbs; }
+std::string NameOfRow(int row, const char* value) {
+  return kKeyReductionNames[row] + std::string(value);
+}
 
 }  // namespace
 
-int MocapManager::GetFSConversionMode() const {
-  if (values_.extraction.conversionFlag != 0) return kFsConvert;
-  return values_.freeFormRanges > 0 ? kFsFreeFormRanges : kFsNone;
+int ConversionModeOf(const MocapParameters& parameters) {
+  if (parameters.extraction.conversionFlag != 0) return kFsConvert;
+  return parameters.freeFormRanges.empty() ? kFsNone : kFsFreeFormRanges;
 }
 
-void MocapManager::SetFSConversionMode(int mode) {
-  values_.extraction.conversionFlag = mode == kFsConvert;
-  if (mode == kFsNone) values_.freeFormRanges = 0;
-  if (mode == kFsFreeFormRanges) values_.freeFormRanges = std::max(values_.freeFormRanges, 1);
+bool SetConversionMode(MocapParameters& parameters, int mode) {
+  if (mode != kFsNone && mode != kFsConvert && mode != kFsFreeFormRanges) return false;
+  if (mode == kFsFreeFormRanges && parameters.freeFormRanges.empty()) return false;
+  parameters.extraction.conversionFlag = mode == kFsConvert ? 1 : 0;
+  if (mode == kFsNone) parameters.freeFormRanges.clear();
+  return true;
+}
+
+bool MocapManager::Set(std::string_view name, double value) {
+  const MocapParameter* parameter = FindMocapParameter(name);
+  if (parameter->kind == MocapParameter::kSwitch) value = value != 0 ? 1 : 0;
+  if (!IsWithin(*parameter, value)) return false;
+  parameter->set(values_, parameter->index, value);
+  return true;
+}
+
+bool MocapManager::SetPath(std::string& to, std::string_view path) {
+  const std::string_view cut = path.substr(0, kLongestCapturePath);
+  if (!IsPathText(cut)) return false;
+  to = cut;
+  return true;
+}
+
+void MocapManager::SetParameters(const MocapParameters& parameters) {
+  const MocapParameters before = std::exchange(values_, parameters);
+  for (const MocapParameter& p : AllMocapParameters()) {
+    if (p.kind == MocapParameter::kPath) {
+      std::string& path = values_.*p.path;
+      if (!SetPath(path, std::string(path))) path = before.*p.path;
+    } else if (p.kind == MocapParameter::kRanges) {
+      if (!AreRanges(values_.freeFormRanges)) values_.freeFormRanges = before.freeFormRanges;
+    } else if (!IsWithin(p, p.get(values_, p.index))) {
+      p.set(values_, p.index, p.get(before, p.index));
+    }
+  }
+  values_.extraction.conversionFlag = values_.extraction.conversionFlag != 0 ? 1 : 0;
+  values_.extraction.freeForm.clear();  // freeFormRanges is the setting
+}
+
+bool MocapManager::SetFreeFormRanges(const std::vector<FreeFormRange>& ranges) {
+  if (!AreRanges(ranges)) return false;
+  values_.freeFormRanges = ranges;
+  return true;
 }
 
 int MocapManager::GetLimbOrientation(int limb) const {
   return IsLimb(limb) ? values_.limbOrientation[static_cast<std::size_t>(limb)] : 0;
 }
-void MocapManager::SetLimbOrientation(int limb, int orientation) {
-  if (IsLimb(limb)) values_.limbOrientation[static_cast<std::size_t>(limb)] = orientation;
+bool MocapManager::SetLimbOrientation(int limb, int orientation) {
+  return IsLimb(limb) && Set(kOrientedLimbNames[limb], orientation);
 }
 
 int MocapManager::GetKeyReductionFilter(int row) const {
   return IsRow(row) ? values_.keyReduction[static_cast<std::size_t>(row)].filter : 0;
 }
-void MocapManager::SetKeyReductionFilter(int row, int on) {
-  if (IsRow(row)) values_.keyReduction[static_cast<std::size_t>(row)].filter = on;
+bool MocapManager::SetKeyReductionFilter(int row, int on) {
+  return IsRow(row) && Set(NameOfRow(row, "Filter"), on);
 }
 float MocapManager::GetKeyReductionTol(int row) const {
   return IsRow(row) ? values_.keyReduction[static_cast<std::size_t>(row)].tolerance : 0;
 }
-void MocapManager::SetKeyReductionTol(int row, float tolerance) {
-  if (IsRow(row)) values_.keyReduction[static_cast<std::size_t>(row)].tolerance = tolerance;
+bool MocapManager::SetKeyReductionTol(int row, float tolerance) {
+  return IsRow(row) && Set(NameOfRow(row, "Tol"), static_cast<double>(tolerance));
 }
 int MocapManager::GetKeyReductionSpacing(int row) const {
   return IsRow(row) ? values_.keyReduction[static_cast<std::size_t>(row)].spacing : 0;
 }
-void MocapManager::SetKeyReductionSpacing(int row, float frames) {
-  constexpr double kMost = 99999999;
-  if (!IsRow(row) || !(std::abs(static_cast<double>(frames)) <= kMost)) return;
-  values_.keyReduction[static_cast<std::size_t>(row)].spacing = static_cast<int>(frames);
+bool MocapManager::SetKeyReductionSpacing(int row, float frames) {
+  return IsRow(row) && Set(NameOfRow(row, "Spacing"), static_cast<double>(frames));
 }
 
 bool MocapManager::LoadMarkerNameFile(std::string_view path) {
-  SetMarkerNameFile(path);
-  const bool read = ReadNameFile(NameKind::kMarkers, std::string(path), markers_, cause_);
+  cause_ = kNoPath;
+  const bool read = SetMarkerNameFile(path) &&
+                    ReadNameFile(NameKind::kMarkers, values_.markerNameFile, markers_, cause_);
   SetUseMarkerNameFile(read);
   return read;
 }
 
 bool MocapManager::LoadJointNameFile(std::string_view path) {
-  SetJointNameFile(path);
-  const bool read = ReadNameFile(NameKind::kJoints, std::string(path), joints_, cause_);
+  cause_ = kNoPath;
+  const bool read = SetJointNameFile(path) &&
+                    ReadNameFile(NameKind::kJoints, values_.jointNameFile, joints_, cause_);
   SetUseJointNameFile(read);
   return read;
 }

@@ -1,10 +1,10 @@
 // The settings by which captures are read and converted. One sitting has one of them.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "strider/capture/key_reduction_table.h"
 #include "strider/capture/name_file.h"
@@ -14,11 +14,13 @@ namespace strider {
 
 /// Limbs in the order of their orientation settings.
 enum OrientedLimb : int { kOrientKnee, kOrientElbow, kOrientFoot, kOrientHand, kNumOrientedLimbs };
+inline constexpr const char* kOrientedLimbNames[kNumOrientedLimbs] = {"kneeOrient", "elbowOrient",
+                                                                      "footOrient", "handOrient"};
 
 inline constexpr int kWholeFile = -1;
 inline constexpr std::size_t kLongestCapturePath = 255;
 
-/// What the settings are. MocapManager is the way to them that checks and cuts.
+/// What the settings are. MocapManager is the way to them that checks.
 struct MocapParameters {
   int upVector = 2;  // axis of the take that points up: 0 X, 1 Y, 2 Z
   float scaleFactor = 1;
@@ -26,7 +28,7 @@ struct MocapParameters {
   int loopFrameCount = 0, useLoopFrame = 0;
   int fsExtractionMode = 0;  // an FsExtractionMode
   ExtractionSettings extraction;
-  int freeFormRanges = 0;  // how many parts of the motion stay free of footsteps
+  std::vector<FreeFormRange> freeFormRanges;  // stay free of footsteps; frames as startFrame counts
   std::array<int, kNumOrientedLimbs> limbOrientation = {1, 1, 1, 1};  // PlaneSource numbers
   KeyReductionTable keyReduction = kDefaultKeyReduction;
   std::string talentFigStrucFile, talentPoseAdjFile, markerNameFile, jointNameFile;
@@ -44,82 +46,104 @@ enum FsExtractionMode : int { kFsExtract = 0, kFsLeaveFree = 1 };
 /// How footsteps come into a conversion.
 enum FsConversionMode : int { kFsNone = 0, kFsConvert = 1, kFsFreeFormRanges = 2 };
 
+/// Follows from two settings, the conversion flag before the ranges; either works by itself.
+int ConversionModeOf(const MocapParameters& parameters);
+/// kFsConvert sets the flag and leaves the ranges, kFsFreeFormRanges takes the flag off, kFsNone
+/// both. False, and nothing changed, for other modes, and for kFsFreeFormRanges without ranges.
+bool SetConversionMode(MocapParameters& parameters, int mode);
+
+/// So many ranges at most are a setting.
+inline constexpr std::size_t kMostRanges = 100;
+
 class MocapManager {
  public:
   const MocapParameters& Parameters() const { return values_; }
-  /// Takes all over. Name files that are in use are not read again.
-  void SetParameters(const MocapParameters& parameters) { values_ = parameters; }
+  /// Takes all over but what a setting cannot be, which stays as it was. Name files that are in use
+  /// are not read again.
+  void SetParameters(const MocapParameters& parameters);
 
+  // A setter answers whether it took the value: whatever it takes can be saved and read again. What
+  // a setting cannot be is refused and changes nothing; of a switch anything but 0 is 1.
   int GetUpVector() const { return values_.upVector; }
-  void SetUpVector(int axis) { values_.upVector = axis; }
+  bool SetUpVector(int axis) { return Set("upVector", axis); }
   float GetScaleFactor() const { return values_.scaleFactor; }
-  void SetScaleFactor(float factor) { values_.scaleFactor = factor; }
+  bool SetScaleFactor(float factor) { return Set("scaleFactor", static_cast<double>(factor)); }
   int GetStartFrame() const { return values_.startFrame; }
-  void SetStartFrame(int frame) { values_.startFrame = frame; }
+  bool SetStartFrame(int frame) { return Set("startFrame", frame); }
   int GetEndFrame() const { return values_.endFrame; }
-  void SetEndFrame(int frame) { values_.endFrame = frame; }
+  bool SetEndFrame(int frame) { return Set("endFrame", frame); }
   int GetLoopFrameCount() const { return values_.loopFrameCount; }
-  void SetLoopFrameCount(int count) { values_.loopFrameCount = count; }
+  bool SetLoopFrameCount(int count) { return Set("loopFrameCount", count); }
   int GetUseLoopFrame() const { return values_.useLoopFrame; }
-  void SetUseLoopFrame(int on) { values_.useLoopFrame = on; }
+  bool SetUseLoopFrame(int on) { return Set("useLoopFrame", on); }
 
   int GetFSExtractionMode() const { return values_.fsExtractionMode; }
-  void SetFSExtractionMode(int mode) { values_.fsExtractionMode = mode; }
-  /// An FsConversionMode. The conversion flag goes before ranges.
-  int GetFSConversionMode() const;
-  void SetFSConversionMode(int mode);
+  bool SetFSExtractionMode(int mode) { return Set("fsExtractionMode", mode); }
+  /// An FsConversionMode: see ConversionModeOf.
+  int GetFSConversionMode() const { return ConversionModeOf(values_); }
+  bool SetFSConversionMode(int mode) { return SetConversionMode(values_, mode); }
+  /// Parts of the take in which no footstep is looked for: its motion stays free there. Refused
+  /// for ranges that end before they begin, begin before frame 0, or are more than kMostRanges.
+  const std::vector<FreeFormRange>& GetFreeFormRanges() const { return values_.freeFormRanges; }
+  bool SetFreeFormRanges(const std::vector<FreeFormRange>& ranges);
   float GetFSExtractionTol() const { return values_.extraction.fsExtractionTol; }
-  void SetFSExtractionTol(float tol) { values_.extraction.fsExtractionTol = tol; }
+  bool SetFSExtractionTol(float tol) { return Set("fsExtractionTol", static_cast<double>(tol)); }
   float GetFSSlidingDist() const { return values_.extraction.fsSlidingDist; }
-  void SetFSSlidingDist(float dist) { values_.extraction.fsSlidingDist = dist; }
+  bool SetFSSlidingDist(float dist) { return Set("fsSlidingDist", static_cast<double>(dist)); }
   float GetFSSlidingAngle() const { return values_.extraction.fsSlidingAngle; }
-  void SetFSSlidingAngle(float degrees) { values_.extraction.fsSlidingAngle = degrees; }
+  bool SetFSSlidingAngle(float degrees) {
+    return Set("fsSlidingAngle", static_cast<double>(degrees));
+  }
   float GetFSVerticalTol() const { return values_.extraction.fsVerticalTol; }
-  void SetFSVerticalTol(float tol) { values_.extraction.fsVerticalTol = tol; }
+  bool SetFSVerticalTol(float tol) { return Set("fsVerticalTol", static_cast<double>(tol)); }
   float GetFSZLevel() const { return values_.extraction.fsZLevel; }
-  void SetFSZLevel(float height) { values_.extraction.fsZLevel = height; }
+  bool SetFSZLevel(float height) { return Set("fsZLevel", static_cast<double>(height)); }
   int GetFSUseVerticalTol() const { return values_.extraction.fsUseVerticalTol; }
-  void SetFSUseVerticalTol(int on) { values_.extraction.fsUseVerticalTol = on; }
+  bool SetFSUseVerticalTol(int on) { return Set("fsUseVerticalTol", on); }
   int GetFSUseFlatten() const { return values_.extraction.fsUseFlatten; }
-  void SetFSUseFlatten(int on) { values_.extraction.fsUseFlatten = on; }
+  bool SetFSUseFlatten(int on) { return Set("fsUseFlatten", on); }
 
-  /// An OrientedLimb's; of others 0, and nothing is set.
+  /// An OrientedLimb's, a PlaneSource number; of others 0, and nothing is set.
   int GetLimbOrientation(int limb) const;
-  void SetLimbOrientation(int limb, int orientation);
+  bool SetLimbOrientation(int limb, int orientation);
   /// A KeyReductionTrack's; of others 0, and nothing is set.
   int GetKeyReductionFilter(int row) const;
-  void SetKeyReductionFilter(int row, int on);
+  bool SetKeyReductionFilter(int row, int on);
   float GetKeyReductionTol(int row) const;
-  void SetKeyReductionTol(int row, float tolerance);
+  bool SetKeyReductionTol(int row, float tolerance);
   int GetKeyReductionSpacing(int row) const;
-  void SetKeyReductionSpacing(int row, float frames);
+  bool SetKeyReductionSpacing(int row, float frames);  // whole ones
 
-  // Paths are cut at 255 characters. Setting one reads nothing.
+  // Paths are cut at 255 characters and hold no control characters. Setting one reads nothing.
   const std::string& GetTalentFigStrucFile() const { return values_.talentFigStrucFile; }
-  void SetTalentFigStrucFile(std::string_view path) { Cut(values_.talentFigStrucFile, path); }
+  bool SetTalentFigStrucFile(std::string_view path) {
+    return SetPath(values_.talentFigStrucFile, path);
+  }
   int GetUseTalentFigStrucFile() const { return values_.useTalentFigStrucFile; }
-  void SetUseTalentFigStrucFile(int on) { values_.useTalentFigStrucFile = on; }
+  bool SetUseTalentFigStrucFile(int on) { return Set("useTalentFigStrucFile", on); }
   const std::string& GetTalentPoseAdjFile() const { return values_.talentPoseAdjFile; }
-  void SetTalentPoseAdjFile(std::string_view path) { Cut(values_.talentPoseAdjFile, path); }
+  bool SetTalentPoseAdjFile(std::string_view path) {
+    return SetPath(values_.talentPoseAdjFile, path);
+  }
   int GetUseTalentPoseAdjFile() const { return values_.useTalentPoseAdjFile; }
-  void SetUseTalentPoseAdjFile(int on) { values_.useTalentPoseAdjFile = on; }
+  bool SetUseTalentPoseAdjFile(int on) { return Set("useTalentPoseAdjFile", on); }
   const std::string& GetMarkerNameFile() const { return values_.markerNameFile; }
-  void SetMarkerNameFile(std::string_view path) { Cut(values_.markerNameFile, path); }
+  bool SetMarkerNameFile(std::string_view path) { return SetPath(values_.markerNameFile, path); }
   int GetUseMarkerNameFile() const { return values_.useMarkerNameFile; }
-  void SetUseMarkerNameFile(int on) { values_.useMarkerNameFile = on; }
+  bool SetUseMarkerNameFile(int on) { return Set("useMarkerNameFile", on); }
   const std::string& GetJointNameFile() const { return values_.jointNameFile; }
-  void SetJointNameFile(std::string_view path) { Cut(values_.jointNameFile, path); }
+  bool SetJointNameFile(std::string_view path) { return SetPath(values_.jointNameFile, path); }
   int GetUseJointNameFile() const { return values_.useJointNameFile; }
-  void SetUseJointNameFile(int on) { values_.useJointNameFile = on; }
+  bool SetUseJointNameFile(int on) { return Set("useJointNameFile", on); }
 
   int GetDispKnownMarkers() const { return values_.dispKnownMarkers; }
-  void SetDispKnownMarkers(int on) { values_.dispKnownMarkers = on; }
+  bool SetDispKnownMarkers(int on) { return Set("dispKnownMarkers", on); }
   int GetDispKnownMarkersType() const { return values_.dispKnownMarkersType; }
-  void SetDispKnownMarkersType(int type) { values_.dispKnownMarkersType = type; }
+  bool SetDispKnownMarkersType(int type) { return Set("dispKnownMarkersType", type); }
   int GetDispUnKnownMarkers() const { return values_.dispUnKnownMarkers; }
-  void SetDispUnKnownMarkers(int on) { values_.dispUnKnownMarkers = on; }
+  bool SetDispUnKnownMarkers(int on) { return Set("dispUnKnownMarkers", on); }
   int GetDispPropMarkers() const { return values_.dispPropMarkers; }
-  void SetDispPropMarkers(int on) { values_.dispPropMarkers = on; }
+  bool SetDispPropMarkers(int on) { return Set("dispPropMarkers", on); }
 
   /// Keeps the path, reads the names, and puts the table into use; out of use, and false, where the
   /// file cannot be read whole. LastCause says why.
@@ -143,9 +167,8 @@ class MocapManager {
   }
 
  private:
-  static void Cut(std::string& to, std::string_view path) {
-    to = path.substr(0, kLongestCapturePath);
-  }
+  bool Set(std::string_view name, double value);
+  static bool SetPath(std::string& to, std::string_view path);
 
   MocapParameters values_;
   NameTable markers_, joints_;

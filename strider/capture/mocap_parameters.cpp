@@ -1,6 +1,8 @@
 #include "strider/capture/mocap_parameters.h"
 
+#include <algorithm>
 #include <type_traits>
+#include <utility>
 
 #include "strider/base/number_text.h"
 #include "strider/storage/wide_text.h"
@@ -12,7 +14,7 @@ using P = MocapParameters;
 using Kind = MocapParameter::Kind;
 
 constexpr double kMost = 99999999;  // as far as anyone can set a number
-constexpr int kFirstLimbTag = 720, kFirstReductionTag = 750;
+constexpr int kModeTag = 711, kFirstLimbTag = 720, kFirstReductionTag = 750;
 
 /// Access to a field of the record, or of a record within it.
 template <auto Field, auto... Within>
@@ -47,19 +49,10 @@ struct AtRow {
   }
 };
 
-/// It follows from two other values.
 struct ConversionMode {
-  static double Get(const P& p, int) {
-    MocapManager manager;
-    manager.SetParameters(p);
-    return manager.GetFSConversionMode();
-  }
-  static void Set(P& p, int, double mode) {
-    MocapManager manager;
-    manager.SetParameters(p);
-    manager.SetFSConversionMode(static_cast<int>(mode));
-    p = manager.Parameters();
-  }
+  static double Get(const P& p, int) { return ConversionModeOf(p); }
+  /// A mode that cannot be leaves the one in force.
+  static void Set(P& p, int, double mode) { (void)SetConversionMode(p, static_cast<int>(mode)); }
 };
 
 template <class Access>
@@ -81,6 +74,11 @@ MocapParameter Path(std::string name, int tag, std::string about, std::string P:
   return parameter;
 }
 
+/// The one setting of its kind.
+MocapParameter Ranges(std::string name, int tag, std::string about) {
+  return {std::move(name), Kind::kRanges, 0, 0, tag, std::move(about)};
+}
+
 using E = ExtractionSettings;
 
 std::vector<MocapParameter> MakeAll() {
@@ -100,8 +98,11 @@ std::vector<MocapParameter> MakeAll() {
       Switch<&P::useLoopFrame>("useLoopFrame", 706, "the motion closes to a loop"),
       Number<At<&P::fsExtractionMode>>("fsExtractionMode", Kind::kInt, 0, 1, 710,
                                        "0 footsteps are looked for, 1 the motion is left free"),
-      Number<ConversionMode>("fsConversionMode", Kind::kInt, 0, 2, 711,
-                             "0 none, 1 footsteps, 2 footsteps but for free ranges"),
+      // Before the mode that it makes possible.
+      Ranges("freeFormRanges", 719, "frames in which the motion stays free, as 30-60, 120-150"),
+      Number<ConversionMode>(
+          "fsConversionMode", Kind::kInt, 0, 2, kModeTag,
+          "1 contacts are judged one by one, else all slide; 2 as 0, with ranges"),
       Number<At<kExtraction, &E::fsExtractionTol>>(
           "fsExtractionTol", Kind::kFloat, 0, kMost, 712,
           "way of a standing foot in a frame, thigh lengths"),
@@ -133,11 +134,9 @@ std::vector<MocapParameter> MakeAll() {
       Switch<&P::dispUnKnownMarkers>("dispUnKnownMarkers", 742, "unknown markers are shown"),
       Switch<&P::dispPropMarkers>("dispPropMarkers", 743, "markers of props are shown"),
   };
-  constexpr const char* kLimbs[kNumOrientedLimbs] = {"kneeOrient", "elbowOrient", "footOrient",
-                                                     "handOrient"};
   for (int limb = 0; limb < kNumOrientedLimbs; ++limb) {
     all.push_back(Number<AtRow<&P::limbOrientation>>(
-        kLimbs[limb], Kind::kInt, 0, 3, kFirstLimbTag + limb,
+        kOrientedLimbNames[limb], Kind::kInt, 0, 3, kFirstLimbTag + limb,
         "how the limb's plane is taken: 0 point, 1 angle, 2 auto, 3 as it is", limb));
   }
   for (int row = 0; row < kNumKeyReductionRows; ++row) {
@@ -158,6 +157,7 @@ std::vector<MocapParameter> MakeAll() {
 std::string Takes(const MocapParameter& parameter) {
   if (parameter.kind == Kind::kPath) return "a path of at most 255 characters on one line";
   if (parameter.kind == Kind::kSwitch) return "0 or 1";
+  if (parameter.kind == Kind::kRanges) return "ranges of frames such as 30-60, 120-150";
   std::string text = parameter.kind == Kind::kInt ? "a whole number from " : "a number from ";
   AppendNumber(text, parameter.low);
   text += " to ";
@@ -181,6 +181,7 @@ const MocapParameter* FindMocapParameter(std::string_view name) {
 
 std::string MocapParameterText(const MocapParameters& parameters, const MocapParameter& parameter) {
   if (parameter.kind == Kind::kPath) return parameters.*parameter.path;
+  if (parameter.kind == Kind::kRanges) return RangesText(parameters.freeFormRanges);
   std::string text;
   const double value = parameter.get(parameters, parameter.index);
   if (parameter.kind == Kind::kFloat) {
@@ -189,6 +190,48 @@ std::string MocapParameterText(const MocapParameters& parameters, const MocapPar
     AppendInteger(text, static_cast<std::int64_t>(value));
   }
   return text;
+}
+
+bool IsPathText(std::string_view text) {
+  return text.size() <= kLongestCapturePath && std::none_of(text.begin(), text.end(), [](char c) {
+           return static_cast<unsigned char>(c) < ' ';
+         });
+}
+
+bool AreRanges(const std::vector<FreeFormRange>& ranges) {
+  return ranges.size() <= kMostRanges &&
+         std::all_of(ranges.begin(), ranges.end(), [](const FreeFormRange& range) {
+           return range.first >= 0 && range.last >= range.first &&
+                  range.last <= static_cast<int>(kMost);
+         });
+}
+
+std::string RangesText(const std::vector<FreeFormRange>& ranges) {
+  std::string text;
+  for (const FreeFormRange& range : ranges) {
+    if (!text.empty()) text += ", ";
+    AppendInteger(text, range.first);
+    text += '-';
+    AppendInteger(text, range.last);
+  }
+  return text;
+}
+
+std::optional<std::vector<FreeFormRange>> ReadRanges(std::string_view text) {
+  std::vector<FreeFormRange> ranges;
+  while (!text.empty()) {
+    const std::string_view word = text.substr(0, text.find(','));
+    text.remove_prefix(std::min(word.size() + 1, text.size()));
+    const std::size_t dash = std::min(word.find('-'), word.size());
+    const std::size_t begin = std::min(word.find_first_not_of(' '), dash);
+    const auto first = ReadInteger(word.substr(begin, dash - begin));
+    const auto last = dash < word.size() ? ReadInteger(word.substr(dash + 1)) : first;
+    if (!first || !last || *first < 0 || *last > static_cast<std::int64_t>(kMost)) return {};
+    ranges.push_back(
+        {static_cast<int>(*first), static_cast<int>(std::max<std::int64_t>(*last, 0))});
+    if (*first > *last || ranges.size() > kMostRanges) return {};
+  }
+  return ranges;
 }
 
 bool IsWithin(const MocapParameter& parameter, double value) {
@@ -208,9 +251,12 @@ bool SetMocapParameter(MocapParameters& parameters, std::string_view name, std::
   }
   bool good = false;
   if (parameter->kind == Kind::kPath) {
-    good = value.size() <= kLongestCapturePath &&
-           value.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+    good = IsPathText(value);
     if (good) parameters.*parameter->path = value;
+  } else if (parameter->kind == Kind::kRanges) {
+    auto ranges = ReadRanges(value);
+    good = ranges.has_value();
+    if (good) parameters.freeFormRanges = std::move(*ranges);
   } else {
     double number = 0;
     if (parameter->kind == Kind::kFloat) {
@@ -219,6 +265,11 @@ bool SetMocapParameter(MocapParameters& parameters, std::string_view name, std::
     } else {
       const auto read = ReadInteger(value);
       good = read.has_value() && IsWithin(*parameter, number = static_cast<double>(*read));
+    }
+    if (good && parameter->tag == kModeTag && number == int{kFsFreeFormRanges} &&
+        parameters.freeFormRanges.empty()) {
+      cause = std::string(name) + " 2 needs freeFormRanges, which must be set first";
+      return false;
     }
     if (good) parameter->set(parameters, parameter->index, number);
   }

@@ -1,6 +1,7 @@
 // The capture settings by the names that scripts and the command line have for them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,7 +12,7 @@ namespace strider {
 
 /// One setting: how it is called, what it may be, and where it lies.
 struct MocapParameter {
-  enum Kind { kSwitch, kInt, kFloat, kPath };
+  enum Kind { kSwitch, kInt, kFloat, kPath, kRanges };
 
   std::string name;
   Kind kind = kInt;
@@ -29,6 +30,16 @@ struct MocapParameter {
 const std::vector<MocapParameter>& AllMocapParameters();
 /// By exact name; null for a name that there is not.
 const MocapParameter* FindMocapParameter(std::string_view name);
+
+/// Whether text can be a path: as long as one may be, without control characters.
+bool IsPathText(std::string_view text);
+/// Whether ranges are as a setting may have them: see MocapManager::SetFreeFormRanges.
+bool AreRanges(const std::vector<FreeFormRange>& ranges);
+/// Ranges as text, "30-60, 120-150", and back; nothing where it is no such text.
+std::string RangesText(const std::vector<FreeFormRange>& ranges);
+std::optional<std::vector<FreeFormRange>> ReadRanges(std::string_view text);
+/// Longer is no text of ranges.
+inline constexpr std::size_t kLongestRangesText = 20 * kMostRanges;
 
 /// Whether a number is within the bounds of a setting.
 bool IsWithin(const MocapParameter& parameter, double value);

@@ -76,11 +76,8 @@ bool ReadNames(NameKind kind, std::string_view text, const std::string& name, Na
 
 bool ReadNameFile(NameKind kind, const std::string& path, NameTable& table, std::string& cause) {
   std::string text;
-  if (!ReadWholeFile(path, text, cause)) {
-    cause = path + ": " + cause;
-    table = {};
-    return false;
-  }
+  table = {};
+  if (!ReadNamedFile(path, text, cause)) return false;
   return ReadNames(kind, text, path, table, cause);
 }
 

@@ -75,8 +75,6 @@ int ConvertToFreeForm(MotionCore& core, bool bake, const EvalContext& context) {
   return kDone;
 }
 
-namespace {}  // namespace
-
 int FlattenFootsteps(MotionCore& core, float height, const EvalContext& context) {
   try {
     FootstepTrack before = core.footsteps;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 
 #include "strider/core/evaluate.h"
@@ -142,6 +143,18 @@ void UnmarkRaised(std::vector<FootSample>& foot, const ExtractionSettings& setti
   }
 }
 
+void UnmarkRanges(std::vector<FootSample>& foot, const std::vector<FreeFormRange>& ranges,
+                  int firstFrame) {
+  for (const FreeFormRange& range : ranges) {
+    const std::int64_t end = std::min<std::int64_t>(std::int64_t{range.last} - firstFrame + 1,
+                                                    static_cast<std::int64_t>(foot.size()));
+    for (std::int64_t f = std::max<std::int64_t>(std::int64_t{range.first} - firstFrame, 0);
+         f < end; ++f) {
+      foot[static_cast<std::size_t>(f)].planted = false;
+    }
+  }
+}
+
 namespace {
 
 using Foot = std::vector<FootSample>;
@@ -249,6 +262,19 @@ bool IsSetDownAnew(const std::vector<PlantedRun>& runs, std::size_t run) {
   return false;
 }
 
+/// The motion stays free between the footsteps around each range.
+void OpenRanges(FootstepTrack& track, const std::vector<FreeFormRange>& ranges) {
+  for (int i = 0; i < track.numFootsteps && !ranges.empty(); ++i) {
+    TimeValue start = 0, end = 0;
+    if (!FreeFormInterval(track, i, start, end)) continue;
+    const bool holdsRange = std::any_of(ranges.begin(), ranges.end(), [&](const FreeFormRange& r) {
+      const std::int64_t frame = track.ticksPerFrame;
+      return r.first * frame <= end && r.last * frame >= start;
+    });
+    if (holdsRange) (void)SetFreeFormAfter(track, i, true);
+  }
+}
+
 }  // namespace
 
 int AppendFootstepsOfRuns(MotionCore& target, const FootSamples& feet,
@@ -308,6 +334,7 @@ int ExtractFootsteps(MotionCore& target, const MotionCore& source,
     for (Foot& foot : feet.side) {
       if (!fromKeys) MarkStanding(foot, settings, legLength);
       UnmarkRaised(foot, settings, legLength);
+      UnmarkRanges(foot, settings.freeForm, firstFrame);
     }
     // A foot that is held on the ground all along may still be set down anew.
     const float leap = fromKeys ? std::max(settings.fsExtractionTol * legLength,
@@ -327,6 +354,7 @@ int ExtractFootsteps(MotionCore& target, const MotionCore& source,
       }
       NormalizeAngles(track);
       TransformsFromPositions(track);
+      OpenRanges(track, settings.freeForm);
       if (track.numFootsteps > 0) return 1;
     }
   } catch (const std::bad_alloc&) {

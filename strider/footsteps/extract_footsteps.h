@@ -10,6 +10,13 @@
 
 namespace strider {
 
+/// Frames of a motion, both included.
+struct FreeFormRange {
+  int first = 0, last = 0;
+
+  friend bool operator==(const FreeFormRange&, const FreeFormRange&) = default;
+};
+
 /// What counts as standing, and as sliding.
 struct ExtractionSettings {
   float fsExtractionTol = 0.07f;  // way of a standing foot in a frame, see ExtractionLegLength
@@ -20,6 +27,9 @@ struct ExtractionSettings {
   int fsUseVerticalTol = 0;     // a foot must also be within fsVerticalTol of fsZLevel
   int fsUseFlatten = 0;         // footsteps are put on fsZLevel
   int conversionFlag = 0;       // without it every footstep counts as sliding
+  /// No footstep is looked for in these frames of the motion. As a gap in a contact a range of two
+  /// frames and fewer is closed like any other.
+  std::vector<FreeFormRange> freeForm;
 
   friend bool operator==(const ExtractionSettings&, const ExtractionSettings&) = default;
 };
@@ -58,6 +68,10 @@ void MarkStanding(std::vector<FootSample>& foot, const ExtractionSettings& setti
 /// Takes the mark off frames whose foot is not near the floor, if the settings ask for that.
 void UnmarkRaised(std::vector<FootSample>& foot, const ExtractionSettings& settings,
                   float legLength);
+
+/// Takes the mark off the frames of ranges; frame 0 of the samples is frame `firstFrame`.
+void UnmarkRanges(std::vector<FootSample>& foot, const std::vector<FreeFormRange>& ranges,
+                  int firstFrame);
 
 /// Contact frames of one foot, both ends included.
 struct PlantedRun {
@@ -107,7 +121,8 @@ float ExtractionFootSize(const LimbRecord& leg);
 
 /// All of it: `target` loses its footsteps and gets those that `source`, a motion on the same
 /// figure, shows; all are active. Its keys stay as they are and it stays free-form: see
-/// AdoptFootsteps. 1 if there are footsteps; 0 for none, fewer than two frames, or where memory ran
+/// AdoptFootsteps. Between footsteps around a range of settings.freeForm it is marked to stay free.
+/// 1 if there are footsteps; 0 for none, fewer than two frames, or where memory ran
 /// out, and `target` then has none.
 int ExtractFootsteps(MotionCore& target, const MotionCore& source,
                      const ExtractionSettings& settings, int firstFrame, int numFrames,

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "strider/capture/load_capture.h"
 #include "strider/host/load_step.h"
@@ -45,25 +46,39 @@ void TellOfCapture(const MessageSink& sink, const std::string& path, const Loade
 
 }  // namespace
 
-bool StriderMaster::TakeCapture(const std::string& path, bool quiet, int& status) {
+/// The status of the load; the motion is the figure's where it is 1.
+int StriderMaster::TakeCapture(const std::string& path, const MessageSink& sink,
+                               ExtractionReport& extraction) {
   // Layers and modes that change how this figure shows are none of the take's.
   EvalContext context;
   context.tiltFourLinkSwivel = context_.tiltFourLinkSwivel;
   LoadedCapture loaded;
-  status = strider::LoadCapture(path, session_.mocap, StriderGetTicksPerFrame(session_), context,
-                                loaded);
-  if (!quiet) TellOfCapture(session_.messages, path, loaded, status);
-  if (status != 1) return false;
+  const int status = strider::LoadCapture(path, session_.mocap, StriderGetTicksPerFrame(session_),
+                                          context, loaded);
+  TellOfCapture(sink, path, loaded, status);
+  if (status != 1) return status;
   StreamContents contents;
   contents.motions.push_back(std::make_unique<MotionCore>(std::move(loaded.motion)));
   CommitMotions(contents, false);
-  return true;
+  extraction = std::move(loaded.conversion.extraction);
+  return 1;
 }
 
 int StriderMaster::LoadCapture(const std::string& path, bool quiet) {
   int status = 0;
-  const auto take = [&] { return TakeCapture(path, quiet, status); };
+  std::vector<std::string> messages;
+  const MessageSink sink = [&](MessageId id, const std::string& text) {
+    messages.push_back(text);
+    if (!quiet && session_.messages) session_.messages(id, text);
+  };
+  const auto take = [&] {
+    status = TakeCapture(path, sink, lastConversion_.extraction);
+    return status == 1;
+  };
   const bool done = LoadStep("Load Capture", take, quiet);
+  if (!done && messages.empty()) messages.push_back(FormatMessage(MessageId::kOutOfMemory));
+  lastConversion_.done = done;
+  lastConversion_.messages = std::move(messages);
   return done || status < 0 ? status : 0;
 }
 

@@ -166,6 +166,15 @@ MotionCore StriderMaster::FigureAlone() const {
   return figure;
 }
 
+/// A file whose motions are to go onto `figure`.
+bool StriderMaster::ReadForFigure(const std::string& path, const MotionCore& figure,
+                                  StreamContents& contents) {
+  ReadOptions reading;
+  reading.figure = &figure;
+  reading.betaNeckLegacy = session_.preferences.betaNeckLegacy != 0;
+  return ReadFile(path, reading, contents);
+}
+
 bool StriderMaster::FinishMotions(const std::string& path, StreamContents& contents,
                                   const LoadOptions& options, const MotionCore& figure) const {
   LoadOptions own = options;
@@ -250,11 +259,8 @@ void StriderMaster::CommitTargets(const StreamContents& contents, bool keepTarge
 bool StriderMaster::LoadMotion(const std::string& path, const LoadOptions& options) {
   return LoadStep("Load Motion", [&] {
     const MotionCore figure = FigureAlone();
-    ReadOptions reading;
-    reading.figure = &figure;
-    reading.betaNeckLegacy = session_.preferences.betaNeckLegacy != 0;
     StreamContents contents;
-    if (!ReadFile(path, reading, contents)) return false;
+    if (!ReadForFigure(path, figure, contents)) return false;
     if (contents.kind == FileKind::kFigure) return RefuseKind(path, "motion");
     return TakeMotionFile(path, contents, options, figure);
   });
@@ -263,10 +269,8 @@ bool StriderMaster::LoadMotion(const std::string& path, const LoadOptions& optio
 bool StriderMaster::LoadFootsteps(const std::string& path) {
   return LoadStep("Load Footsteps", [&] {
     const MotionCore figure = FigureAlone();
-    ReadOptions reading;
-    reading.figure = &figure;
     StreamContents contents;
-    if (!ReadFile(path, reading, contents)) return false;
+    if (!ReadForFigure(path, figure, contents)) return false;
     if (contents.kind != FileKind::kFootsteps) return RefuseKind(path, "footsteps alone");
     return TakeMotionFile(path, contents, {}, figure);
   });
@@ -275,11 +279,8 @@ bool StriderMaster::LoadFootsteps(const std::string& path) {
 bool StriderMaster::LoadMotionLayer(const std::string& path) {
   return LoadStep("Load Layer", [&] {
     const MotionCore figure = FigureAlone();
-    ReadOptions reading;
-    reading.figure = &figure;
-    reading.betaNeckLegacy = session_.preferences.betaNeckLegacy != 0;
     StreamContents contents;
-    if (!ReadFile(path, reading, contents)) return false;
+    if (!ReadForFigure(path, figure, contents)) return false;
     if (contents.kind != FileKind::kMotion) return RefuseKind(path, "motion");
     if (contents.motions.size() > 1) {
       Tell(session_.messages, MessageId::kFileOfManyMotions,

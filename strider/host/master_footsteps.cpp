@@ -39,15 +39,16 @@ GaitSettings& StriderMaster::Gaits() {
   return session_.gaits;
 }
 
+std::optional<MessageId> StriderMaster::WhyFootstepsStay() const {
+  if (core_->figureMode) return MessageId::kNotInFigureMode;
+  if (InFlow()) return MessageId::kNotInMotionMode;
+  return std::nullopt;
+}
+
 bool StriderMaster::FootstepsCanChange() {
-  if (core_->figureMode) {
-    Tell(session_.messages, MessageId::kNotInFigureMode);
-  } else if (InFlow()) {
-    Tell(session_.messages, MessageId::kNotInMotionMode);
-  } else {
-    return true;
-  }
-  return false;
+  const std::optional<MessageId> why = WhyFootstepsStay();
+  if (why) Tell(session_.messages, *why);
+  return !why;
 }
 
 PlaceResult StriderMaster::TellPlacing(const PlaceResult& result) {

@@ -5,9 +5,11 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "strider/core/key_edit.h"
 #include "strider/footsteps/bend_scale.h"
+#include "strider/footsteps/extract_footsteps.h"
 #include "strider/footsteps/place.h"
 #include "strider/host/control.h"
 #include "strider/host/scene.h"
@@ -241,12 +243,21 @@ class IStriderMaster15 : public IStriderMaster14 {
 class IStriderMaster16 : public IStriderMaster15 {
  public:
   /// Takes the footsteps off, the keys stay; with `bake` every part has a key on every frame first.
-  /// False for a motion that has none.
+  /// Refused for a motion that has none.
   virtual bool ConvertToFreeForm(bool bake) = 0;
   /// Finds the footsteps that the leg keys of a free-form motion stand on; with `flat` they are put
   /// on the ground plane. How much a foot may slide is the preferences'. How many there are is
   /// told; where there are none, nothing but the bake has changed, and the answer is false.
   virtual bool ConvertToFootSteps(bool bake, bool flat) = 0;
+};
+
+/// What the last LoadCapture, ConvertToFreeForm or ConvertToFootSteps of a figure came to.
+struct ConversionOutcome {
+  bool done = false;
+  std::vector<std::string>
+      messages;  // told, or kept back by `quiet`; why it was refused comes last
+  /// The footsteps as the last one that was done found them, and contacts too short to count.
+  ExtractionReport extraction;
 };
 
 /// Captures.
@@ -261,6 +272,11 @@ class IStriderMaster17 : public IStriderMaster16 {
   /// its own. Unless `quiet` it is told which names are not known, which are missing, and why a
   /// take is refused.
   virtual int LoadCapture(const std::string& path, bool quiet) = 0;
+  virtual const ConversionOutcome& LastConversion() const = 0;
+  /// Whether the foot moves or turns within a footstep more than the settings allow, as the last
+  /// conversion found. False for footsteps that it has not found or whose times have changed since.
+  /// No file keeps it.
+  virtual bool IsFootstepSliding(int index) const = 0;
 };
 
 }  // namespace strider

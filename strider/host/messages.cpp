@@ -76,6 +76,8 @@ constexpr CatalogueRow kCatalogue[] = {
     {MessageId::kFileNotSaved, "%1 was not saved: %2."},
     {MessageId::kUnknownNames, "%1 has names that are not known; they were passed over:\n%2\n"},
     {MessageId::kNamesMissing, "%1 cannot be taken over: the figure needs %2."},
+    {MessageId::kHasNoFootsteps, "The motion has no footsteps that could be taken off."},
+    {MessageId::kHasFootsteps, "The motion has footsteps already."},
 };
 
 constexpr bool NumbersRise() {

@@ -49,6 +49,8 @@ enum class MessageId : int {
   kFileNotSaved = 50038,       // %2 cause
   kUnknownNames = 50039,       // %2 the names
   kNamesMissing = 50040,       // %2 the names
+  kHasNoFootsteps = 50041,
+  kHasFootsteps = 50042,
 };
 
 /// Where messages go: a window, a terminal, a list in a test.

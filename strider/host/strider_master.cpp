@@ -523,7 +523,7 @@ void StriderMasterRest::Redo() { Write(after_); }
 TimeValue StriderGetTicksPerFrame(const Session& session) { return session.scene.TicksPerFrame(); }
 TimeValue StriderGetTicksPerFrame() { return StriderGetTicksPerFrame(DefaultSession()); }
 
-IStriderMaster15* CreateNewStrider(Session& session, const Structure& structure, float angle,
+IStriderMaster17* CreateNewStrider(Session& session, const Structure& structure, float angle,
                                    const Point3& position) {
   std::unique_ptr<StriderMaster> master =
       StriderMaster::Create(session, structure, angle, position);

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -140,6 +142,8 @@ class StriderMaster final : public IStriderMaster17 {
   bool ConvertToFreeForm(bool bake) override;
   bool ConvertToFootSteps(bool bake, bool flat) override;
   int LoadCapture(const std::string& path, bool quiet) override;
+  const ConversionOutcome& LastConversion() const override { return lastConversion_; }
+  bool IsFootstepSliding(int index) const override;
 
   Session& OwnSession() { return session_; }
   /// Whether footsteps can be placed and changed now; if not, it is told why.
@@ -177,10 +181,11 @@ class StriderMaster final : public IStriderMaster17 {
   bool ChangeLayers(Change change, LayerList& layers) const;
   template <class Load>
   bool LoadStep(const char* name, Load load, bool quiet = false);
-  bool TakeCapture(const std::string& path, bool quiet, int& status);
+  int TakeCapture(const std::string& path, const MessageSink& sink, ExtractionReport& extraction);
   template <class Save>
   bool SaveStep(const std::string& path, Save save);
   bool ReadFile(const std::string& path, const ReadOptions& reading, StreamContents& contents);
+  bool ReadForFigure(const std::string& path, const MotionCore& figure, StreamContents& contents);
   void TellAboutFile(const std::string& path, const StreamContents& contents) const;
   bool RefuseKind(const std::string& path, const char* wanted) const;
   bool LoadFigureFile(const char* name, const std::string& path, bool twists);
@@ -196,7 +201,9 @@ class StriderMaster final : public IStriderMaster17 {
   void BringTargetsUpToDate() const;
   static std::vector<const MotionCore*> MotionsToSave(const MotionCore& base,
                                                       const LayerList& layers, MotionCore& top);
-  bool CanConvert();
+  std::optional<MessageId> WhyFootstepsStay() const;
+  bool TellConversion(bool done, MessageId id, std::initializer_list<std::string> args = {});
+  bool CanConvert(bool freeForm);
   bool InFlow() const { return motionFlowMode && !flowEdit; }
   bool HasLayerAbove() const { return core_->nextLayer != nullptr; }
   MotionCore& TopLayer() const;
@@ -246,6 +253,7 @@ class StriderMaster final : public IStriderMaster17 {
   Matrix3 shownTransform_;  // the same, or what in place and layers put in its stead
 
   LayerList layers_;  // above the base, from below
+  ConversionOutcome lastConversion_;
 
   LimbTarget limbTargets_[4];  // of kTargetLimbs
   NodeHandle headTarget_ = kNoNode;
@@ -310,7 +318,7 @@ TimeValue StriderGetTicksPerFrame();
 MultFprintParams* GetMultFprintParams(int gait);
 
 /// A figure in a session, owned by it; null, with a message, if refused.
-IStriderMaster15* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
+IStriderMaster17* CreateNewStrider(Session& session, const Structure& structure, float angle = 0,
                                    const Point3& position = {});
 
 /// The exported form, in the default session. Without arms the arms' digits count as 0; any twist

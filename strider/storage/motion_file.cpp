@@ -60,6 +60,12 @@ bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& cau
   }
 }
 
+bool ReadNamedFile(const std::string& path, std::string& bytes, std::string& cause) {
+  if (ReadWholeFile(path, bytes, cause)) return true;
+  cause = path + ": " + cause;
+  return false;
+}
+
 bool ReadMotionFile(const std::string& path, const ReadOptions& options, StreamContents& contents,
                     std::string& cause) {
   std::string bytes;

@@ -60,5 +60,7 @@ struct LoadOptions {
 
 /// The whole of a file's bytes.
 [[nodiscard]] bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& cause);
+/// The same, the cause with the path before it.
+[[nodiscard]] bool ReadNamedFile(const std::string& path, std::string& bytes, std::string& cause);
 
 }  // namespace strider

@@ -1,6 +1,7 @@
 #include "strider/capture/dense_motion.h"
 
 #include "strider/capture/capture_loop.h"
+#include "strider/capture/convert.h"
 #include "strider/core/evaluate.h"
 #include "strider/core/figure_layout.h"
 #include "tests/capture/body_fixture.h"
@@ -183,6 +184,32 @@ TEST(DenseMotion, AFigureOfAnotherStructureFollowsWithItsEnds) {
   }
 }
 
+TEST(Convert, MakesOfATakeTheMotionOfAFigure) {
+  BodyPlan plan;
+  plan.swing = 5;
+  const BodyScene body(plan);
+  ConversionSettings settings;
+  settings.dense.frames = {10, 29, 1};
+  settings.footsteps = false;
+  settings.reduce = false;
+  MotionCore target;
+  ConversionReport report;
+  ASSERT_EQ(Convert(body.scene, settings, target, report, {}), kDone) << report.message;
+  EXPECT_EQ(report.numFrames, 20);
+  EXPECT_EQ(target.leg[kLeft].table.track.numKeys, 20);
+  EXPECT_LT(report.fit.most, 0.04);
+  // Time 0 is frame 10.
+  const CapturedPose& pose = Fitted(body.scene).captured.poses[29];
+  CorePose(target, 19 * target.ticksPerFrame, {});
+  EXPECT_LT(Length(target.head.frame.Origin() - pose[kHeadJoint].origin), 0.5f);
+
+  const TimeValue end = target.body.horizontal.TimeOf(19);
+  settings.dense.frames = {50, 60, 1};
+  EXPECT_EQ(Convert(body.scene, settings, target, report, {}), kRefused);
+  EXPECT_EQ(report.message, "no frames to convert");
+  EXPECT_EQ(target.body.horizontal.TimeOf(19), end);
+}
+
 TEST(CaptureLoop, ClosesOnTheFirstFrameInAllParts) {
   const BodyScene body({2, 2, true, 1});
   const DenseMotion open = Fitted(body.scene);
@@ -207,6 +234,82 @@ TEST(CaptureLoop, ClosesOnTheFirstFrameInAllParts) {
   }
 }
 
+TEST(CaptureLoop, GoesOnThroughTheSeamAsFastAsTheTake) {
+  // Every joint swings once in 38 frames, so that frame 38 is the first again but for a drift.
+  for (const float drift : {0.0f, 0.03f}) {
+    BodyPlan plan;
+    plan.frames = 39;
+    BodyScene body(plan);
+    for (const int id : body.scene.jointOrder) {
+      JointRecord& joint = body.scene.joints[static_cast<std::size_t>(id)];
+      for (int f = 0; f < plan.frames; ++f) {
+        const float swing = 25 * std::sin(2 * kPi * static_cast<float>(f + id) / 38);
+        const float turn = swing + drift * static_cast<float>(f);
+        joint.rotations.samples[static_cast<std::size_t>(f)] = {turn, 0.3f * turn, 0.2f * turn};
+        if (id != kHipsJoint) continue;
+        joint.positions.samples[static_cast<std::size_t>(f)] = {swing, 0,
+                                                                10 * drift * static_cast<float>(f)};
+      }
+    }
+    const DenseMotion open = Fitted(body.scene);
+    DenseSettings settings;
+    settings.loopFrames = 20;
+    const DenseMotion loop = Fitted(body.scene, settings);
+    const auto places = [](const DenseMotion& dense, int frame) {
+      return PlacesOfFigure(PosedAt(dense, frame));
+    };
+    const JointPlaces first = places(loop, 0), ends = places(loop, 38), before = places(loop, 37);
+    const JointPlaces took = places(open, 38), tookBefore = places(open, 37);
+    for (int i = 0; i < JointPlaces::kCount; ++i) {
+      const Point3 way = ends.place[i] - before.place[i];
+      const Point3 takesWay = took.place[i] - tookBefore.place[i];
+      EXPECT_LT(Length(ends.place[i] - first.place[i]), 0.02f) << drift << " " << i;
+      EXPECT_GT(Length(takesWay), 1) << i;
+      // The last of twenty frames adds 0.7 % of what is missing, and all of it turns the way.
+      const float most = drift > 0 ? 0.1f + 0.15f * Length(takesWay) : 0.02f;
+      EXPECT_LT(Length(way - takesWay), most) << i;
+    }
+    for (int f = 0; f <= 18; ++f) {
+      const JointPlaces a = places(open, f), b = places(loop, f);
+      for (int i = 0; i < JointPlaces::kCount; ++i) {
+        EXPECT_EQ(Length(a.place[i] - b.place[i]), 0) << f;
+      }
+    }
+  }
+}
+
+TEST(CaptureLoop, BendsNoKneeTheWrongWay) {
+  MotionCore figure = Fitted(BodyScene({}).scene).talent.figure;
+  const auto with = [&](float hinge) {
+    MotionCore core = figure;
+    core.leg[kLeft].pose.jointAngles[kHinge] = hinge;
+    return core;
+  };
+  const struct {
+    float from, to, now, share, then;
+  } rows[] = {{2.5f, 3, 2, 1, 2.5f},      // half a radian straighter
+              {2.5f, 3, 2, 0.5f, 2.25f},  // half of it
+              {2, 3, 3, 1, kPi},          // no further than straight
+              {2, 3, 3.2f, 1, 3.2f},      // a take's own overstretch stays
+              {3, 2, 0.5f, 1, 0}};
+  for (const auto& row : rows) {
+    MotionCore moved = with(row.now);
+    AddDifference(moved, with(row.from), with(row.to), row.share);
+    EXPECT_NEAR(moved.leg[kLeft].pose.jointAngles[kHinge], row.then, 1e-5f) << row.now;
+  }
+}
+
+TEST(CaptureLoop, IsNotJudgedByFramesThatItBends) {
+  const BodyScene body({2, 2, true, 1});
+  DenseSettings settings;
+  settings.loopFrames = 20;
+  const DenseMotion loop = Fitted(body.scene, settings);
+  const FitError open = Fitted(body.scene).fit;
+  EXPECT_EQ(loop.judged.size(), 20u);
+  EXPECT_LT(loop.fit.most, open.most + 1e-6);
+  EXPECT_LT(MeasureFit(loop, loop.motion, {}).most, 0.04);
+}
+
 TEST(PoseAdjustment, TurnsThePartsThatThePoseHasOtherwiseAndNoOthers) {
   const BodyScene body({2, 2, false, 0, false, 25});
   const DenseMotion plain = Fitted(body.scene);
@@ -229,6 +332,8 @@ TEST(PoseAdjustment, TurnsThePartsThatThePoseHasOtherwiseAndNoOthers) {
   pose.arm[kLeft].table.keys[0].jointAngles[kHinge] += 0.3f;
   RefreshTracks(pose);
   const DenseMotion turned = Fitted(body.scene, settings);
+  // What was asked for is no error.
+  EXPECT_LT(MeasureFit(turned, turned.motion, {}).most, 0.04);
   for (const int frame : {0, 11, 39}) {
     const MotionCore a = PosedAt(plain, frame), b = PosedAt(turned, frame);
     EXPECT_GT(std::fabs(Dot(RotationOf(a.head.frame) * nod, RotationOf(b.head.frame))), 0.9999f);
@@ -238,6 +343,20 @@ TEST(PoseAdjustment, TurnsThePartsThatThePoseHasOtherwiseAndNoOthers) {
                 1e-4f);
     EXPECT_LT(Length(a.leg[kRight].frame[2].Origin() - b.leg[kRight].frame[2].Origin()), 1e-3f);
   }
+}
+
+TEST(PoseAdjustment, TurnsAFootThatStaysAsItIsOnceAndNotWithEachFrame) {
+  const BodyScene body({2, 2, false, 0, false, 25});
+  DenseSettings settings;
+  settings.orientation.foot = PlaneSource::kAsStands;
+  MotionCore pose = PoseInReference(Fitted(body.scene, settings), settings);
+  Quat& foot = pose.leg[kRight].table.keys[0].endRotation;
+  foot = Normalized(foot * AboutZ(0.1f));
+  RefreshTracks(pose);
+  settings.pose = &pose;
+  const DenseMotion dense = Fitted(body.scene, settings);
+  const Quat first = PosedAt(dense, 0).leg[kRight].pose.endRotation;
+  EXPECT_GT(std::fabs(Dot(first, PosedAt(dense, 39).leg[kRight].pose.endRotation)), 0.9999f);
 }
 
 }  // namespace

@@ -63,11 +63,63 @@ TEST(MocapManager, HasNoRowsOutsideItsTables) {
 
 TEST(MocapManager, ConvertsBeforeItKeepsRangesFree) {
   MocapManager manager;
-  manager.SetFSConversionMode(kFsFreeFormRanges);
+  EXPECT_FALSE(manager.SetFSConversionMode(kFsFreeFormRanges));  // which ranges?
+  EXPECT_TRUE(manager.SetFreeFormRanges({{30, 60}}));
   EXPECT_EQ(manager.GetFSConversionMode(), 2);
-  manager.SetFSConversionMode(kFsConvert);
-  EXPECT_EQ(manager.Parameters().freeFormRanges, 1);
+  EXPECT_TRUE(manager.SetFSConversionMode(kFsConvert));
+  EXPECT_EQ(manager.GetFreeFormRanges().size(), 1u);
   EXPECT_EQ(manager.GetFSConversionMode(), 1);
+  EXPECT_TRUE(manager.SetFSConversionMode(kFsFreeFormRanges));
+  EXPECT_EQ(manager.GetFSConversionMode(), 2);
+  EXPECT_TRUE(manager.SetFSConversionMode(kFsNone));
+  EXPECT_TRUE(manager.GetFreeFormRanges().empty());
+}
+
+TEST(MocapManager, TakesOnlyWhatAFileBringsBack) {
+  test::ScratchFolder folder;
+  const std::string path = folder.File("settings.moc");
+  const float nan = std::nanf(""), huge = 1e30f;
+  MocapManager manager;
+  const auto refused = [&](bool taken) {
+    return !taken && manager.Parameters() == MocapParameters{};
+  };
+  EXPECT_TRUE(refused(manager.SetFSExtractionMode(2)));
+  EXPECT_TRUE(refused(manager.SetFSConversionMode(3)));
+  EXPECT_TRUE(refused(manager.SetUpVector(3)));
+  EXPECT_TRUE(refused(manager.SetUpVector(-1)));
+  EXPECT_TRUE(refused(manager.SetScaleFactor(0)));
+  EXPECT_TRUE(refused(manager.SetScaleFactor(nan)));
+  EXPECT_TRUE(refused(manager.SetStartFrame(-1)));
+  EXPECT_TRUE(refused(manager.SetEndFrame(-2)));
+  EXPECT_TRUE(refused(manager.SetLoopFrameCount(-5)));
+  EXPECT_TRUE(refused(manager.SetFSSlidingAngle(361)));
+  EXPECT_TRUE(refused(manager.SetFSZLevel(huge)));
+  EXPECT_TRUE(refused(manager.SetLimbOrientation(kOrientKnee, 4)));
+  EXPECT_TRUE(refused(manager.SetKeyReductionSpacing(1, -1)));
+  EXPECT_TRUE(refused(manager.SetKeyReductionTol(1, -0.5f)));
+  EXPECT_TRUE(refused(manager.SetDispKnownMarkersType(3)));
+  EXPECT_TRUE(refused(manager.SetMarkerNameFile("two\nlines")));
+  EXPECT_TRUE(refused(manager.SetFreeFormRanges({{5, 4}})));
+  EXPECT_TRUE(refused(manager.SetFreeFormRanges({{-1, 4}})));
+  EXPECT_TRUE(refused(manager.SetFreeFormRanges(std::vector<FreeFormRange>(101))));
+
+  EXPECT_TRUE(manager.SetUseLoopFrame(7));
+  EXPECT_EQ(manager.GetUseLoopFrame(), 1);
+  EXPECT_TRUE(manager.SetKeyReductionFilter(2, -3));
+  EXPECT_TRUE(manager.SetFSZLevel(-12.5f));
+  EXPECT_TRUE(manager.SetFreeFormRanges({{99999998, 99999999}, {0, 0}}));
+  MocapParameters wrong = manager.Parameters();
+  wrong.upVector = 9;
+  wrong.fsExtractionMode = kFsLeaveFree;
+  wrong.jointNameFile = "a\rb";
+  wrong.keyReduction[3].tolerance = nan;
+  manager.SetParameters(wrong);
+  EXPECT_EQ(manager.GetUpVector(), 2);
+  EXPECT_EQ(manager.GetFSExtractionMode(), kFsLeaveFree);
+  ASSERT_EQ(manager.SaveMocapParameters(path), 1);
+  MocapManager other;
+  ASSERT_EQ(other.LoadMocapParameters(path), 1) << other.LastCause();
+  EXPECT_TRUE(other.Parameters() == manager.Parameters());
 }
 
 TEST(MocapManager, ReadsNameFilesOnlyWhenItLoadsThem) {
@@ -98,10 +150,16 @@ TEST(SetMocapParameter, TakesWhatAParameterMayBe) {
       {"horzTol", "2.5", nullptr},
       {"kneeOrient", "3", nullptr},
       {"endFrame", "-1", nullptr},
+      {"freeFormRanges", "30-60, 120-150", nullptr},
       {"jointNameFile", "a b.mnm", nullptr},
       {"kneeorient", "1", "no parameter is called \"kneeorient\""},
       {"kneeOrient", "4", "kneeOrient must be a whole number from 0 to 3, given \"4\""},
       {"fsUseFlatten", "yes", "fsUseFlatten must be 0 or 1, given \"yes\""},
+      {"fsConversionMode", "2", "fsConversionMode 2 needs freeFormRanges, which must be set first"},
+      {"freeFormRanges", "60-30",
+       "freeFormRanges must be ranges of frames such as 30-60, 120-150, given \"60-30\""},
+      {"freeFormRanges", "30-60,x",
+       "freeFormRanges must be ranges of frames such as 30-60, 120-150, given \"30-60,x\""},
       {"horzTol", "nan", "horzTol must be a number from 0 to 99999999, given \"nan\""},
       {"scaleFactor", "0", "scaleFactor must be a number from 1e-06 to 1e+06, given \"0\""},
       {"vertSpacing", "2.5",
@@ -128,6 +186,7 @@ MocapParameters AllChanged() {
     const std::string now = MocapParameterText(parameters, parameter);
     std::string cause, value = std::to_string(++count) + ".25";
     if (parameter.kind == MocapParameter::kPath) value = "folder/names of " + value;
+    if (parameter.kind == MocapParameter::kRanges) value = "3-4, 17-17";
     if (parameter.kind == MocapParameter::kInt) {
       const std::string most = std::to_string(static_cast<int>(parameter.high));
       value = parameter.high >= 4 ? "17" : now == most ? "1" : most;

@@ -1,5 +1,10 @@
 #include "strider/capture/take_guess.h"
 
+#include <algorithm>
+#include <fstream>
+
+#include "strider/capture/import_take.h"
+#include "strider/capture/marker_names.h"
 #include "strider/capture/marker_reader.h"
 #include "strider/capture/name_sets.h"
 #include "tests/capture/take_fixture.h"
@@ -110,6 +115,45 @@ TEST(TakeGuess, KnowsUpOfEachAxisOfMarkers) {
       }
     }
   }
+}
+
+TEST(TakeGuess, TurnsMarkersOverWhoseUpAxisPointsDown) {
+  CaptureScene scene;
+  CaptureReport report;
+  MarkerSettings settings;
+  ASSERT_EQ(ReadMarkers(scene, test::TakePath("walk_cmu_06_01.mkr"), settings, report), 1);
+  // The same walk by Z up and by Z down, the front axis kept.
+  test::ScratchFolder folder;
+  ImportResult walks[2];
+  for (const bool down : {false, true}) {
+    std::string order = "$RATE 30 $ORDER", points = "$POINTS";
+    for (int f = 0; f < scene.numFrames; ++f) {
+      points += " " + std::to_string(f + 1);
+      for (int m = 0; m < kNumMarkers; ++m) {
+        const MarkerRecord& marker = scene.markers[static_cast<std::size_t>(m)];
+        if (!marker.present) continue;
+        if (f == 0) order += " " + std::string(MarkerNameOf(m));
+        const Point3& at = marker.positions.samples[static_cast<std::size_t>(f)];
+        const bool dropped = at.x == kDroppedMarker;
+        const float sign = down ? -1.0f : 1.0f;
+        for (const float value : {at.x, sign * -at.z, sign * at.y}) {
+          points += " " + std::to_string(dropped ? at.x : value);
+        }
+      }
+    }
+    const std::string path = folder.File(down ? "down.mkr" : "up.mkr");
+    std::ofstream(path) << order << " " << points;
+    std::string cause;
+    ASSERT_TRUE(ImportTake(path, {}, {}, walks[down ? 1 : 0], cause)) << cause;
+  }
+  const auto turned = [](const ImportResult& walk) {
+    return std::count(walk.notes.begin(), walk.notes.end(),
+                      "the take's up axis points down; it was turned over");
+  };
+  EXPECT_EQ(turned(walks[0]), 0);
+  EXPECT_EQ(turned(walks[1]), 1);
+  ASSERT_GT(walks[0].motion.footsteps.numFootsteps, 4);
+  EXPECT_EQ(walks[1].motion.footsteps.position, walks[0].motion.footsteps.position);
 }
 
 TEST(SceneRates, AreThoseNearest30ThatATakeIsAWholeMultipleOf) {

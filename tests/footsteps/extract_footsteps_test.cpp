@@ -63,6 +63,19 @@ TEST(FindPlantedRuns, TellsContactsApartBetweenWhichTheFootLeaps) {
   EXPECT_EQ(Described(FindPlantedRuns(feet, 40, dropped)), "R0-9");
 }
 
+TEST(UnmarkRanges, CountsFramesOfTheMotion) {
+  const auto left = [](std::vector<FreeFormRange> ranges, int firstFrame) {
+    std::vector<FootSample> foot = FootOf("##########");
+    UnmarkRanges(foot, ranges, firstFrame);
+    std::string text;
+    for (const FootSample& sample : foot) text += sample.planted ? '#' : '.';
+    return text;
+  };
+  EXPECT_EQ(left({{2, 4}, {9, 2000000000}}, 0), "##...####.");
+  EXPECT_EQ(left({{0, 101}, {103, 103}}, 100), "..#.######");
+  EXPECT_EQ(left({{0, 5}}, 6), "##########");
+}
+
 TEST(MarkStanding, GoesByTheStepAndByTheHeight) {
   // Steps of 0, 6, 7 and 8 at a leg of 100, tolerance 7; heights on the way.
   std::vector<FootSample> foot(6);

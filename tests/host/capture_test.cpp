@@ -2,6 +2,7 @@
 // sessions at the same time.
 #include <thread>
 
+#include "strider/core/evaluate.h"
 #include "strider/storage/motion_file.h"
 #include "tests/capture/take_fixture.h"
 #include "tests/host/master_fixture.h"
@@ -66,6 +67,76 @@ TEST_F(MasterCapture, BecomesTheMotionAsOneUndoStep) {
   EXPECT_EQ(Chunk(), before);
   ASSERT_TRUE(session.hold.Redo());
   EXPECT_EQ(Chunk(), loaded);
+}
+
+TEST_F(MasterCapture, TellsWhichFootstepsSlide) {
+  session.mocap.SetFSConversionMode(kFsConvert);
+  session.mocap.SetFSSlidingAngle(8);
+  ASSERT_EQ(master.LoadCapture(test::TakePath(kWalk), true), 1);
+  const auto marks = [&] {
+    std::string text;
+    for (int i = 0; i < master.Core().footsteps.numFootsteps; ++i) {
+      text += master.IsFootstepSliding(i) ? 's' : '.';
+    }
+    return text;
+  };
+  EXPECT_TRUE(master.LastConversion().done);
+  EXPECT_TRUE(master.LastConversion().messages.empty());
+  std::string found;
+  for (const ExtractedFootstep& footstep : master.LastConversion().extraction.footsteps) {
+    found += footstep.sliding ? 's' : '.';
+  }
+  EXPECT_EQ(marks(), found);
+  EXPECT_NE(found.find('s'), std::string::npos);
+  EXPECT_NE(found.find('.'), std::string::npos);
+  EXPECT_FALSE(master.IsFootstepSliding(-1) || master.IsFootstepSliding(100));
+  // The marks stay with their footsteps where others go.
+  ASSERT_TRUE(master.DeleteFootstep(0));
+  EXPECT_EQ(marks(), found.substr(1));
+  // A refused conversion leaves them.
+  EXPECT_EQ(master.LoadCapture("no.bvh", true), 0);
+  EXPECT_FALSE(master.LastConversion().done);
+  ASSERT_EQ(master.LastConversion().messages.size(), 1u);
+  EXPECT_NE(master.LastConversion().messages[0].find("no.bvh"), std::string::npos);
+  EXPECT_TRUE(told.empty());
+  EXPECT_EQ(marks(), found.substr(1));
+}
+
+TEST_F(MasterCapture, LeavesRangesFreeOfFootsteps) {
+  session.mocap.SetStartFrame(1);
+  // Every second frame keeps its key, so that the motion is the take's.
+  for (int row = 0; row < kNumKeyReductionRows; ++row) session.mocap.SetKeyReductionFilter(row, 0);
+  ASSERT_EQ(master.LoadCapture(test::TakePath(kWalk), false), 1);
+  const MotionCore whole = master.Core();
+  // Frames of the take from 30 to 50; time 0 is its frame 1.
+  ASSERT_TRUE(session.mocap.SetFreeFormRanges({{31, 51}}));
+  ASSERT_EQ(master.LoadCapture(test::TakePath(kWalk), false), 1);
+  const MotionCore& core = master.Core();
+  EXPECT_FALSE(core.freeForm);
+  const FootstepTrack& track = core.footsteps;
+  EXPECT_GT(track.numFootsteps, 0);
+  int before = 0, after = 0;
+  for (const auto& spans : track.spans) {
+    for (const FootstepSpan& span : spans) {
+      EXPECT_TRUE(span.Lift() <= 30 * 160 || span.start > 50 * 160) << span.start;
+      (span.start < 30 * 160 ? before : after) += 1;
+    }
+  }
+  EXPECT_GT(before, 0);
+  EXPECT_GT(after, 0);
+  MotionCore posed = core, take = whole;
+  for (int frame = 31; frame < 50; ++frame) {
+    EXPECT_TRUE(InFreeForm(track, frame * 160)) << frame;
+    CorePose(posed, frame * 160, {});
+    CorePose(take, frame * 160, {});
+    EXPECT_LT(Length(posed.body.bodyPosition - take.body.bodyPosition), 0.02f) << frame;
+    EXPECT_LT(Length(posed.head.frame.Origin() - take.head.frame.Origin()), 0.02f) << frame;
+    for (int side = 0; side < 2; ++side) {
+      const LimbRecord &a = posed.leg[side], &b = take.leg[side];
+      // The footsteps of the whole motion hold its feet; here they go as the take's do.
+      EXPECT_LT(Length(a.frame[2].Origin() - b.frame[2].Origin()), 0.03f * a.totalLength) << frame;
+    }
+  }
 }
 
 TEST_F(MasterCapture, GoesByTheSettingsAsTheyStand) {

@@ -32,10 +32,13 @@ TEST_F(Conversion, GoesBothWaysAsUndoSteps) {
   EXPECT_TRUE(master.Core().freeForm);
   EXPECT_TRUE(told.empty());
   EXPECT_FALSE(master.ConvertToFreeForm(false));  // is free-form already
+  EXPECT_EQ(told, std::vector<int>{static_cast<int>(MessageId::kHasNoFootsteps)});
+  told.clear();
   EXPECT_TRUE(Held([&] { return master.ConvertToFootSteps(true, true); }));
   EXPECT_EQ(told, std::vector<int>{324});
   EXPECT_EQ(master.Core().footsteps.numFootsteps, count);
   EXPECT_FALSE(master.ConvertToFootSteps(false, false));  // has footsteps already
+  EXPECT_EQ(told, (std::vector<int>{324, static_cast<int>(MessageId::kHasFootsteps)}));
   ASSERT_TRUE(session.hold.Undo());
   EXPECT_TRUE(master.Core().freeForm);
   ASSERT_TRUE(session.hold.Undo());
@@ -49,6 +52,9 @@ TEST_F(Conversion, IsRefusedInModesThatRuleTheFigure) {
   master.mixerMode = false;
   master.EditCore().figureMode = true;
   EXPECT_FALSE(Held([&] { return master.ConvertToFreeForm(true); }));
+  EXPECT_FALSE(master.LastConversion().done);
+  EXPECT_EQ(master.LastConversion().messages,
+            std::vector<std::string>{FormatMessage(MessageId::kNotInFigureMode)});
   EXPECT_EQ(told, (std::vector<int>{static_cast<int>(MessageId::kNotInMixerMode),
                                     static_cast<int>(MessageId::kNotInFigureMode)}));
   EXPECT_FALSE(master.Core().freeForm);
