@@ -419,7 +419,7 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
       {"@knee.bvh -o @out.sdr", "knee.bvh:117: ", "missing: LeftKnee"},
       {"@channel.bvh -o @out.sdr", "channel.bvh:5: ", "Zrotatoin"},
       {"@nan.bvh -o @out.sdr", "nan.bvh:120: ", "\"nan"},
-      {"@still.bvh -o @out.sdr", "still.bvh:119: ", "more than 0"},
+      {"@still.bvh -o @out.sdr", "still.bvh:119: ", "from 1e-6"},
       {"@rubbish.bvh -o @out.sdr", "rubbish.bvh:", "no .bvh"},
       {"@rubbish.mkr -o @out.sdr", "rubbish.mkr:", ""},
       {"@empty.bvh -o @out.sdr", "empty.bvh: ", "empty"},
