@@ -154,7 +154,9 @@ bool ConvertMotion(const Arguments& arguments, MotionCore& core, std::string& re
     switch (ConvertToFootsteps(core, settings, {arguments.bake, arguments.flat}, report, {})) {
       case ToFootstepsResult::kDone: break;
       case ToFootstepsResult::kNoFootsteps:
-        refusal = at + "no leg key holds a foot on the ground, so that there are no footsteps";
+        refusal = at +
+                  "no leg key holds a foot on the ground, so that there are no footsteps; in a "
+                  "motion without such keys \"strider import\" finds them";
         break;
       case ToFootstepsResult::kRefused: refusal = at + "memory ran out"; break;
     }

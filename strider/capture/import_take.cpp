@@ -91,6 +91,7 @@ class Import {
   void ChooseExtraction(const MotionCore& figure, float lowestAnkle);
   void TellHeld(const CapturedMotion& captured);
   void TellDropped();
+  bool TellLoop(const DenseMotion& dense);
   bool Convert();
   bool GoesWithAMotion();
   bool FromMotion();
@@ -331,6 +332,15 @@ void Import::ChooseUnit() {
   } else if (!options_.parameterFile.empty() || Sets("scaleFactor")) {
     factor = static_cast<double>(p.scaleFactor);
   }
+  constexpr double kOther = 1.05;
+  const double asGuessed = factor * kCentimetre / guess.metresPerUnit;
+  const bool fromFile = !options_.scale && !Sets("scaleFactor") && !options_.parameterFile.empty();
+  if (fromFile && guess.plausible && (asGuessed > kOther || asGuessed * kOther < 1)) {
+    std::string note = options_.parameterFile + " scales by ";
+    AppendNumber(note, p.scaleFactor);
+    result_.notes.push_back(note + ", but this take seems to be in " + take.unitName +
+                            ": see --scale");
+  }
   p.scaleFactor = static_cast<float>(factor);
   if (p.scaleFactor != 1) ScaleScene(scene_, p.scaleFactor);
   result_.metresPerUnit = guess.metresPerUnit / factor;
@@ -465,6 +475,28 @@ void Import::TellTolerances() {
   result_.notes.push_back(note + " degrees");
 }
 
+/// A loop closes the way over the ground too, which few who walk off expect.
+bool Import::TellLoop(const DenseMotion& dense) {
+  const int loop = settings_.dense.loopFrames;
+  const auto& poses = dense.captured.poses;
+  if (loop <= 0) return true;
+  if (loop >= static_cast<int>(poses.size())) {
+    return Refuse("a loop of " + std::to_string(loop) + " frames in a motion of " +
+                  std::to_string(poses.size()));
+  }
+  Point3 way = HipsMiddle(poses.back()) - HipsMiddle(poses.front());
+  way.y = 0;
+  constexpr float kStaysNear = 0.2f;  // of the leg
+  if (Length(way) > kStaysNear * dense.legLength) {
+    const auto centimetres =
+        static_cast<long>(static_cast<double>(Length(way)) * result_.metresPerUnit / kCentimetre);
+    result_.notes.push_back("the loop takes the body back to where it began, " +
+                            std::to_string(centimetres) + " cm within its last " +
+                            std::to_string(loop) + " frames");
+  }
+  return true;
+}
+
 bool Import::Convert() {
   ChooseUnit();
   if (!ChooseFrames()) return false;
@@ -474,6 +506,7 @@ bool Import::Convert() {
     return Refuse(report.message);
   }
   TellHeld(dense.captured);
+  if (!TellLoop(dense)) return false;
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
   result_.pose = PoseInReference(dense, settings_.dense);
   if (FinishDenseMotion(settings_, dense, result_.motion, report, context_) == kRefused) {

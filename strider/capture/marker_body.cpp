@@ -262,7 +262,15 @@ void FindFoot(MarkerTracks& tracks, MarkerBody& body, Side side) {
     const MaybePoint front = ball(f);
     const bool heel = tracks.Has(m.heel, f), ankle = tracks.Has(m.ankle, f);
     if (front && heel) return *front - tracks.At(m.heel, f);
-    if (front && ankle) return *front - tracks.At(m.ankle, f);
+    // From the middle of the ankle: its marker stands outside, and the foot would seem to toe in.
+    const bool both = ankle && tracks.Has(m.innerAnkle, f);
+    if (front && both) {
+      return *front - Lerp(tracks.At(m.ankle, f), tracks.At(m.innerAnkle, f), 0.5f);
+    }
+    if (front && ankle) {
+      const Point3 out = RightOf(side) * kHalfAnkle * body.leg * RightAxis(pelvis[f]);
+      return *front - (tracks.At(m.ankle, f) - out);
+    }
     if (heel && ankle) return tracks.At(m.ankle, f) - tracks.At(m.heel, f);
     return std::nullopt;
   };

@@ -308,6 +308,16 @@ TEST_F(ImportVerb, MarkersOfTheSameWalkShowTheSameSteps) {
     return std::count(unknown.begin(), unknown.end(), name) == 1;
   };
   EXPECT_FALSE(isUnknown(json, "LHEE") || isUnknown(json, "C7"));  // the neck begins at that one
+  Put("heelless.mkr", Replaced(ReadFile(markers), "HEE", "HXX"));
+  // Nor do feet toe in without heels, though the ankles' markers stand outside.
+  const Json heelless = Imported("@heelless.mkr");
+  ASSERT_EQ(heelless["footsteps"].size(), json["footsteps"].size());
+  for (std::size_t i = 0; i < heelless["footsteps"].size(); ++i) {
+    const auto heading = [i](const Json& take) {
+      return take["footsteps"][i]["heading"].get<double>();
+    };
+    EXPECT_NEAR(heading(heelless), heading(json), 8) << i;
+  }
   Put("both.mkr", Replaced(ReadFile(markers), "LTHI", "LHEL"));
   EXPECT_TRUE(isUnknown(Imported("@both.mkr"), "LHEE"));
 }
