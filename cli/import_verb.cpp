@@ -80,7 +80,7 @@ ExitStatus Run(const Arguments& arguments) {
     return Refuse(kName, Named(arguments.saveParams) + refusal);
   }
   if (arguments.json) return PrintOutput(kName, ImportJson(result));
-  return PrintOutput(kName, ImportSummary(result) + arguments.output + "\n");
+  return PrintOutput(kName, ImportSummary(result, format == kPoseFormat) + arguments.output + "\n");
 }
 
 }  // namespace

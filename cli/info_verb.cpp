@@ -6,6 +6,7 @@
 #include "cli/verbs.h"
 #include "exchange/motion_json.h"
 #include "exchange/motion_range.h"
+#include "strider/footsteps/flights.h"
 #include "strider/storage/motion_file.h"
 
 namespace strider {
@@ -49,7 +50,7 @@ std::string Summary(const Arguments& arguments, const StreamContents& contents) 
       static_cast<long long>(range.last),
       static_cast<double>(kTicksPerSecond) / core.ticksPerFrame);
   add("footsteps: %d, flights: %d\n", core.footsteps.numFootsteps,
-      static_cast<int>(core.body.flights.size()));
+      static_cast<int>(FlightsShown(core).size()));
   for (std::size_t i = 1; i < contents.motions.size(); ++i) {
     const MotionCore& layer = *contents.motions[i];
     text += "layer " + std::to_string(i) + ": " + OnOneLine(layer.layerName) +

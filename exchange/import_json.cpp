@@ -176,7 +176,7 @@ std::string ImportJson(const ImportResult& result) {
   return MotionFileJson(result.motion, file, notes);
 }
 
-std::string ImportSummary(const ImportResult& result) {
+std::string ImportSummary(const ImportResult& result, bool poseOnly) {
   const TakeFacts& take = result.take;
   Text out;
   out.Add("take: %d frames at %.6g a second, %.2f s; unit ", take.frames, take.rate,
@@ -192,6 +192,7 @@ std::string ImportSummary(const ImportResult& result) {
     if (!take.unknownJoints.empty()) out.text_ += "; unknown: " + ListWords(take.unknownJoints);
     out.text_ += "\n";
   }
+  if (poseOnly) return out.text_ + "pose: the figure in the take's reference, one key a part\n";
   const FrameRange range = FrameRangeOf(result.motion);
   out.Add("motion: frames %lld to %lld at %g a second", static_cast<long long>(range.first),
           static_cast<long long>(range.last), result.sceneRate);

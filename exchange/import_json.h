@@ -11,7 +11,8 @@ namespace strider {
 /// "sliding" in each footstep. docs/cli.md describes it field by field.
 std::string ImportJson(const ImportResult& result);
 
-/// What a person wants to know of it, several lines.
-std::string ImportSummary(const ImportResult& result);
+/// What a person wants to know of it, several lines; of its motion nothing if only the pose of the
+/// reference was asked for.
+std::string ImportSummary(const ImportResult& result, bool poseOnly);
 
 }  // namespace strider

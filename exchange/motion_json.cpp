@@ -5,6 +5,7 @@
 #include "exchange/keyed_tracks.h"
 #include "exchange/motion_range.h"
 #include "strider/base/trig.h"
+#include "strider/footsteps/flights.h"
 
 namespace strider {
 namespace {
@@ -128,7 +129,7 @@ std::string Document(const MotionCore& core, const FileFacts& holds, const std::
     AddList(text, "phases", track.phases, PhaseJson);
   }
   if (holds.hasTracks) {
-    AddList(text, "flights", core.body.flights, FlightJson);
+    AddList(text, "flights", FlightsShown(core), FlightJson);
     AddTracks(text, core);
   }
   return text + "\n}\n";

@@ -9,6 +9,7 @@
 #include "exchange/npy_array.h"
 #include "exchange/zip_writer.h"
 #include "strider/core/evaluate.h"
+#include "strider/footsteps/flights.h"
 
 namespace strider {
 namespace {
@@ -152,7 +153,7 @@ class NpzWriter {
 
   void AddFlights() {
     std::vector<double> takeoffs, lands, takeoffSpeeds, landSpeeds;
-    for (const FlightPeriod& flight : core_.body.flights) {
+    for (const FlightPeriod& flight : FlightsShown(core_)) {
       takeoffs.push_back(Seconds(flight.takeoffTime));
       lands.push_back(Seconds(flight.landTime));
       takeoffSpeeds.push_back(static_cast<double>(flight.takeoffSpeed) * kTicksPerSecond);

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "exchange/motion_drawing.h"
+#include "strider/footsteps/flights.h"
 
 namespace strider {
 namespace {

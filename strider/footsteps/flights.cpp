@@ -74,6 +74,16 @@ int BuildFlights(MotionCore& core) {
   return kDone;
 }
 
+std::vector<FlightPeriod> FlightsShown(const MotionCore& core) {
+  const FootstepTrack& track = core.footsteps;
+  std::vector<FlightPeriod> shown = core.body.flights;
+  std::erase_if(shown, [&track](const FlightPeriod& flight) {
+    return flight.takeoffTime < FirstFootstepTime(track) ||
+           InFreeForm(track, Later(flight.takeoffTime, flight.duration / 2));
+  });
+  return shown;
+}
+
 void FollowVerticalKey(MotionCore& core, TimeValue t) {
   if (core.freeForm || core.footsteps.numFootsteps == 0) return;
   const int index = KeyAt(core.body.vertical.track, t);

@@ -2,6 +2,8 @@
 // takeoff to landing.
 #pragma once
 
+#include <vector>
+
 #include "strider/core/motion_core.h"
 
 namespace strider {
@@ -13,6 +15,10 @@ float GravityPerTick(const MotionCore& core);
 /// or move is airborne; a period that no ground key closes is none. kRefused, no flights, if
 /// memory ran out.
 [[nodiscard]] int BuildFlights(MotionCore& core);
+
+/// The flights that show: where a motion is free-form, before its first footstep too, its keys
+/// alone say how it moves. Passes std::bad_alloc on.
+std::vector<FlightPeriod> FlightsShown(const MotionCore& core);
 
 /// Upward speed at takeoff and downward speed at landing (units per tick) of a flight of `ticks`
 /// that ends `rise` higher than it starts, under `gravity` (units per tick squared).
