@@ -24,7 +24,7 @@ int Finish(const ConversionSettings& settings, const MotionCore& dense, MotionCo
                                settings.freeFormRanges.end());
     const int found = ExtractFootsteps(motion, dense, extraction, 0, report.numFrames, false,
                                        report.extraction, context);
-    if (found == 1 && AdoptFootsteps(motion, true, context) == kRefused) {
+    if (found == 1 && AdoptFootsteps(motion, 0, context) == kRefused) {
       return Refuse(report, "the footsteps found cannot carry the motion");
     }
   }

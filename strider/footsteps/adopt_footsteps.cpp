@@ -18,6 +18,8 @@ namespace {
 
 // Nobody flies for longer: a second in the air is a jump of 1.2 metres.
 constexpr TimeValue kLongestFlight = 4800;
+// A footstep turned by a radian is as far off as one moved by so many leg lengths.
+constexpr float kTurnShare = 0.2f;
 
 void OpenFreeForm(FootstepTrack& track) {
   for (int i = 0; i < track.numFootsteps; ++i) {
@@ -71,8 +73,8 @@ int RefreshBodyKeys(MotionCore& core) {
   return BuildFlights(core);
 }
 
-/// Footsteps go where their feet stand in the middle of each contact.
-void Settle(MotionCore& core, const EvalContext& context) {
+/// Footsteps go where their feet stand in the middle of each contact, unless they are near that.
+void Settle(MotionCore& core, float near, const EvalContext& context) {
   FootstepTrack& track = core.footsteps;
   MotionCore posed = core;
   for (const auto& spans : track.spans) {
@@ -83,6 +85,9 @@ void Settle(MotionCore& core, const EvalContext& context) {
       const Point3 place = PlaceOfPrint(leg);
       const float heading = SampleFoot(leg).heading;
       if (!IsFinite(place) || !IsFinite(heading)) continue;
+      const float off = Length(place - track.position[i]) / leg.totalLength;
+      const float turn = std::fabs(UnwrapTo(0, heading - track.angle[i]));
+      if (off < near && kTurnShare * turn < near) continue;
       track.position[i] = place;
       track.angle[i] = heading;
     }
@@ -107,14 +112,14 @@ void FreeTheEnds(MotionCore& core) {
   RefreshMotionSpan(core);
 }
 
-int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context) {
+int AdoptFootsteps(MotionCore& core, float near, const EvalContext& context) {
   if (core.footsteps.numFootsteps == 0) return kRefused;
   try {
     MotionCore adopted = core;
     if (LetFootstepsRule(adopted) == kRefused || HoldFeet(adopted, core, {}, context) == kRefused) {
       return kRefused;
     }
-    if (settle) Settle(adopted, context);
+    Settle(adopted, near, context);
     NormalizeAngles(adopted.footsteps);
     TransformsFromPositions(adopted.footsteps);
     if (RefreshBodyKeys(adopted) == kRefused) return kRefused;
@@ -130,7 +135,7 @@ int HoldFeetAnew(MotionCore& core, bool firmly, const EvalContext& context) {
   try {
     MotionCore held = core;
     if (HoldFeet(held, core, {true, firmly}, context) == kRefused) return kRefused;
-    Settle(held, context);
+    Settle(held, 0, context);
     NormalizeAngles(held.footsteps);
     TransformsFromPositions(held.footsteps);
     core = std::move(held);

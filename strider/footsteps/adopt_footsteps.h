@@ -10,10 +10,11 @@ namespace strider {
 /// keys let them drift: the point that a foot stands on, its heel first or its toes, is held where
 /// it is on average, and the swings before and after take the difference over. A key that lacks at
 /// a touch, a lift, or where a foot rolls over, is put in. Contacts that keys hold already keep
-/// them to the bit. With `settle` each footstep moves under the foot that it holds. Periods without
+/// them to the bit. Footsteps move under the foot that they hold where that is further off than
+/// `near`, in leg lengths; a turn counts a fifth of its radians. Periods without
 /// support that are longer than anyone can jump become free-form. kRefused, nothing changed, for a
 /// track without footsteps or if memory ran out.
-[[nodiscard]] int AdoptFootsteps(MotionCore& core, bool settle, const EvalContext& context);
+[[nodiscard]] int AdoptFootsteps(MotionCore& core, float near, const EvalContext& context);
 
 /// Lets the motion show its keys before its first footstep and behind its last, where some stand
 /// there: they are free-form from then on. A motion without footsteps stays as it is.

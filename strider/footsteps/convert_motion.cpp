@@ -12,6 +12,10 @@
 namespace strider {
 namespace {
 
+// Footsteps found this near their feet, in leg lengths, stay where their contacts begin: those of
+// a motion that was made are found again to the bit.
+constexpr float kNearFoot = 0.01f;
+
 /// The whole frames that a motion covers.
 struct FrameSpan {
   int first = 0, count = 0;
@@ -104,7 +108,7 @@ ToFootstepsResult ConvertToFootsteps(MotionCore& core, const ExtractionSettings&
       core = std::move(made);
       return ToFootstepsResult::kNoFootsteps;
     }
-    if (AdoptFootsteps(made, false, context) == kRefused) return ToFootstepsResult::kRefused;
+    if (AdoptFootsteps(made, kNearFoot, context) == kRefused) return ToFootstepsResult::kRefused;
     if (options.flat && FlattenFootsteps(made, 0, context) == kRefused)
       return ToFootstepsResult::kRefused;
     core = std::move(made);

@@ -109,7 +109,7 @@ TEST(ConvertMotion, RefusesWhatItCannotDoAndChangesNothing) {
   test::ExpectSameKeys(core, walk);
   MotionCore captured = test::CapturedLike(SampleMotion::kWalk, 10);
   EXPECT_EQ(ConvertToFreeForm(captured, false, {}), kRefused);
-  EXPECT_EQ(AdoptFootsteps(captured, true, {}), kRefused);
+  EXPECT_EQ(AdoptFootsteps(captured, 0, {}), kRefused);
   const MotionCore before = captured;
   EXPECT_EQ(ConvertToFootsteps(captured, {}, {}, report, {}), ToFootstepsResult::kNoFootsteps);
   EXPECT_TRUE(captured.freeForm);
@@ -132,7 +132,7 @@ MotionCore Adopted(const MotionCore& captured, int numFrames) {
   EXPECT_EQ(ExtractFootsteps(core, captured, test::SettingsFor(captured, numFrames), 0, numFrames,
                              false, report, {}),
             1);
-  EXPECT_EQ(AdoptFootsteps(core, true, {}), kDone);
+  EXPECT_EQ(AdoptFootsteps(core, 0, {}), kDone);
   return core;
 }
 
