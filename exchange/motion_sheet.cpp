@@ -35,7 +35,7 @@ void DrawTimeLine(cairo_t* page, const MotionCore& core, const MotionShots& shot
 
   // Flights lie behind both rows.
   const double frame = core.ticksPerFrame;
-  for (const FlightPeriod& flight : core.body.flights) {
+  for (const FlightPeriod& flight : FlightsShown(core)) {
     const double from = at(flight.takeoffTime / frame), to = at(flight.landTime / frame);
     if (to <= from) continue;
     cairo_rectangle(page, from, y - 3, to - from, 2 * kRow + 10);
@@ -131,7 +131,7 @@ void DrawTitle(cairo_t* page, const MotionCore& core, const MotionShots& shots) 
   DrawKeyEntry(page, keyX, y, InkOf(kRight), 1, "right");
   DrawKeyEntry(page, keyX, y, InkOf(kLeft), 1, "left");
   DrawKeyEntry(page, keyX, y, kPathInk, 1, "path of the centre of mass");
-  if (!core.body.flights.empty()) DrawKeyEntry(page, keyX, y, kFlightInk, 0.35, "flight");
+  if (!FlightsShown(core).empty()) DrawKeyEntry(page, keyX, y, kFlightInk, 0.35, "flight");
   SetInk(page, kFaint);
   const bool movedApart = shots.strips.front().drift != 0;
   DrawText(page, keyX, y,
