@@ -23,8 +23,9 @@ constexpr float kShareOfNeck = 0.25f;
 // A first chest joint higher over the hips than this leaves a waist that the pelvis carries; the
 // spine then starts at the height of the figure of default proportions.
 constexpr float kWaist = 0.16f, kSpineBase = 23.0f / 200;
-// Of the foot's width and height, for the toes of a take that turns them as one.
-constexpr float kToesWidth = 0.9f, kToesDepth = 0.3f;
+// Of the foot's width and height, for toes that turn as one; of the foot before them, for the
+// length of toes that no joint turns.
+constexpr float kToesWidth = 0.9f, kToesDepth = 0.3f, kStillToes = 0.3f;
 // Of the height of the default head: an end that is lower is not the crown.
 constexpr float kLowCrown = 0.8f;
 // Of the forearm's length.
@@ -196,7 +197,7 @@ void Fitting::LayOut() {
   s.neckLinks = counted(wanted_.neckLinks, talent_.neck.size());
   ListFingers();
   talent_.movesToes = Has(kLeftToeJoint) && Has(kRightToeJoint);
-  if (talent_.movesToes && wanted_.digitsOfTake) s.toes = s.toeLinks = 1;
+  if (wanted_.digitsOfTake) s.toes = s.toeLinks = 1;
   figure.name = kFirstFigureName;
   SetFreeForm(figure, true);
   const Structure laid = s;
@@ -309,12 +310,16 @@ void Fitting::FitFoot(LimbRecord& leg, int ankle, int toe) {
     leg.digits[d].baseOffset.x += leg.extremityHeight - laidHeight;
     leg.digits[d].baseOffset.y = leg.toeLength;
   }
-  if (!talent_.movesToes || leg.numDigits == 0) return;
+  // Whom the take shows no toes of has them as one, a short end of the foot.
+  if (leg.numDigits == 0 || !(talent_.movesToes || wanted_.digitsOfTake)) return;
   DigitRecord& digit = leg.digits[0];
-  const Quat toesRaised = flat ? raised(toe, flat->toe) : Quat{};
-  turns.digit[0][0] = TurnTo(toe, toesRaised * foot * digit.baseRotation);
-  const Point3 end = EndWay(toe);
-  const float tip = Length(end) > kNoLength * leg_ ? Length(end) : 0.5f * leg.toeLength;
+  float tip = kStillToes * leg.toeLength;
+  if (talent_.movesToes) {
+    const Quat toesRaised = flat ? raised(toe, flat->toe) : Quat{};
+    turns.digit[0][0] = TurnTo(toe, toesRaised * foot * digit.baseRotation);
+    const Point3 end = EndWay(toe);
+    tip = Length(end) > kNoLength * leg_ ? Length(end) : 0.5f * leg.toeLength;
+  }
   for (int k = 0; k < digit.numLinks; ++k) {
     digit.dimensions[k].x = tip / static_cast<float>(digit.numLinks);
     if (leg.numDigits == 1) {  // the whole front of the foot
