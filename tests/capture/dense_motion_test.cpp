@@ -199,7 +199,7 @@ TEST(Convert, MakesOfATakeTheMotionOfAFigure) {
   EXPECT_EQ(target.leg[kLeft].table.track.numKeys, 20);
   EXPECT_LT(report.fit.most, 0.04);
   // Time 0 is frame 10.
-  const CapturedPose& pose = Fitted(body.scene).captured.poses[29];
+  const CapturedPose pose = Fitted(body.scene).captured.poses[29];
   CorePose(target, 19 * target.ticksPerFrame, {});
   EXPECT_LT(Length(target.head.frame.Origin() - pose[kHeadJoint].origin), 0.5f);
 
