@@ -114,6 +114,13 @@ std::string WithExtension(const fs::path& path, const std::string& format) {
   return path.string() + "." + format;
 }
 
+bool IsThere(const std::string& path, std::string& cause) {
+  std::error_code failed;
+  if (fs::exists(path, failed)) return true;
+  cause = path + ": " + (failed ? failed.message() : std::generic_category().message(ENOENT));
+  return false;
+}
+
 /// Takes cannot be made again: a motion never takes the place of one.
 bool WritesOverNone(const Arguments& arguments, const std::vector<Task>& tasks,
                     std::string& refusal) {
@@ -189,9 +196,9 @@ class Batch {
     Work();
     for (std::thread& other : others) other.join();
     std::string text = std::to_string(done_) + " converted, ";
-    if (noted_ > 0) text += std::to_string(noted_) + " of them from damaged files, ";
+    if (doubtful_ > 0) text += std::to_string(doubtful_) + " of them with doubts, ";
     text += std::to_string(skipped_) + " up to date, " + std::to_string(failed_) + " failed";
-    if (failed_ > 0 || noted_ > 0) text += ", see " + log_;
+    if (failed_ > 0 || doubtful_ > 0) text += ", see " + log_;
     const ExitStatus printed = PrintOutput(kName, text + "\n");
     return failed_ > 0 ? kExitRefused : printed;
   }
@@ -201,18 +208,18 @@ class Batch {
     for (;;) {
       const std::size_t i = next_.fetch_add(1);
       if (i >= tasks_.size()) return;
-      std::string cause, damage;
+      std::string cause, doubts;
       bool done = true;
       const bool upToDate = !arguments_.force && IsUpToDate(tasks_[i]);
       if (!upToDate) {
         try {
-          done = Convert(tasks_[i], cause, damage);
+          done = Convert(tasks_[i], cause, doubts);
         } catch (const std::exception& error) {
           done = false;
           cause = tasks_[i].input + ": " + error.what();
         }
       }
-      Tell(tasks_[i], upToDate, done, cause, damage);
+      Tell(tasks_[i], upToDate, done, cause, doubts);
     }
   }
 
@@ -227,17 +234,15 @@ class Batch {
     return true;
   }
 
-  /// `damage` are lines for the log: what is wrong with a take that was converted all the same.
-  bool Convert(const Task& task, std::string& cause, std::string& damage) const {
+  /// `doubts` are lines for the log: what is wrong with a take that was converted all the same.
+  bool Convert(const Task& task, std::string& cause, std::string& doubts) const {
     ImportResult result;
+    if (!IsThere(task.input, cause)) return false;
     std::error_code failed;
-    if (!fs::exists(task.input, failed)) {
-      cause = task.input + ": " + std::generic_category().message(ENOENT);
-      return false;
-    }
     if (!ImportTake(task.input, options_, {}, result, cause)) return false;
-    for (const std::string& note : result.notes) {
-      if (note.starts_with(task.input + ":")) damage += OnOneLine(note) + "\n";
+    for (std::string doubt : result.doubts) {
+      if (!doubt.starts_with(task.input)) doubt = task.input + ": " + doubt;
+      doubts += OnOneLine(doubt) + "\n";
     }
     fs::create_directories(task.output.parent_path(), failed);
     for (const std::string& format : arguments_.formats) {
@@ -253,16 +258,16 @@ class Batch {
   }
 
   void Tell(const Task& task, bool upToDate, bool done, const std::string& cause,
-            const std::string& damage) {
+            const std::string& doubts) {
     const std::scoped_lock lock(telling_);
     ++told_;
     if (upToDate) {
       ++skipped_;
     } else if (done) {
       ++done_;
-      if (!damage.empty()) {
-        ++noted_;
-        std::ofstream(log_, std::ios::app) << damage;
+      if (!doubts.empty()) {
+        ++doubtful_;
+        std::ofstream(log_, std::ios::app) << doubts;
       }
     } else {
       ++failed_;
@@ -281,7 +286,7 @@ class Batch {
   std::string log_;
   std::atomic<std::size_t> next_ = 0;
   std::mutex telling_;
-  int told_ = 0, done_ = 0, skipped_ = 0, failed_ = 0, noted_ = 0;
+  int told_ = 0, done_ = 0, skipped_ = 0, failed_ = 0, doubtful_ = 0;
   bool atTerminal_ = isatty(STDERR_FILENO) != 0;
 };
 
@@ -303,9 +308,7 @@ ExitStatus Run(const Arguments& arguments) {
     return Refuse(kName, refusal);
   }
   for (const std::string& file : {options.figure, options.pose, options.parameterFile}) {
-    std::error_code failed;
-    if (file.empty() || fs::exists(file, failed)) continue;
-    return Refuse(kName, file + ": " + std::generic_category().message(ENOENT));
+    if (!file.empty() && !IsThere(file, refusal)) return Refuse(kName, refusal);
   }
   std::vector<Task> own;
   for (std::size_t i = static_cast<std::size_t>(shard.part) - 1; i < tasks.size();

@@ -191,15 +191,19 @@ bool ReadBvhMotionHead(BvhFile& file) {
 
 namespace {
 
-/// Notes a frame that goes over the end of a line which it shares with the frame before: a row has
-/// a number too many or too few. Frames broken over lines of their own, or all in one line, do not.
-bool NoteShiftedFrame(BvhFile& file, const char* start, const char* end) {
-  if (start == nullptr || std::find(start, end, '\n') == end) return false;
+/// True for a frame that goes over the end of a line which it shares with the frame before.
+bool CrossesLines(const char* start, const char* end) {
+  return start != nullptr && start < end && std::find(start, end, '\n') != end;
+}
+
+/// A row has a number too many or too few where frames cross lines and do not end as they should.
+/// Frames that are broken over lines, or all in one line, come out even.
+void NoteShiftedFrame(BvhFile& file, const char* start) {
+  if (start == nullptr || (file.numFrames == file.framesStated && !file.hasMore)) return;
   file.oddities.push_back({"this row or the one before has not the " +
                                std::to_string(file.numColumns) +
                                " numbers of a frame; what follows may be shifted",
                            static_cast<std::size_t>(start - file.text.data())});
-  return true;
 }
 
 }  // namespace
@@ -221,12 +225,12 @@ void ReadBvhFrames(BvhFile& file) {
   file.values.reset(new float[stated]);
   std::size_t count = 0;
   const char* withinLine = nullptr;  // where a frame began that had no line of its own
-  bool odd = false;
+  const char* shifted = nullptr;
   for (bool more = stated > 0; more;) {
     const char* const before = at;
     while (at != end && IsBlank(*at)) ++at;
     if (count > 0) {
-      odd = odd || NoteShiftedFrame(file, withinLine, before);
+      if (shifted == nullptr && CrossesLines(withinLine, before)) shifted = withinLine;
       withinLine = std::find(before, at, '\n') == at ? at : nullptr;
     }
     const std::size_t frameEnd = count + columns;
@@ -243,11 +247,12 @@ void ReadBvhFrames(BvhFile& file) {
   }
   const char* last = at;
   while (last > file.text.data() && IsBlank(last[-1])) --last;
-  if (!odd) (void)NoteShiftedFrame(file, withinLine, last);
+  if (shifted == nullptr && CrossesLines(withinLine, last)) shifted = withinLine;
   file.at = static_cast<std::size_t>(at - file.text.data());
   file.numFrames = static_cast<int>(std::min<std::size_t>(count / columns, INT_MAX));
   const std::string_view word = NextWord(file);
   file.hasMore = !word.empty();
+  NoteShiftedFrame(file, shifted);
   if (file.numFrames == file.framesStated) return;
   file.at =
       word.empty() ? file.text.size() : static_cast<std::size_t>(word.data() - file.text.data());

@@ -144,17 +144,17 @@ bool CheckJoints(Run& run) {
 void NoteFrames(Run& run) {
   const BvhFile& file = run.file;
   for (const BvhFile::Oddity& oddity : file.oddities) {
-    run.report.notes.push_back(run.Place(oddity.at) + oddity.what);
+    run.report.NoteDamage(run.Place(oddity.at) + oddity.what);
   }
   run.report.framesStated = file.framesStated;
   run.report.framesInFile = file.numFrames;
   if (!file.frameEnd.empty()) {
-    run.report.notes.push_back(run.Place(file.frameEndAt) + file.frameEnd + "; " +
-                               std::to_string(file.numFrames) + " of " +
-                               std::to_string(file.framesStated) + " frames were read");
+    run.report.NoteDamage(run.Place(file.frameEndAt) + file.frameEnd + "; " +
+                          std::to_string(file.numFrames) + " of " +
+                          std::to_string(file.framesStated) + " frames were read");
   } else if (file.hasMore) {
-    run.report.notes.push_back(run.Place(file.at) + "more follows the last of " +
-                               std::to_string(file.numFrames) + " frames");
+    run.report.NoteDamage(run.Place(file.at) + "more follows the last of " +
+                          std::to_string(file.numFrames) + " frames");
   }
 }
 

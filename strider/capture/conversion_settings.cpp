@@ -34,7 +34,10 @@ void MoveToZero(MotionCore& core, TimeValue first) {
 /// take's: a motion that ends there would grow by a frame each time that it is taken anew.
 bool EndsWithLift(const MotionCore& motion, TimeValue end) {
   const FootstepTrack& track = motion.footsteps;
-  return !motion.freeForm && track.numFootsteps > 0 && LastFootstepTime(track) == end;
+  const KeyTable<HorizontalKey>& path = motion.body.horizontal;
+  const bool bodyIsThere = !path.Empty() && path.TimeOf(path.track.numKeys - 1) >= end;
+  return !motion.freeForm && track.numFootsteps > 0 && LastFootstepTime(track) == end &&
+         !bodyIsThere;
 }
 
 }  // namespace

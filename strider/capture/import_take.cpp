@@ -77,6 +77,15 @@ class Import {
     });
   }
 
+  void TakeNotes(const CaptureReport& report) {
+    result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
+    result_.doubts = report.damage;
+  }
+  void Doubt(const std::string& what) {
+    result_.notes.push_back(what);
+    result_.doubts.push_back(what);
+  }
+
   bool ChooseParameters();
   void TellOfJointsAlone();
   void TellTolerances();
@@ -222,18 +231,20 @@ bool Import::ReadJoints() {
     }
   }
   take.frames = static_cast<int>(report.framesInFile);
-  result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
+  TakeNotes(report);
   TurnUpright();
   return true;
 }
 
 /// Of a take whose up axis points down.
 void Import::TurnMarkersOver() {
-  for (MarkerRecord& marker : scene_.markers) {
+  const auto turn = [](MarkerRecord& marker) {
     for (Point3& place : marker.positions.samples) {
       if (place.x != kDroppedMarker) place = {place.x, -place.y, -place.z};
     }
-  }
+  };
+  std::for_each(scene_.markers.begin(), scene_.markers.end(), turn);
+  std::for_each(scene_.extraMarkers.begin(), scene_.extraMarkers.end(), turn);
   result_.notes.emplace_back(kTurnedOver);
 }
 
@@ -276,6 +287,7 @@ bool Import::ReadMarkerFile() {
     return false;
   }
   TakeFacts& take = result_.take;
+  take.ofMarkers = true;
   const UpGuess guess = GuessUpAxis(scene_, settings.upVector);
   take.up = ChooseUp(guess);
   if (p.upVector != settings.upVector) {
@@ -289,10 +301,9 @@ bool Import::ReadMarkerFile() {
   if (guess.downwards && guess.axis == settings.upVector) TurnMarkersOver();
   take.unknownJoints = report.unknownNames;
   std::erase(take.unknownJoints, kC7Name);  // none of the vocabulary, but the neck begins there
-  take.ofMarkers = true;
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
   take.frames = static_cast<int>(report.framesInFile);
-  result_.notes.insert(result_.notes.end(), report.notes.begin(), report.notes.end());
+  TakeNotes(report);
   BridgeShortGaps(scene_, result_.notes);
   return true;
 }
@@ -338,8 +349,7 @@ void Import::ChooseUnit() {
   if (fromFile && guess.plausible && (asGuessed > kOther || asGuessed * kOther < 1)) {
     std::string note = options_.parameterFile + " scales by ";
     AppendNumber(note, p.scaleFactor);
-    result_.notes.push_back(note + ", but this take seems to be in " + take.unitName +
-                            ": see --scale");
+    Doubt(note + ", but this take seems to be in " + take.unitName + ": see --scale");
   }
   p.scaleFactor = static_cast<float>(factor);
   if (p.scaleFactor != 1) ScaleScene(scene_, p.scaleFactor);
@@ -355,9 +365,8 @@ UpAxis Import::ChooseUp(const UpGuess& guess) {
   if (!given) up = guess.axis;
   if (fromFile && up != guess.axis) {
     constexpr char kAxes[] = "xyz";
-    result_.notes.push_back(options_.parameterFile + " has " + kAxes[up] +
-                            " up, and so it was taken; the person stands along " +
-                            kAxes[guess.axis] + ", see --up");
+    Doubt(options_.parameterFile + " has " + kAxes[up] +
+          " up, and so it was taken; the person stands along " + kAxes[guess.axis] + ", see --up");
   }
   return static_cast<UpAxis>(up);
 }
@@ -395,12 +404,9 @@ bool Import::ChooseFrames() {
   const std::int64_t zero = take.leftOutFirst ? 1 : 0, step = rate.thinning;
   const std::int64_t numFrames = (scene_.numFrames - zero + step - 1) / step;
   if (numFrames <= 0) {
-    // The reader has said where and why it stopped before the first.
-    const auto told =
-        std::find_if(result_.notes.begin(), result_.notes.end(),
-                     [this](const auto& note) { return note.starts_with(path_ + ":"); });
-    if (told == result_.notes.end()) return Refuse("no frames");
-    cause_ = *told;
+    // The reader has said last where and why it stopped before the first.
+    if (result_.doubts.empty()) return Refuse("no frames");
+    cause_ = result_.doubts.back();
     return false;
   }
   ConvertedFrames frames;
@@ -454,10 +460,18 @@ void Import::TellDropped() {
   const std::vector<PlantedRun>& dropped = result_.conversion.extraction.dropped;
   if (dropped.empty()) return;
   std::vector<std::string> runs;
+  const auto isCut = [this](const PlantedRun& run) {
+    const auto& ranges = settings_.freeFormRanges;
+    return std::any_of(ranges.begin(), ranges.end(), [&run](const FreeFormRange& range) {
+      return run.first <= range.last + 1 && run.last >= range.first - 1;
+    });
+  };
   for (const PlantedRun& run : dropped) {
+    if (isCut(run)) continue;
     runs.push_back(std::string(run.side == kRight ? "right" : "left") + " at frame " +
                    std::to_string(run.first));
   }
+  if (runs.empty()) return;
   result_.notes.push_back("contacts of three frames and fewer were dropped (" + ListWords(runs) +
                           "); where they are a runner's, try --running --fps 60");
 }

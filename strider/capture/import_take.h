@@ -57,6 +57,8 @@ struct ImportResult {
   MocapParameters parameters;   // as they were used
   float thighLength = 0;        // of the talent, in which fsExtractionTol and fsVerticalTol count
   std::vector<std::string> notes;  // what a user should know, a sentence each
+  /// Those of the notes that make the motion doubtful: damage, settings that another take had.
+  std::vector<std::string> doubts;
 };
 
 /// Reads a .bvh, a .mkr, or a .sdr whose footsteps are to be found and keys thinned anew. False,

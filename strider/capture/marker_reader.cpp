@@ -140,16 +140,19 @@ int ReadHead(MarkerRun& run, MarkerWords& words) {
 class FrameNumbers {
  public:
   void Take(MarkerRun& run, std::size_t at, std::string_view word) {
-    auto number = ReadInteger(word);
-    constexpr std::int64_t kMost = 1'000'000'000'000;  // sums of two stay far within 64 bits
-    if (number && (*number < -kMost || *number > kMost)) number.reset();
+    const auto read = ReadNumber(word);
+    constexpr double kMost = 1e12;  // sums of two stay far within 64 bits
+    std::optional<std::int64_t> number;
+    if (read && std::abs(*read) < kMost && *read == std::floor(*read)) {
+      number = static_cast<std::int64_t>(*read);
+    }
     if (noted_) return;
     if (number && last_ && !step_ && *number > *last_) step_ = *number - *last_;
     noted_ = !number || (last_ && number != *last_ + step_.value_or(1));
     if (noted_) {
-      run.report.notes.push_back(run.Place(at) + Quoted(word) +
-                                 " where the number of a frame should stand; a row may have values "
-                                 "too many or too few");
+      run.report.NoteDamage(run.Place(at) + Quoted(word) +
+                            " where the number of a frame should stand; a row may have values "
+                            "too many or too few");
     }
     last_ = number;
   }
@@ -187,8 +190,8 @@ void ReadPoints(MarkerRun& run, MarkerWords& words) {
     }
     if (why.empty()) run.columns.EndFrame();
   }
-  run.report.notes.push_back(run.Place(words.at) + why + "; " +
-                             std::to_string(run.scene.numFrames) + " frames were read");
+  run.report.NoteDamage(run.Place(words.at) + why + "; " + std::to_string(run.scene.numFrames) +
+                        " frames were read");
 }
 
 int ReadKeywordForm(MarkerRun& run) {

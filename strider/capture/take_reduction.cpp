@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <new>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -220,12 +221,38 @@ bool KeepMiddles(MotionCore& dense, const MotionCore& thinned) {
   return any;
 }
 
+/// The second difference of the joint that has the greatest there.
+float LeapAt(const Shown& take, int frame) {
+  float most = 0;
+  for (int i = 0; i < JointPlaces::kCount; ++i) {
+    const auto at = [&](int f) { return take.places[At(f)].place[i]; };
+    most = std::max(most, Length(at(frame + 1) - 2 * at(frame) + at(frame - 1)));
+  }
+  return most;
+}
+
+/// The frame at which a take arrives that leads into its motion with a leap, from the pose in
+/// which it was set up; 0 where none does. Nothing bends as much later on.
+int FrameAfterLeap(const Shown& take) {
+  constexpr int kLongestLead = 4;
+  constexpr float kLeap = 2;
+  const int numFrames = static_cast<int>(take.places.size());
+  float most = 0;
+  for (int f = kLongestLead + 1; f + 1 < numFrames; ++f) most = std::max(most, LeapAt(take, f));
+  if (numFrames < 3 * kLongestLead) return 0;
+  for (int f = kLongestLead; f > 0; --f) {
+    if (LeapAt(take, f) > kLeap * most) return f;
+  }
+  return 0;
+}
+
 struct Reducing {
   const TakeReductionSettings& settings;
   const EvalContext& context;
   int numFrames;
   bool contacts = false;
-  Standing stands{};  // with all keys
+  std::optional<Interval> range{};  // behind a leap at the start, whose keys stay
+  Standing stands{};                // with all keys
   Shown take{};
   MotionCore dense{};  // its marks grow
   MotionCore thinned{};
@@ -255,7 +282,7 @@ struct Reducing {
       if (ofBody ? bodyIs : isAsBefore(row)) redo[At(row)].filter = 0;
     }
     thinned = dense;
-    if (ReduceKeys(thinned, redo, {}, context, report) == kRefused) return kRefused;
+    if (ReduceKeys(thinned, redo, range, context, report) == kRefused) return kRefused;
     if (!lastReport.tracks.empty() && TakeOver(stays) == kRefused) return kRefused;
     last = thinned;
     lastRows = rows;
@@ -388,6 +415,9 @@ int ReduceTakeKeys(MotionCore& motion, const TakeReductionSettings& settings,
     const bool judged =
         settings.smoothKnees || settings.limbKeysAtMost > 0 || settings.contacts != nullptr;
     if (judged) run.take = Show(take, numFrames, context);
+    if (const int arrives = FrameAfterLeap(run.take); arrives > 0) {
+      run.range = Interval{arrives * motion.ticksPerFrame, kTimeMax};
+    }
     if (run.contacts) run.stands = FindStanding(motion, *settings.contacts, numFrames, context);
     if (run.FitGrowing(rows) == kRefused) return kRefused;
     if (run.TooMany() && run.contacts) {

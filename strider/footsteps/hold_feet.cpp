@@ -250,8 +250,10 @@ Point3 FirstShift(const std::vector<LegRead>& reads, std::size_t first, std::siz
   for (std::size_t k = first + 1; k <= last; ++k) {
     if (std::int64_t{reads[k].time} - reads[first].time > kTicksPerSecond) break;
     const int pivot = reads[k - 1].pivot;
-    shifts.push_back(shifts.back() + SlipOf(reads[k - 1], reads[k], pivot, most) -
-                     WayOf(reads[k - 1], reads[k], pivot));
+    const Point3 shift = shifts.back() + SlipOf(reads[k - 1], reads[k], pivot, most) -
+                         WayOf(reads[k - 1], reads[k], pivot);
+    if (!IsFinite(shift)) break;
+    shifts.push_back(shift);
   }
   Point3 median;
   const auto middle = shifts.begin() + static_cast<std::ptrdiff_t>(shifts.size() / 2);
@@ -389,10 +391,10 @@ bool Loosen(LegRun& run, std::size_t at) {
   return true;
 }
 
-/// True where the foot leaps to the next read, as in a first frame that still has the pose in which
-/// the take was set up.
+/// True where a foot that stands leaps to the next read, as in a first frame that still has the
+/// pose in which the take was set up.
 bool Leaps(const LimbRecord& leg, const std::vector<LegRead>& reads, std::size_t k) {
-  return k + 1 < reads.size() &&
+  return k + 1 < reads.size() && reads[k + 1].span == reads[k].span &&
          Length(reads[k + 1].ankle - reads[k].ankle) > kMostAstray * leg.totalLength;
 }
 

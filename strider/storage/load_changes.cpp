@@ -156,8 +156,7 @@ std::vector<TimeValue> FramesOutside(const MotionCore& core, TimeValue first, Ti
   std::vector<TimeValue> times = FramesBetween(core, first, last);
   if (inside.numFootsteps == 0) return times;
   const TimeValue start = FirstFootstepTime(inside), end = LastFootstepTime(inside);
-  std::erase_if(
-      times, [&](TimeValue t) { return (t > start && t < end) || InFreeForm(core.footsteps, t); });
+  std::erase_if(times, [&](TimeValue t) { return t > start && t < end; });
   return times;
 }
 

@@ -86,7 +86,10 @@ std::string Quoted(std::string_view word, int longest) {
   std::u16string units = WideText(word, longest);
   std::replace_if(
       units.begin(), units.end(),
-      [](char16_t unit) { return unit < 0x20 || unit == 0x7f || unit == kReplacement; }, u'?');
+      [](char16_t unit) {
+        return unit < 0x20 || (unit >= 0x7f && unit < 0xa0) || unit == kReplacement;
+      },
+      u'?');
   return "\"" + NarrowText(units) + "\"";
 }
 

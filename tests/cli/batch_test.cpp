@@ -45,7 +45,7 @@ struct BatchVerb : test::ProgramTest {
 TEST_F(BatchVerb, TellsOfDamageAndOfWhatIsNotThere) {
   const std::string take = ReadFile(File("in/walk_cmu_02_01.bvh"));
   Put("in/walk_cmu_02_01.bvh", take.substr(0, 9 * take.size() / 10));
-  ExpectCounts("@in -o @out", "3 converted, 1 of them from damaged files, 0 up to date, 0 failed,");
+  ExpectCounts("@in -o @out", "3 converted, 1 of them with doubts, 0 up to date, 0 failed,");
   const std::string log = ReadFile(File("out/ErrLog.txt"));
   EXPECT_EQ(log.rfind(File("in/walk_cmu_02_01.bvh") + ":", 0), 0u) << log;
   EXPECT_NE(log.find("frames were read"), std::string::npos) << log;

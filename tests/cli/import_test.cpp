@@ -357,7 +357,7 @@ TEST_F(ImportVerb, MotionsKeepTheirLengthHoweverOftenTheyAreTaken) {
   } rows[] = {{"import " + kNamed, 131},  // a foot stands to its end
               {"import examples/takes/jump_cmu_13_39.bvh", 88},
               {"import " + kWalk, 85},
-              {"make walk", 63}};
+              {"make walk", 64}};  // ends with a lift, which then stands a frame behind it
   for (const auto& row : rows) {
     SCOPED_TRACE(row.make);
     ASSERT_EQ(Run(row.make + " -o @again.sdr").status, 0);
