@@ -8,7 +8,7 @@
 namespace strider {
 namespace {
 
-constexpr const char* kNoPath = "a path has no control characters";
+constexpr const char* kNoPath = "a path is a line of UTF-8 text without blanks at its ends";
 
 bool IsRow(int row) { return row >= 0 && row < kNumKeyReductionRows; }
 bool IsLimb(int limb) { return limb >= 0 && limb < kNumOrientedLimbs; }
@@ -40,7 +40,11 @@ bool MocapManager::Set(std::string_view name, double value) {
 }
 
 bool MocapManager::SetPath(std::string& to, std::string_view path) {
-  const std::string_view cut = path.substr(0, kLongestCapturePath);
+  std::string_view cut = path.substr(0, kLongestCapturePath);
+  const auto goesOn = [&path](std::size_t at) {  // within a character of several bytes
+    return at < path.size() && (static_cast<unsigned char>(path[at]) & 0xc0) == 0x80;
+  };
+  while (goesOn(cut.size()) && !cut.empty()) cut.remove_suffix(1);
   if (!IsPathText(cut)) return false;
   to = cut;
   return true;
@@ -54,6 +58,8 @@ void MocapManager::SetParameters(const MocapParameters& parameters) {
       if (!SetPath(path, std::string(path))) path = before.*p.path;
     } else if (p.kind == MocapParameter::kRanges) {
       if (!AreRanges(values_.freeFormRanges)) values_.freeFormRanges = before.freeFormRanges;
+    } else if (p.kind == MocapParameter::kSwitch) {
+      p.set(values_, p.index, p.get(values_, p.index) != 0 ? 1 : 0);
     } else if (!IsWithin(p, p.get(values_, p.index))) {
       p.set(values_, p.index, p.get(before, p.index));
     }
@@ -97,15 +103,17 @@ bool MocapManager::SetKeyReductionSpacing(int row, float frames) {
 bool MocapManager::LoadMarkerNameFile(std::string_view path) {
   cause_ = kNoPath;
   const bool read = SetMarkerNameFile(path) &&
-                    ReadNameFile(NameKind::kMarkers, values_.markerNameFile, markers_, cause_);
+                    ReadNameFile(NameKind::kMarkers, std::string(path), markers_, cause_);
+  if (read) cause_.clear();
   SetUseMarkerNameFile(read);
   return read;
 }
 
 bool MocapManager::LoadJointNameFile(std::string_view path) {
   cause_ = kNoPath;
-  const bool read = SetJointNameFile(path) &&
-                    ReadNameFile(NameKind::kJoints, values_.jointNameFile, joints_, cause_);
+  const bool read =
+      SetJointNameFile(path) && ReadNameFile(NameKind::kJoints, std::string(path), joints_, cause_);
+  if (read) cause_.clear();
   SetUseJointNameFile(read);
   return read;
 }

@@ -193,9 +193,12 @@ std::string MocapParameterText(const MocapParameters& parameters, const MocapPar
 }
 
 bool IsPathText(std::string_view text) {
-  return text.size() <= kLongestCapturePath && std::none_of(text.begin(), text.end(), [](char c) {
-           return static_cast<unsigned char>(c) < ' ';
-         });
+  constexpr int kMostUnits = static_cast<int>(kLongestCapturePath);
+  const bool isLine = std::none_of(text.begin(), text.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < ' '; });
+  const bool isBare = text.empty() || (text.front() != ' ' && text.back() != ' ');
+  return text.size() <= kLongestCapturePath && isLine && isBare &&
+         NarrowText(WideText(text, kMostUnits)) == text;
 }
 
 bool AreRanges(const std::vector<FreeFormRange>& ranges) {

@@ -31,7 +31,8 @@ const std::vector<MocapParameter>& AllMocapParameters();
 /// By exact name; null for a name that there is not.
 const MocapParameter* FindMocapParameter(std::string_view name);
 
-/// Whether text can be a path: as long as one may be, without control characters.
+/// Whether text can be a path that is saved and read again: a line of UTF-8 as long as one may be,
+/// without blanks at its ends.
 bool IsPathText(std::string_view text);
 /// Whether ranges are as a setting may have them: see MocapManager::SetFreeFormRanges.
 bool AreRanges(const std::vector<FreeFormRange>& ranges);

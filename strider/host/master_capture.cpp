@@ -1,5 +1,6 @@
 // Captures as the host asks for them.
 
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -66,19 +67,28 @@ int StriderMaster::TakeCapture(const std::string& path, const MessageSink& sink,
 
 int StriderMaster::LoadCapture(const std::string& path, bool quiet) {
   int status = 0;
-  std::vector<std::string> messages;
-  const MessageSink sink = [&](MessageId id, const std::string& text) {
-    messages.push_back(text);
-    if (!quiet && session_.messages) session_.messages(id, text);
-  };
-  const auto take = [&] {
-    status = TakeCapture(path, sink, lastConversion_.extraction);
-    return status == 1;
-  };
-  const bool done = LoadStep("Load Capture", take, quiet);
-  if (!done && messages.empty()) messages.push_back(FormatMessage(MessageId::kOutOfMemory));
-  lastConversion_.done = done;
-  lastConversion_.messages = std::move(messages);
+  bool done = false, saysWhy = false;
+  try {
+    std::vector<std::string> messages;
+    const MessageSink sink = [&](MessageId id, const std::string& text) {
+      messages.push_back(text);
+      saysWhy = id == MessageId::kNamesMissing || id == MessageId::kFileNotTaken ||
+                id == MessageId::kFileNotRead;
+      if (!quiet && session_.messages) session_.messages(id, text);
+    };
+    ExtractionReport extraction;
+    const auto take = [&] {
+      status = TakeCapture(path, sink, extraction);
+      return status == 1;
+    };
+    done = LoadStep("Load Capture", take, quiet);
+    if (!done && !saysWhy) messages.push_back(FormatMessage(MessageId::kOutOfMemory));
+    if (done) lastConversion_.extraction = std::move(extraction);
+    lastConversion_.done = done;
+    lastConversion_.messages = std::move(messages);
+  } catch (const std::bad_alloc&) {
+    lastConversion_.done = done;
+  }
   return done || status < 0 ? status : 0;
 }
 

@@ -50,9 +50,10 @@ bool StriderMaster::ConvertToFootSteps(bool bake, bool flat) {
     return changed;
   });
   if (result == ToFootstepsResult::kRefused) return TellConversion(false, MessageId::kOutOfMemory);
-  lastConversion_.extraction = std::move(report);
-  return TellConversion(result == ToFootstepsResult::kDone, MessageId::kFootstepsFound,
-                        {std::to_string(lastConversion_.extraction.footsteps.size())});
+  const std::string count = std::to_string(report.footsteps.size());
+  const bool done = result == ToFootstepsResult::kDone;
+  if (done) lastConversion_.extraction = std::move(report);
+  return TellConversion(done, MessageId::kFootstepsFound, {count});
 }
 
 bool StriderMaster::IsFootstepSliding(int index) const {

@@ -230,6 +230,7 @@ void StriderMaster::CommitMotions(StreamContents& contents, bool keepTargets) {
   }
   *core_ = std::move(core);
   layers_.swap(layers);
+  lastConversion_ = {};  // which knows nothing of this motion
   RefreshNodes();
   CommitTargets(contents, keepTargets);
 }

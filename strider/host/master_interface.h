@@ -275,7 +275,7 @@ class IStriderMaster17 : public IStriderMaster16 {
   virtual const ConversionOutcome& LastConversion() const = 0;
   /// Whether the foot moves or turns within a footstep more than the settings allow, as the last
   /// conversion found. False for footsteps that it has not found or whose times have changed since.
-  /// No file keeps it.
+  /// No file keeps it, and it is forgotten when another motion is loaded.
   virtual bool IsFootstepSliding(int index) const = 0;
 };
 
