@@ -216,8 +216,8 @@ TEST_P(RealTake, ComesBackFromItsOwnBvh) {
     }
     EXPECT_LT(most, 0.01 * joints_.leg);
 
-    // The dance has contacts as short as noise, and swings as short as gaps in a contact.
-    if (take_.contacts.empty()) continue;
+    // The dance has swings as short as gaps in a contact, which fewer keys close.
+    if (take_.contacts.empty() && reduce) continue;
     const auto was = ContactFrames(imported), is = ContactFrames(again.motion);
     ASSERT_EQ(is.size(), was.size());
     for (std::size_t i = 0; i < was.size(); ++i) {
