@@ -93,9 +93,6 @@ bool ReadMotionAsTake(const std::string& path, const MocapParameters& parameters
   };
   StreamContents contents;
   if (!LoadMotion(path, {}, context, contents, cause)) return false;
-  if (parameters.useLoopFrame != 0 && parameters.loopFrameCount > 0) {
-    return refuse("is a motion already: a loop goes with a take");
-  }
   if (parameters.useTalentPoseAdjFile != 0) {
     return refuse("is a motion already: a pose of the talent goes with a take");
   }
@@ -122,7 +119,8 @@ bool ReadMotionAsTake(const std::string& path, const MocapParameters& parameters
       FramesBetween(motion, first, static_cast<TimeValue>(frames.last * frame));
   if (BakeKeys(motion, times, true, context) == kRefused) return refuse("memory ran out");
   MoveToZero(motion, first);
-  take = DenseMotionOf(std::move(motion), static_cast<int>(times.size()), context);
+  const int loop = parameters.useLoopFrame != 0 ? parameters.loopFrameCount : 0;
+  take = DenseMotionOf(std::move(motion), static_cast<int>(times.size()), loop, context);
   return true;
 }
 

@@ -34,7 +34,7 @@ struct ConvertedFrames {
 /// A stored motion as a take that is to be converted anew: without footsteps, a key of every part
 /// on each of the chosen frames, the first at time 0. Layers are left out, and so is the frame of a
 /// lift that ends the motion. Frames are `ticksPerFrame` long, where that is 0 as long as the
-/// file's. False, with the cause naming the file, also where the settings ask for a loop or a pose
+/// file's. False, with the cause naming the file, also where the settings ask for a pose
 /// of the talent. May throw std::bad_alloc.
 [[nodiscard]] bool ReadMotionAsTake(const std::string& path, const MocapParameters& parameters,
                                     TimeValue ticksPerFrame, const EvalContext& context,

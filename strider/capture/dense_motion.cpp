@@ -173,18 +173,33 @@ JointPlaces PlacesOfTake(const CapturedPose& pose) {
   return places;
 }
 
-DenseMotion DenseMotionOf(MotionCore motion, int numFrames, const EvalContext& context) {
+DenseMotion DenseMotionOf(MotionCore motion, int numFrames, int loopFrames,
+                          const EvalContext& context) {
   DenseMotion dense;
   dense.talent.figure = FigureOf(motion);
   dense.legLength = motion.leg[kRight].totalLength;
-  MotionCore posed = motion;
+  MotionCore posed = motion;  // by keys that stay as they are
+  const auto timeOf = [&motion](int f) { return static_cast<TimeValue>(f) * motion.ticksPerFrame; };
+  const int own = FramesBeforeLoop(loopFrames, numFrames);
   for (int f = 0; f < numFrames; ++f) {
-    CorePose(posed, static_cast<TimeValue>(f) * motion.ticksPerFrame, context);
-    const JointPlaces& places = dense.judged.emplace_back(PlacesOfFigure(posed));
+    CorePose(posed, timeOf(f), context);
+    const JointPlaces places = PlacesOfFigure(posed);
+    if (f < own) dense.judged.push_back(places);
     CapturedPose& pose = dense.captured.poses.emplace_back();
     for (int i = 0; i < JointPlaces::kCount; ++i) {
       pose[static_cast<std::size_t>(kJudgedJoints[i])].origin = places.place[i];
     }
+  }
+  if (own < numFrames) {
+    const MotionCore last = posed;
+    CorePose(posed, 0, context);
+    const LoopBlend loop(loopFrames, numFrames, posed, last);
+    for (int f = own; f < numFrames; ++f) {
+      CorePose(posed, timeOf(f), context);
+      loop.Apply(f, posed);
+      (void)PutPose(motion, posed, timeOf(f));  // sums of poses that the motion has
+    }
+    RefreshTracks(motion);
   }
   dense.motion = std::move(motion);
   return dense;

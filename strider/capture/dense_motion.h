@@ -54,8 +54,10 @@ struct DenseMotion {
                                   DenseMotion& dense, std::string& cause);
 
 /// A motion that is no take's, with a key on each of its first `numFrames` frames, as one: the
-/// places of its own joints are what it is judged by. Memory permitting; throws std::bad_alloc.
-DenseMotion DenseMotionOf(MotionCore motion, int numFrames, const EvalContext& context);
+/// places of its own joints are what it is judged by, before a loop over the last `loopFrames`.
+/// Memory permitting; throws std::bad_alloc.
+DenseMotion DenseMotionOf(MotionCore motion, int numFrames, int loopFrames,
+                          const EvalContext& context);
 
 /// The talent's figure as it stands in the reference, with a key of every part at time 0.
 MotionCore PoseInReference(const DenseMotion& dense, const DenseSettings& settings);

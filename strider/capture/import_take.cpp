@@ -579,6 +579,7 @@ bool Import::FromMotion() {
   take.rate = result_.sceneRate = static_cast<double>(kTicksPerSecond) / dense.motion.ticksPerFrame;
   take.metresPerUnit = result_.metresPerUnit =
       kGravity / (static_cast<double>(dense.motion.body.gravAccel) * kLawFrames);
+  if (!TellLoop(dense)) return false;
   ChooseExtraction(dense.talent.figure, StandingAnkleHeight(dense.captured));
   result_.pose = FirstPose(dense.motion, context_);
   if (FinishDenseMotion(settings_, dense, result_.motion, result_.conversion, context_) ==

@@ -2,7 +2,7 @@
 // joints are left out, and no frame is. What chooses for the user is import_take.h.
 //
 // A .bvh is taken as it stands, Y up; the up axis is a setting of marker files. A .sdr is a motion
-// already, for which scale, names and planes of limbs say nothing; a loop or a pose refuses it.
+// already, for which scale, names and planes of limbs say nothing; a pose refuses it.
 #pragma once
 
 #include <string>

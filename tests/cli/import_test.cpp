@@ -207,6 +207,14 @@ TEST_F(ImportVerb, FirstFrameAndLoop) {
   EXPECT_GT(apart(bends(0), bends(40)), 2);
   (void)Imported(kWalk, range + " --loop 10");
   EXPECT_LT(apart(bends(0), bends(40)), 0.5f);
+  // The same of a motion.
+  const auto ankle = [this](int frame) { return Posed(frame).leg[0].frame[2].Origin(); };
+  const Point3 looped = ankle(35), untouched = ankle(25);
+  ASSERT_EQ(Run("import " + kWalk + " " + range + " -o @motion.sdr").status, 0);
+  (void)Imported("@motion.sdr", "--free-form --no-reduction --loop 10");
+  EXPECT_LT(apart(bends(0), bends(40)), 0.5f);
+  EXPECT_LT(Length(ankle(35) - looped), 0.1f);
+  EXPECT_LT(Length(ankle(25) - untouched), 0.1f);
 }
 
 TEST_F(ImportVerb, NamesOfSetsAndFiles) {
@@ -415,8 +423,7 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
   Put("free.fig", "junk");
   std::filesystem::create_directory(File("folder.bvh"));
   std::filesystem::create_directory(File("folder.sdr"));
-  ASSERT_EQ(
-      Run("import @walk.bvh --free-form --loop 5 --save-params @loop.moc -o @free.sdr").status, 0);
+  ASSERT_EQ(Run("import @walk.bvh --free-form -o @free.sdr").status, 0);
   Put("out.sdr", "old");
   const std::ptrdiff_t files = scratch.CountFiles();
   const struct {
@@ -463,8 +470,7 @@ TEST_F(ImportVerb, RefusesInOneLineAndWritesNothing) {
       {"@walk.bvh -o @out.stp --free-form", "walk.bvh: ", "no footsteps"},
       {"@free.sdr -o @out.sdr --scale 2", "free.sdr: ", "a scale"},
       {"@free.sdr -o @out.sdr --set upVector=2", "free.sdr: ", "upVector goes with a take"},
-      {"@free.sdr -o @out.sdr --loop 5", "free.sdr: ", "a loop goes with a take"},
-      {"@free.sdr -o @out.sdr --params @loop.moc", "free.sdr: ", "a loop goes with a take"},
+      {"@free.sdr -o @out.sdr --loop 500", "free.sdr: ", "a loop of 500 frames"},
       {"@free.sdr -o @out.sdr --pose @free.sdr", "free.sdr: ", "a pose of the talent"},
       {"@free.sdr -o @out.sdr --from 9999", "free.sdr: ", "from 9999 to its end"},
       {"@walk.bvh -o @walk.bvh", "walk.bvh: ", "the take itself"},

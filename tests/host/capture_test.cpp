@@ -215,11 +215,11 @@ TEST_F(MasterCapture, RefusesAndChangesNothing) {
   }
   const std::string made = scratch.File("made.sdr");
   ASSERT_TRUE(master.SaveMotion(made));
-  session.mocap.SetLoopFrameCount(5);
-  session.mocap.SetUseLoopFrame(1);
+  session.mocap.SetTalentPoseAdjFile(made);
+  session.mocap.SetUseTalentPoseAdjFile(1);
   EXPECT_EQ(master.LoadCapture(made, false), 0);
-  EXPECT_NE(words.find("a loop goes with a take"), std::string::npos) << words;
-  session.mocap.SetUseLoopFrame(0);
+  EXPECT_NE(words.find("a pose of the talent goes with a take"), std::string::npos) << words;
+  session.mocap.SetUseTalentPoseAdjFile(0);
   session.mocap.SetTalentFigStrucFile("no.fig");
   session.mocap.SetUseTalentFigStrucFile(1);
   EXPECT_EQ(master.LoadCapture(test::TakePath(kWalk), false), 0);
