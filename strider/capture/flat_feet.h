@@ -2,11 +2,17 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "strider/capture/captured_motion.h"
+#include "strider/capture/marker_tracks.h"
 #include "strider/core/body_id.h"
 
 namespace strider {
+
+/// Marks the frames in which an ankle is slowest: those in which the sole lies on the ground. All
+/// of them where none shows it. Passes std::bad_alloc on.
+std::vector<unsigned char> FlatFrames(const PointTrack& ankle);
 
 /// The upright of a foot that lies flat, a unit vector in the axes of the joint that carries it.
 struct FlatFoot {

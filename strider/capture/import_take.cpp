@@ -15,6 +15,7 @@
 #include "strider/capture/moc_file.h"
 #include "strider/capture/mocap_parameters.h"
 #include "strider/capture/name_sets.h"
+#include "strider/capture/scene_places.h"
 #include "strider/capture/take_guess.h"
 #include "strider/core/body_id.h"
 #include "strider/core/evaluate.h"
@@ -92,7 +93,6 @@ class Import {
   bool ReadJoints();
   bool ChooseNames(const std::string& text, BvhSettings& settings, NameTable& table);
   bool ReadMarkerFile();
-  void TurnMarkersOver();
   void ChooseUnit();
   UpAxis ChooseUp(const UpGuess& guess);
   void TurnUpright();
@@ -236,18 +236,6 @@ bool Import::ReadJoints() {
   return true;
 }
 
-/// Of a take whose up axis points down.
-void Import::TurnMarkersOver() {
-  const auto turn = [](MarkerRecord& marker) {
-    for (Point3& place : marker.positions.samples) {
-      if (place.x != kDroppedMarker) place = {place.x, -place.y, -place.z};
-    }
-  };
-  std::for_each(scene_.markers.begin(), scene_.markers.end(), turn);
-  std::for_each(scene_.extraMarkers.begin(), scene_.extraMarkers.end(), turn);
-  result_.notes.emplace_back(kTurnedOver);
-}
-
 /// Heels are spelt in two ways. In a file that has both, the vocabulary's is the heel.
 void AddOtherSpellings(const std::string& text, NameTable& table) {
   constexpr struct {
@@ -298,7 +286,10 @@ bool Import::ReadMarkerFile() {
       return false;
     }
   }
-  if (guess.downwards && guess.axis == settings.upVector) TurnMarkersOver();
+  if (guess.downwards && guess.axis == settings.upVector) {
+    TurnMarkersOver(scene_);
+    result_.notes.emplace_back(kTurnedOver);
+  }
   take.unknownJoints = report.unknownNames;
   std::erase(take.unknownJoints, kC7Name);  // none of the vocabulary, but the neck begins there
   for (const MarkerRecord& marker : scene_.markers) take.jointsFound += marker.present ? 1 : 0;
@@ -309,23 +300,6 @@ bool Import::ReadMarkerFile() {
 }
 
 // --- Choices -----------------------------------------------------------------------------------
-
-void Scale(CaptureSamples& samples, float factor) {
-  for (Point3& sample : samples.samples) {
-    if (sample.x != kDroppedMarker) sample *= factor;
-  }
-}
-
-void ScaleScene(CaptureScene& scene, float factor) {
-  for (JointRecord& joint : scene.joints) {
-    joint.offset *= factor;
-    joint.endOffset *= factor;
-    Scale(joint.positions, factor);
-  }
-  for (MarkerRecord& marker : scene.markers) Scale(marker.positions, factor);
-  for (MarkerRecord& marker : scene.extraMarkers) Scale(marker.positions, factor);
-  for (float& measure : scene.talent) measure *= factor;
-}
 
 void Import::ChooseUnit() {
   const UnitGuess guess = GuessUnit(scene_);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "strider/capture/flat_feet.h"
+
 namespace strider {
 namespace {
 
@@ -21,9 +23,6 @@ constexpr float kNotchToNeck = 0.1f, kHipsToNeck = 0.62f;
 constexpr float kBandBack = 0.022f, kBandDown = 0.11f, kCrown = 0.2f;
 // The head over the neck where no marker shows it, of the leg.
 constexpr float kNeckToHead = 0.13f;
-// Share of the frames in which a foot that walks lies flat for certain: the slowest.
-constexpr float kSlowest = 0.2f;
-
 // Cosine between the upright and the body's own axis of a head or a foot that is held upright.
 constexpr float kStands = 0.6f;
 
@@ -217,24 +216,6 @@ void FindHead(MarkerTracks& tracks, MarkerBody& body) {
   const MaybePoint brow = middleOf(kLFHD, kRFHD), back = middleOf(kLBHD, kRBHD);
   const Point3 middle = Lerp(brow ? *brow : *back, back ? *back : *brow, 0.5f);
   MoveOrigin(head, middle - body.leg * Point3{kBandBack, kBandDown, 0});
-}
-
-/// The frames in which the ankle is slowest: those in which the sole lies on the ground.
-std::vector<unsigned char> FlatFrames(const PointTrack& ankle) {
-  std::vector<unsigned char> flat(ankle.known.size());
-  std::vector<float> speeds(ankle.known.size(), -1.0f), known;
-  for (std::size_t f = 0; f < flat.size(); ++f) {
-    const std::size_t g = f > 0 ? f - 1 : std::min<std::size_t>(1, flat.size() - 1);
-    if (!ankle.Has(f) || !ankle.Has(g)) continue;
-    speeds[f] = Length(ankle.place[f] - ankle.place[g]);
-    known.push_back(speeds[f]);
-  }
-  if (known.empty()) return std::vector<unsigned char>(flat.size(), 1);
-  const auto slow =
-      known.begin() + static_cast<std::ptrdiff_t>(kSlowest * static_cast<float>(known.size() - 1));
-  std::nth_element(known.begin(), slow, known.end());
-  for (std::size_t f = 0; f < flat.size(); ++f) flat[f] = speeds[f] >= 0 && speeds[f] <= *slow;
-  return flat;
 }
 
 /// The front of the foot: its tip's marker, else what stands beside the toes.

@@ -13,7 +13,7 @@ namespace strider {
 namespace {
 
 // Footsteps found this near their feet, in leg lengths, stay where their contacts begin: those of
-// a motion that was made are found again to the bit.
+// a motion that was made are found again within a thousandth.
 constexpr float kNearFoot = 0.01f;
 
 /// The whole frames that a motion covers.
