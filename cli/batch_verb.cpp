@@ -248,7 +248,7 @@ class Batch {
     for (const std::string& format : arguments_.formats) {
       const std::string path = WithExtension(task.output, format);
       MotionOutputOptions output;
-      if (format != "bvh" && CountsInMetres(format)) output.metresPerUnit = result.metresPerUnit;
+      TellUnit(format, result.metresPerUnit, output);
       if (!WriteMotionAs(format, result.motion, output, path, cause)) {
         cause = path + ": " + cause;
         return false;

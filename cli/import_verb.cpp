@@ -30,8 +30,7 @@ bool Write(const Arguments& arguments, const ImportResult& result,
   const std::string format = ExtensionOf(arguments.output);
   if (format == kPoseFormat) return SaveMotion(arguments.output, {&result.pose}, {}, cause);
   MotionOutputOptions options = output;
-  // A .bvh stays in the unit of the motion, as everywhere.
-  if (format != "bvh" && CountsInMetres(format)) options.metresPerUnit = result.metresPerUnit;
+  TellUnit(format, result.metresPerUnit, options);
   return WriteMotionAs(format, result.motion, options, arguments.output, cause);
 }
 

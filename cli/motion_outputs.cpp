@@ -211,6 +211,9 @@ bool Uses(const std::string& format, Use use) {
 }  // namespace
 
 bool CountsInMetres(const std::string& format) { return Uses(format, kMetres); }
+void TellUnit(const std::string& format, double metresPerUnit, MotionOutputOptions& options) {
+  if (format != "bvh" && CountsInMetres(format)) options.metresPerUnit = metresPerUnit;
+}
 bool DrawsBodies(const std::string& format) { return Uses(format, kBodies); }
 bool HoldsMotion(const std::string& format) { return Uses(format, kFrames); }
 

@@ -45,6 +45,9 @@ std::vector<std::string> MotionFormats();
 
 /// True for a format that metresPerUnit has a say in.
 bool CountsInMetres(const std::string& format);
+/// Has a format that is in metres by itself know what a unit of the motion is; a .bvh stays in
+/// units unless it is asked for another.
+void TellUnit(const std::string& format, double metresPerUnit, MotionOutputOptions& options);
 /// True for a format that bodyType has a say in.
 bool DrawsBodies(const std::string& format);
 /// False for a format of a figure alone.
